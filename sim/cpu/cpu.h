@@ -1,0 +1,74 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace jlinksim {
+
+/// R0 to R15, XPSR, MSP, PSP, in the J-Link library's numbering.
+inline constexpr unsigned cpu_register_count = 19;
+
+/// How the CPU's accesses outside its direct memories reach the chip. `width` is 1, 2 or 4 bytes, the address is a
+/// multiple of it. False is a bus fault.
+class CpuBus
+{
+public:
+    virtual bool cpu_read(std::uint32_t address, unsigned width, std::uint32_t& value) = 0;
+    virtual bool cpu_write(std::uint32_t address, unsigned width, std::uint32_t value) = 0;
+
+protected:
+    ~CpuBus() = default;
+};
+
+/// Memory that the CPU reads and executes without asking the bus; writes go to the bus where it is not writable.
+/// Base and size are multiples of 4 KiB; the bytes outlive the CPU.
+struct DirectMemory
+{
+    std::uint32_t base = 0;
+    std::span<std::uint8_t> bytes;
+    bool writable = false;
+};
+
+enum class StopReason
+{
+    budget_spent, ///< all instructions asked for were executed
+    breakpoint,   ///< a BKPT; the program counter is at it
+    sleeping,     ///< WFI or WFE; the program counter is behind it
+    fault,        ///< an access or an instruction that the CPU cannot carry out; the program counter is at it
+};
+
+struct RunResult
+{
+    std::uint64_t instructions = 0;
+    StopReason why = StopReason::budget_spent;
+    std::string fault; ///< what happened, for the record; empty without a fault
+};
+
+/// The instruction engine of a chip. Run state, modelled time and debug registers are the chip's; a CPU executes when it
+/// is told to, and holds its registers between.
+class Cpu
+{
+public:
+    virtual ~Cpu() = default;
+
+    /// Replace the direct memories, for example when a RAM section loses its power.
+    virtual void set_memories(std::span<const DirectMemory> memories) = 0;
+    /// Registers to their reset values, then the stack pointer and program counter of the vector table's first words.
+    virtual void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) = 0;
+    virtual std::uint32_t read_register(unsigned index) const = 0;
+    virtual void write_register(unsigned index, std::uint32_t value) = 0;
+    /// Execute at most `budget` instructions. An engine that cannot execute spends the budget and changes nothing.
+    virtual RunResult run(std::uint64_t budget) = 0;
+    /// The host (or the chip) changed these bytes; translated code of theirs is dropped.
+    virtual void code_changed(std::uint32_t address, std::uint32_t length) = 0;
+    /// False for the register file, which holds registers and executes nothing.
+    virtual bool executes() const = 0;
+};
+
+/// The engine that the build chose (TESSIT_SIM_CPU). The bus outlives it.
+std::unique_ptr<Cpu> make_cpu(CpuBus& bus);
+
+} // namespace jlinksim
