@@ -11,6 +11,27 @@ namespace jlinksim {
 /// R0 to R15, XPSR, MSP, PSP, in the J-Link library's numbering.
 inline constexpr unsigned cpu_register_count = 19;
 
+namespace cpu_register {
+inline constexpr unsigned sp = 13; ///< the stack pointer in use: MSP or PSP
+inline constexpr unsigned lr = 14;
+inline constexpr unsigned pc = 15;
+inline constexpr unsigned xpsr = 16;
+inline constexpr unsigned msp = 17;
+inline constexpr unsigned psp = 18;
+
+inline constexpr std::uint32_t lr_after_reset = 0xFFFFFFFF;
+inline constexpr std::uint32_t xpsr_thumb = 1U << 24;
+
+/// What a register keeps of a value: stack pointers are multiples of 4, the program counter of 2.
+constexpr std::uint32_t writable_part(unsigned index, std::uint32_t value)
+{
+    if (index == sp || index == msp || index == psp) {
+        return value & ~3U;
+    }
+    return index == pc ? value & ~1U : value;
+}
+} // namespace cpu_register
+
 /// How the CPU's accesses outside its direct memories reach the chip. `width` is 1, 2 or 4 bytes, the address is a
 /// multiple of it. False is a bus fault.
 class CpuBus
@@ -58,6 +79,7 @@ public:
     virtual void set_memories(std::span<const DirectMemory> memories) = 0;
     /// Registers to their reset values, then the stack pointer and program counter of the vector table's first words.
     virtual void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) = 0;
+    /// `index` is below cpu_register_count.
     virtual std::uint32_t read_register(unsigned index) const = 0;
     virtual void write_register(unsigned index, std::uint32_t value) = 0;
     /// Execute at most `budget` instructions. An engine that cannot execute spends the budget and changes nothing.

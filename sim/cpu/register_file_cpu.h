@@ -1,0 +1,28 @@
+#pragma once
+
+#include "cpu/cpu.h"
+
+#include <array>
+
+namespace jlinksim {
+
+/// A CPU that holds its registers and executes nothing: for builds without an instruction engine. It is always in thread
+/// mode on the main stack, so that R13 and MSP are one register.
+class RegisterFileCpu final : public Cpu
+{
+public:
+    RegisterFileCpu();
+
+    void set_memories(std::span<const DirectMemory> memories) override;
+    void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) override;
+    std::uint32_t read_register(unsigned index) const override;
+    void write_register(unsigned index, std::uint32_t value) override;
+    RunResult run(std::uint64_t budget) override;
+    void code_changed(std::uint32_t address, std::uint32_t length) override;
+    bool executes() const override { return false; }
+
+private:
+    std::array<std::uint32_t, cpu_register_count> registers_{};
+};
+
+} // namespace jlinksim
