@@ -68,8 +68,8 @@ struct RunResult
     std::string fault; ///< what happened, for the record; empty without a fault
 };
 
-/// The instruction engine of a chip. Run state, modelled time and debug registers are the chip's; a CPU executes when it
-/// is told to, and holds its registers between.
+/// The instruction engine of a chip. Run state, modelled time and debug registers are the chip's; a CPU executes when
+/// it is told to, and holds its registers between.
 class Cpu
 {
 public:

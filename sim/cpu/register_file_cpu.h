@@ -6,8 +6,8 @@
 
 namespace jlinksim {
 
-/// A CPU that holds its registers and executes nothing: for builds without an instruction engine. It is always in thread
-/// mode on the main stack, so that R13 and MSP are one register.
+/// A CPU that holds its registers and executes nothing: for builds without an instruction engine. It is always in
+/// thread mode on the main stack, so that R13 and MSP are one register.
 class RegisterFileCpu final : public Cpu
 {
 public:
