@@ -1,0 +1,77 @@
+#include "firmware/image.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace tessit::cli {
+namespace {
+
+// The first segment that ends behind the address.
+template <typename Segments>
+auto first_reaching(Segments& segments, uint64_t address)
+{
+    return std::partition_point(segments.begin(), segments.end(),
+                                [address](const Segment& segment) { return segment.range().end() <= address; });
+}
+
+} // namespace
+
+std::optional<uint32_t> Image::add(uint32_t address, std::span<const uint8_t> bytes)
+{
+    if (bytes.empty()) {
+        return std::nullopt;
+    }
+    const Range range{address, bytes.size()};
+    auto next = first_reaching(segments_, address);
+    if (next != segments_.end() && next->address < range.end()) {
+        return std::max(next->address, address);
+    }
+
+    const bool joins_previous = next != segments_.begin() && std::prev(next)->range().end() == address;
+    if (!joins_previous) {
+        next = segments_.insert(next, Segment{address, {bytes.begin(), bytes.end()}});
+    } else {
+        --next;
+        next->bytes.insert(next->bytes.end(), bytes.begin(), bytes.end());
+    }
+    const auto following = std::next(next);
+    if (following != segments_.end() && following->address == next->range().end()) {
+        next->bytes.insert(next->bytes.end(), following->bytes.begin(), following->bytes.end());
+        segments_.erase(following);
+    }
+    return std::nullopt;
+}
+
+uint64_t Image::size() const
+{
+    return std::accumulate(segments_.begin(), segments_.end(), uint64_t{0},
+                           [](uint64_t sum, const Segment& segment) { return sum + segment.bytes.size(); });
+}
+
+void Image::overlay(const Range& window, std::span<uint8_t> bytes) const
+{
+    for (auto segment = first_reaching(segments_, window.first);
+         segment != segments_.end() && segment->address < window.end(); ++segment) {
+        const uint64_t first = std::max(segment->address, window.first);
+        const uint64_t end = std::min(segment->range().end(), window.end());
+        const auto source = std::span{segment->bytes}.subspan(first - segment->address, end - first);
+        std::ranges::copy(source, bytes.subspan(first - window.first).begin());
+    }
+}
+
+bool Image::covers(const Range& range) const
+{
+    const auto segment = first_reaching(segments_, range.first);
+    return segment != segments_.end() && segment->range().contains(range);
+}
+
+std::optional<uint8_t> Image::byte_at(uint32_t address) const
+{
+    const auto segment = first_reaching(segments_, address);
+    if (segment == segments_.end() || segment->address > address) {
+        return std::nullopt;
+    }
+    return segment->bytes[address - segment->address];
+}
+
+} // namespace tessit::cli
