@@ -66,52 +66,50 @@ extern "C" {
 /* Results. 0 is success, every failure is negative. A code is passed up unchanged from where it arose. */
 TESSIT_ENUM(result_code_t, int32_t){
     RESULT_OK = 0,
-    ERR_NO_MEMORY = -1,                /* a buffer that the operation needs could not be allocated */
-    ERR_WRONG_STATE = -2,              /* the call is out of order */
-    ERR_BAD_ARGUMENT = -3,             /* an argument is invalid */
-    ERR_UNSUPPORTED_ON_DEVICE = -4,    /* not available on the connected chip version */
-    ERR_UNKNOWN_DEVICE = -5,           /* the identification registers name no known chip */
-    ERR_PROBE_NOT_FOUND = -10,         /* no probe with the serial number asked for */
-    ERR_TARGET_CONNECT_FAILED = -11,   /* the probe could not connect to the target */
-    ERR_TARGET_LOW_VOLTAGE = -12,      /* the target's supply is below 1500 mV */
-    ERR_NO_PROBE_ATTACHED = -13,       /* no probe is attached */
+    ERR_NO_MEMORY = -1,                 /* a buffer that the operation needs could not be allocated */
+    ERR_WRONG_STATE = -2,               /* the call is out of order */
+    ERR_BAD_ARGUMENT = -3,              /* an argument is invalid */
+    ERR_UNSUPPORTED_ON_DEVICE = -4,     /* not available on the connected chip version */
+    ERR_UNKNOWN_DEVICE = -5,            /* the identification registers name no known chip */
+    ERR_PROBE_NOT_FOUND = -10,          /* no probe with the serial number asked for */
+    ERR_TARGET_CONNECT_FAILED = -11,    /* the probe could not connect to the target */
+    ERR_TARGET_LOW_VOLTAGE = -12,       /* the target's supply is below 1500 mV */
+    ERR_NO_PROBE_ATTACHED = -13,        /* no probe is attached */
     ERR_FLASH_CONTROLLER_TIMEOUT = -20, /* the flash controller (or the external flash) never became ready */
-    ERR_RECOVER_FAILED = -21,          /* recovery did not succeed */
-    ERR_PROTECTED = -90,               /* readback protection forbids the connection that the operation needs */
-    ERR_JLINK_LOAD_FAILED = -101,      /* the J-Link library does not load or lacks a function */
-    ERR_JLINK_CALL_FAILED = -102,      /* a J-Link function reported failure */
-    ERR_JLINK_TOO_OLD = -103,          /* the J-Link library is older than 5.02 */
-    ERR_UNEXPECTED_CHIP_VERSION = -255 /* the operation does not handle the chip version read from the target */
+    ERR_RECOVER_FAILED = -21,           /* recovery did not succeed */
+    ERR_PROTECTED = -90,                /* readback protection forbids the connection that the operation needs */
+    ERR_JLINK_LOAD_FAILED = -101,       /* the J-Link library does not load or lacks a function */
+    ERR_JLINK_CALL_FAILED = -102,       /* a J-Link function reported failure */
+    ERR_JLINK_TOO_OLD = -103,           /* the J-Link library is older than 5.02 */
+    ERR_UNEXPECTED_CHIP_VERSION = -255  /* the operation does not handle the chip version read from the target */
 };
 
 /* Chip families. This library serves one; the Alder family is known to chip_version_t only. */
 TESSIT_ENUM(chip_family_t, uint32_t){BIRCH_FAMILY = 1};
 
 /* Chip versions. ALDER values and UNKNOWN are never produced; FUTURE is any later revision of a known part. */
-TESSIT_ENUM(chip_version_t, uint32_t){
-    UNKNOWN = 0,
-    ALDER_MX_VA_REV1 = 1,
-    ALDER_MX_VA_REV2 = 2,
-    ALDER_MX_VA_REV3 = 3,
-    ALDER_MX_VB_REV3 = 4,
-    ALDER_MX_VC_REV3 = 5,
-    ALDER_M2_VA_REV3 = 6,
-    BIRCH_M1_VA_ENGA = 7,
-    BIRCH_M1_VA_ENGB = 8,
-    BIRCH_M1_VA_REV1 = 9,
-    BIRCH_M2_VA_ENGA = 10,
-    BIRCH_M1_VA_FUTURE = 11,
-    BIRCH_M2_VA_FUTURE = 12,
-    BIRCH_M3_VA_REV1 = 13,
-    BIRCH_M3_VA_FUTURE = 14,
-    BIRCH_M1_VB_REV1 = 15,
-    BIRCH_M1_VB_FUTURE = 16,
-    ALDER_M1_VB_REV3 = 17,
-    BIRCH_M2_VA_REV1 = 18,
-    BIRCH_M1_VA_REV2 = 19,
-    BIRCH_M1_VB_REV2 = 20,
-    BIRCH_M2_VA_ENGB = 21
-};
+TESSIT_ENUM(chip_version_t, uint32_t){UNKNOWN = 0,
+                                      ALDER_MX_VA_REV1 = 1,
+                                      ALDER_MX_VA_REV2 = 2,
+                                      ALDER_MX_VA_REV3 = 3,
+                                      ALDER_MX_VB_REV3 = 4,
+                                      ALDER_MX_VC_REV3 = 5,
+                                      ALDER_M2_VA_REV3 = 6,
+                                      BIRCH_M1_VA_ENGA = 7,
+                                      BIRCH_M1_VA_ENGB = 8,
+                                      BIRCH_M1_VA_REV1 = 9,
+                                      BIRCH_M2_VA_ENGA = 10,
+                                      BIRCH_M1_VA_FUTURE = 11,
+                                      BIRCH_M2_VA_FUTURE = 12,
+                                      BIRCH_M3_VA_REV1 = 13,
+                                      BIRCH_M3_VA_FUTURE = 14,
+                                      BIRCH_M1_VB_REV1 = 15,
+                                      BIRCH_M1_VB_FUTURE = 16,
+                                      ALDER_M1_VB_REV3 = 17,
+                                      BIRCH_M2_VA_REV1 = 18,
+                                      BIRCH_M1_VA_REV2 = 19,
+                                      BIRCH_M1_VB_REV2 = 20,
+                                      BIRCH_M2_VA_ENGB = 21};
 
 /* Readback protection levels. A Birch chip knows only NONE and FULL. */
 TESSIT_ENUM(readback_protection_status_t, uint32_t){NONE = 0, REGION_0 = 1, FULL = 2, BOTH = 3};
@@ -120,27 +118,12 @@ TESSIT_ENUM(readback_protection_status_t, uint32_t){NONE = 0, REGION_0 = 1, FULL
 TESSIT_ENUM(region_0_source_t, uint32_t){NO_REGION_0 = 0};
 
 /* CPU registers. */
-TESSIT_ENUM(cpu_register_t, int32_t){
-    R0 = 0,
-    R1 = 1,
-    R2 = 2,
-    R3 = 3,
-    R4 = 4,
-    R5 = 5,
-    R6 = 6,
-    R7 = 7,
-    R8 = 8,
-    R9 = 9,
-    R10 = 10,
-    R11 = 11,
-    R12 = 12,
-    R13 = 13, /* stack pointer in use */
-    R14 = 14, /* link register */
-    R15 = 15, /* program counter */
-    XPSR = 16,
-    MSP = 17,
-    PSP = 18
-};
+TESSIT_ENUM(cpu_register_t,
+            int32_t){R0 = 0,    R1 = 1,   R2 = 2,  R3 = 3,   R4 = 4,   R5 = 5,   R6 = 6,
+                     R7 = 7,    R8 = 8,   R9 = 9,  R10 = 10, R11 = 11, R12 = 12, R13 = 13, /* stack pointer in use */
+                     R14 = 14,                                                             /* link register */
+                     R15 = 15,                                                             /* program counter */
+                     XPSR = 16, MSP = 17, PSP = 18};
 
 /* Power of a RAM section. */
 TESSIT_ENUM(ram_power_status_t, uint32_t){RAM_SECTION_OFF = 0, RAM_SECTION_ON = 1};
@@ -149,17 +132,16 @@ TESSIT_ENUM(ram_power_status_t, uint32_t){RAM_SECTION_OFF = 0, RAM_SECTION_ON = 
 TESSIT_ENUM(rtt_direction_t, int32_t){UP_DIRECTION = 0, DOWN_DIRECTION = 1};
 
 /* QSPI settings. The codes go unchanged into the peripheral's configuration registers. */
-TESSIT_ENUM(qspi_read_mode_t, uint32_t){
-    READ_MODE_CODE_0 = 0, READ_MODE_CODE_1 = 1, READ_MODE_CODE_2 = 2, READ_MODE_CODE_3 = 3, READ_MODE_CODE_4 = 4};
-TESSIT_ENUM(qspi_write_mode_t, uint32_t){
-    WRITE_MODE_CODE_0 = 0, WRITE_MODE_CODE_1 = 1, WRITE_MODE_CODE_2 = 2, WRITE_MODE_CODE_3 = 3};
+TESSIT_ENUM(qspi_read_mode_t, uint32_t){READ_MODE_CODE_0 = 0, READ_MODE_CODE_1 = 1, READ_MODE_CODE_2 = 2,
+                                        READ_MODE_CODE_3 = 3, READ_MODE_CODE_4 = 4};
+TESSIT_ENUM(qspi_write_mode_t, uint32_t){WRITE_MODE_CODE_0 = 0, WRITE_MODE_CODE_1 = 1, WRITE_MODE_CODE_2 = 2,
+                                         WRITE_MODE_CODE_3 = 3};
 TESSIT_ENUM(qspi_address_mode_t, uint32_t){
     ADDRESS_MODE_24BIT = 0, /* 3 address bytes */
     ADDRESS_MODE_32BIT = 1  /* 4 address bytes */
 };
 /* The serial clock divider minus one. */
-TESSIT_ENUM(qspi_frequency_t, uint32_t){
-    FREQ_DIV1 = 0, FREQ_DIV2 = 1, FREQ_DIV4 = 3, FREQ_DIV8 = 7, FREQ_DIV16 = 15};
+TESSIT_ENUM(qspi_frequency_t, uint32_t){FREQ_DIV1 = 0, FREQ_DIV2 = 1, FREQ_DIV4 = 3, FREQ_DIV8 = 7, FREQ_DIV16 = 15};
 TESSIT_ENUM(qspi_spi_mode_t, uint32_t){SPI_MODE_CODE_0 = 0, SPI_MODE_CODE_1 = 1};
 TESSIT_ENUM(qspi_level_io_t, uint32_t){LEVEL_LOW = 0, LEVEL_HIGH = 1};
 TESSIT_ENUM(qspi_page_program_size_t, uint32_t){PP_SIZE_CODE_0 = 0, PP_SIZE_CODE_1 = 1};
@@ -169,13 +151,14 @@ TESSIT_ENUM(qspi_erase_len_t, int32_t){ERASE4KB = 0, ERASE64KB = 1, ERASEALL = 2
 
 /* Configuration of the QSPI peripheral: 22 fields of 32 bits, in this order. Pins: 0 to 31 on port 0, 0 to 15 on
  * port 1. */
-typedef struct qspi_init_config_t {
+typedef struct qspi_init_config_t
+{
     qspi_read_mode_t read_mode;
     qspi_write_mode_t write_mode;
     qspi_address_mode_t address_mode;
     qspi_frequency_t frequency;
     qspi_spi_mode_t spi_mode;
-    uint32_t sck_delay;                          /* 0 to 255 */
+    uint32_t sck_delay;                           /* 0 to 255 */
     qspi_level_io_t custom_instruction_io2_level; /* level of line IO2 during custom instructions */
     qspi_level_io_t custom_instruction_io3_level; /* level of line IO3 during custom instructions */
     uint32_t CSN_pin;
@@ -450,9 +433,9 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_power_status(
     ram_power_status_t* ram_sections_power_status, uint32_t ram_sections_power_status_len);
 
 /*
- * Deprecated: number of RAM sections, size of one, and the power of each when an array is given. It cannot tell sections
- * of different sizes apart, so BIRCH_M2 chips refuse it; use the three functions above.
- * Errors: ERR_BAD_ARGUMENT ram_sections_number null; ERR_BAD_ARGUMENT ram_sections_size null; ERR_BAD_ARGUMENT
+ * Deprecated: number of RAM sections, size of one, and the power of each when an array is given. It cannot tell
+ * sections of different sizes apart, so BIRCH_M2 chips refuse it; use the three functions above. Errors:
+ * ERR_BAD_ARGUMENT ram_sections_number null; ERR_BAD_ARGUMENT ram_sections_size null; ERR_BAD_ARGUMENT
  * ram_sections_power_status null with a length; [open]; [probe]; [ready]; [halt]; ERR_UNSUPPORTED_ON_DEVICE on
  * BIRCH_M2; [version]; ERR_BAD_ARGUMENT a length that is not 0 and below the count (count and size are set by then).
  */
@@ -529,12 +512,10 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_count(uint32_t* dow
                                                                    uint32_t* up_channel_number);
 
 /*
- * Name and buffer size (bytes) of a channel. The first 32 bytes of channel_name are written, padded with zeros. A name of
- * all 32 bytes gets its terminator as a 33rd byte when channel_name_len is more than 32; with a length of 32 it arrives
- * without one.
- *   channel_name_len  bytes, 32 or more
- * Errors: ERR_BAD_ARGUMENT channel_name null; channel_size null; channel_name_len; dir; [rtt]; [jlink];
- * ERR_BAD_ARGUMENT no such channel; [jlink].
+ * Name and buffer size (bytes) of a channel. The first 32 bytes of channel_name are written, padded with zeros. A name
+ * of all 32 bytes gets its terminator as a 33rd byte when channel_name_len is more than 32; with a length of 32 it
+ * arrives without one. channel_name_len  bytes, 32 or more Errors: ERR_BAD_ARGUMENT channel_name null; channel_size
+ * null; channel_name_len; dir; [rtt]; [jlink]; ERR_BAD_ARGUMENT no such channel; [jlink].
  */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_info(uint32_t channel_index, rtt_direction_t dir,
                                                                   char* channel_name, uint32_t channel_name_len,

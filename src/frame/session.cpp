@@ -1,0 +1,7 @@
+#include "frame/session.h"
+
+namespace tessit {
+
+Session session;
+
+} // namespace tessit

@@ -1,0 +1,120 @@
+#include "log/logger.h"
+
+#include <locale>
+
+namespace tessit {
+
+Logger logger;
+
+LogBuffer::LogBuffer()
+{
+    // The last character of the buffer is the place of the one that arrives when the put area is full.
+    setp(text_buffer_.data(), text_buffer_.data() + text_buffer_.size() - 1);
+}
+
+LogBuffer::~LogBuffer()
+{
+    LogBuffer::clear_tags();
+}
+
+void LogBuffer::attach_log_callback(std::string_view prefix, log_callback_t callback)
+{
+    detach_log_callback();
+    prefix_ = prefix;
+    callback_ = callback;
+}
+
+void LogBuffer::detach_log_callback()
+{
+    clear_tags();
+    callback_ = nullptr;
+    prefix_.clear();
+}
+
+void LogBuffer::push_tag(FunctionTag& tag)
+{
+    tag.stack_ = this;
+    tags_.push_back(&tag);
+}
+
+void LogBuffer::pop_tag()
+{
+    if (tags_.empty()) {
+        return;
+    }
+    tags_.back()->stack_ = nullptr;
+    tags_.pop_back();
+}
+
+void LogBuffer::clear_tags()
+{
+    while (!tags_.empty()) {
+        pop_tag();
+    }
+}
+
+int LogBuffer::sync()
+{
+    deliver_and_start_over(static_cast<std::size_t>(pptr() - pbase()));
+    return 0;
+}
+
+LogBuffer::int_type LogBuffer::overflow(int_type character)
+{
+    auto length = static_cast<std::size_t>(pptr() - pbase());
+    if (!traits_type::eq_int_type(character, traits_type::eof())) {
+        text_buffer_[length++] = traits_type::to_char_type(character);
+    }
+    deliver_and_start_over(length);
+    return 0;
+}
+
+void LogBuffer::deliver_and_start_over(std::size_t length)
+{
+    if (callback_ != nullptr) {
+        callback_(make_line({text_buffer_.data(), length}).c_str());
+    }
+    if (length == 0) {
+        return;
+    }
+    text_buffer_.fill('\0');
+    setp(text_buffer_.data(), epptr());
+}
+
+std::string LogBuffer::make_line(std::string_view text) const
+{
+    std::string line;
+    if (!tags_.empty()) {
+        for (std::size_t level = 1; level < tags_.size(); ++level) {
+            line += ". ";
+        }
+        line.append(prefix_).append("_").append(tags_.back()->name());
+    }
+    // One character is the line feed of an empty message.
+    if (text.size() >= 2) {
+        line.append(":\t").append(text);
+    }
+    return line;
+}
+
+Logger::Logger() : std::ostream(nullptr)
+{
+    rdbuf(&buffer_);
+    // Numbers read the same whatever locale the host program has set.
+    imbue(std::locale::classic());
+}
+
+FunctionTag::FunctionTag(const char* name, LogBuffer& buffer) : name_(name)
+{
+    buffer.push_tag(*this);
+    buffer.pubsync();
+}
+
+FunctionTag::~FunctionTag()
+{
+    if (stack_ != nullptr) {
+        stack_->pop_tag();
+    }
+}
+
+} // namespace tessit

@@ -1,0 +1,30 @@
+#include "frame/export.h"
+#include "target/cpu_registers.h"
+#include "target/device.h"
+#include "target/run_control.h"
+
+using namespace tessit;
+
+TESSIT_API result_code_t TESSIT_CALL TESSIT_read_cpu_register(cpu_register_t register_name, uint32_t* register_data)
+{
+    Export op{"read_cpu_register"};
+    RETURN_IF_FAILED(op.require(is_cpu_register(register_name), "Invalid register_name provided."));
+    RETURN_IF_FAILED(op.require(register_data != nullptr, "Invalid register_data pointer provided."));
+    RETURN_IF_FAILED(op.require_open());
+    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(make_device_ready());
+    RETURN_IF_FAILED(halt());
+    *register_data = read_cpu_register(register_name);
+    return RESULT_OK;
+}
+
+TESSIT_API result_code_t TESSIT_CALL TESSIT_write_cpu_register(cpu_register_t register_name, uint32_t register_data)
+{
+    Export op{"write_cpu_register"};
+    RETURN_IF_FAILED(op.require(is_cpu_register(register_name), "Invalid register_name provided."));
+    RETURN_IF_FAILED(op.require_open());
+    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(make_device_ready());
+    RETURN_IF_FAILED(halt());
+    return write_cpu_register(register_name, register_data);
+}
