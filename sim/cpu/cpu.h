@@ -21,19 +21,30 @@ inline constexpr unsigned psp = 18;
 
 inline constexpr std::uint32_t lr_after_reset = 0xFFFFFFFF;
 inline constexpr std::uint32_t xpsr_thumb = 1U << 24;
+/// Flags, Thumb bit and the state of an IT block; the number of the active exception is not for the host to write.
+inline constexpr std::uint32_t xpsr_writable = 0xFF0FFC00;
 
 /// What a register keeps of a value: stack pointers are multiples of 4, the program counter of 2.
 constexpr std::uint32_t writable_part(unsigned index, std::uint32_t value)
 {
-    if (index == sp || index == msp || index == psp) {
+    switch (index) {
+    case sp:
+    case msp:
+    case psp:
         return value & ~3U;
+    case pc:
+        return value & ~1U;
+    case xpsr:
+        return value & xpsr_writable;
+    default:
+        return value;
     }
-    return index == pc ? value & ~1U : value;
 }
 } // namespace cpu_register
 
 /// How the CPU's accesses outside its direct memories reach the chip. `width` is 1, 2 or 4 bytes, the address is a
-/// multiple of it. False is a bus fault.
+/// multiple of it, a value has no bits beyond it. False is a bus fault. While it is asked, the CPU's set_memories and
+/// code_changed may be called, which take effect behind the current instruction; no other function of it.
 class CpuBus
 {
 public:
@@ -63,7 +74,7 @@ enum class StopReason
 
 struct RunResult
 {
-    std::uint64_t instructions = 0;
+    std::uint64_t instructions = 0; ///< executed to their end: a BKPT and a faulting one are not counted, WFI is
     StopReason why = StopReason::budget_spent;
     std::string fault; ///< what happened, for the record; empty without a fault
 };
@@ -90,7 +101,8 @@ public:
     virtual bool executes() const = 0;
 };
 
-/// The engine that the build chose (TESSIT_SIM_CPU). The bus outlives it.
+/// The engine that the build chose (TESSIT_SIM_CPU). The bus outlives it. Throws std::runtime_error when the engine
+/// cannot be had, for example because the system allows no memory for translated code.
 std::unique_ptr<Cpu> make_cpu(CpuBus& bus);
 
 } // namespace jlinksim

@@ -1,0 +1,77 @@
+#include "cpu/thumb.h"
+
+#include <array>
+
+namespace jlinksim::thumb {
+
+namespace {
+
+/// By the number of the hint; a hint beyond the table is a NOP, as is number 0.
+constexpr std::array hints{Kind::ordinary, Kind::yield, Kind::wait_for_event, Kind::wait_for_interrupt,
+                           Kind::send_event};
+
+Kind hint(unsigned number)
+{
+    return number < hints.size() ? hints[number] : Kind::ordinary;
+}
+
+// ITSTATE lies in two pieces: bits 1 and 0 are bits 26 and 25 of XPSR, bits 7 to 2 are its bits 15 to 10.
+constexpr std::uint32_t xpsr_if_then_bits = 0x0600FC00;
+
+} // namespace
+
+Kind classify(Instruction instruction)
+{
+    if (instruction.is_wide()) {
+        const bool is_hint = instruction.first == 0xF3AF && (instruction.second & 0xFF00U) == 0x8000;
+        return is_hint ? hint(instruction.second & 0xFFU) : Kind::ordinary;
+    }
+    const unsigned low = instruction.first & 0xFFU;
+    switch (instruction.first >> 8U) {
+    case 0xBE:
+        return Kind::breakpoint;
+    case 0xBF:
+        return (low & 0xFU) != 0 ? Kind::if_then : hint(low >> 4U);
+    case 0xDF:
+        return Kind::supervisor_call;
+    default:
+        return Kind::ordinary;
+    }
+}
+
+IfThen IfThen::of_xpsr(std::uint32_t xpsr)
+{
+    return IfThen{static_cast<std::uint8_t>(((xpsr >> 25U) & 0x3U) | ((xpsr >> 8U) & 0xFCU))};
+}
+
+std::uint32_t IfThen::put_into(std::uint32_t xpsr) const
+{
+    const std::uint32_t bits = ((state_ & 0x3U) << 25U) | ((state_ & 0xFCU) << 8U);
+    return (xpsr & ~xpsr_if_then_bits) | bits;
+}
+
+bool IfThen::condition_holds(std::uint32_t xpsr) const
+{
+    const bool n = (xpsr & 1U << 31U) != 0;
+    const bool z = (xpsr & 1U << 30U) != 0;
+    const bool c = (xpsr & 1U << 29U) != 0;
+    const bool v = (xpsr & 1U << 28U) != 0;
+    // EQ, CS, MI, VS, HI, GE, GT, AL; an odd condition is the even one before it, negated.
+    const std::array<bool, 8> even{z, c, n, v, c && !z, n == v, n == v && !z, true};
+    const unsigned condition = state_ >> 4U;
+    const bool negated = (condition & 1U) != 0 && condition != 0xF;
+    return even[condition >> 1U] != negated;
+}
+
+IfThen IfThen::next() const
+{
+    const bool last = (state_ & 0x7U) == 0;
+    return IfThen{static_cast<std::uint8_t>(last ? 0U : (state_ & 0xE0U) | ((state_ << 1U) & 0x1FU))};
+}
+
+IfThen IfThen::only_next() const
+{
+    return IfThen{static_cast<std::uint8_t>((state_ & 0xF0U) | 0x8U)};
+}
+
+} // namespace jlinksim::thumb

@@ -1,0 +1,337 @@
+#include "cpu/unicorn_cpu.h"
+
+#include <algorithm>
+#include <array>
+#include <cassert>
+#include <cstdio>
+#include <utility>
+
+namespace jlinksim {
+
+namespace {
+
+using thumb::IfThen;
+using thumb::Instruction;
+using thumb::Kind;
+
+std::string hex(std::uint32_t value, int digits)
+{
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%0*X", digits, static_cast<unsigned>(value));
+    return text.data();
+}
+
+std::string address_text(std::uint32_t address)
+{
+    return hex(address, 8);
+}
+
+std::string code_text(Instruction instruction)
+{
+    const std::string first = hex(instruction.first, 4);
+    return instruction.is_wide() ? first + " " + hex(instruction.second, 4) : first;
+}
+
+bool same(const DirectMemory& a, const DirectMemory& b)
+{
+    return a.base == b.base && a.bytes.data() == b.bytes.data() && a.bytes.size() == b.bytes.size() &&
+           a.writable == b.writable;
+}
+
+} // namespace
+
+UnicornCpu::UnicornCpu(CpuBus& bus) : bus_{bus}
+{
+    reset(0, 0);
+}
+
+void UnicornCpu::set_memories(std::span<const DirectMemory> memories)
+{
+    if (std::equal(memories.begin(), memories.end(), memories_.begin(), memories_.end(), same)) {
+        return;
+    }
+    memories_.assign(memories.begin(), memories.end());
+    memories_changed_ = true;
+    if (running_) {
+        engine_->request_stop();
+    }
+}
+
+void UnicornCpu::open_engine()
+{
+    UnicornEngine::Observer& observer = *this;
+    engine_ = std::make_unique<UnicornEngine>(memories_, observer);
+    memories_changed_ = false;
+}
+
+/// To take a large window out of the engine's map costs it half a second, to open another engine less than a
+/// millisecond.
+void UnicornCpu::renew_engine()
+{
+    const UnicornEngine::State state = engine_->save();
+    open_engine();
+    engine_->restore(state);
+}
+
+void UnicornCpu::reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler)
+{
+    assert(!running_);
+    open_engine();
+    event_ = false;
+    const bool thumb = (reset_handler & 1U) != 0;
+    write_register(cpu_register::xpsr, thumb ? cpu_register::xpsr_thumb : 0);
+    write_register(cpu_register::sp, initial_stack_pointer);
+    write_register(cpu_register::lr, cpu_register::lr_after_reset);
+    write_register(cpu_register::pc, reset_handler);
+}
+
+std::uint32_t UnicornCpu::read_register(unsigned index) const
+{
+    assert(index < cpu_register_count);
+    return cpu_register::writable_part(index, engine_->read_register(index));
+}
+
+void UnicornCpu::write_register(unsigned index, std::uint32_t value)
+{
+    assert(index < cpu_register_count);
+    engine_->write_register(index, cpu_register::writable_part(index, value));
+}
+
+void UnicornCpu::code_changed(std::uint32_t address, std::uint32_t length)
+{
+    engine_->forget_code(address, length);
+}
+
+RunResult UnicornCpu::run(std::uint64_t budget)
+{
+    running_ = true;
+    stopped_ = false;
+    result_ = {};
+    while (result_.instructions < budget && !stopped_) {
+        if (memories_changed_) {
+            renew_engine();
+        }
+        advance(budget);
+    }
+    running_ = false;
+    return std::move(result_);
+}
+
+/// One instruction that is carried out here, or as many as the engine can do at once.
+void UnicornCpu::advance(std::uint64_t budget)
+{
+    const std::uint32_t pc = read_register(cpu_register::pc);
+    const std::uint32_t xpsr = read_register(cpu_register::xpsr);
+    if ((xpsr & cpu_register::xpsr_thumb) == 0) {
+        fault("no Thumb state at " + address_text(pc) + ": a branch target or vector had bit 0 clear");
+        return;
+    }
+    const auto block = IfThen::of_xpsr(xpsr);
+    const auto instruction = fetch(pc);
+    if (!instruction) {
+        execute(result_.instructions + 1); // for the engine to refuse
+        return;
+    }
+    const Kind kind = thumb::classify(*instruction);
+    if (block.active() && !block.condition_holds(xpsr) && kind != Kind::breakpoint) {
+        complete(*instruction);
+    } else if (kind != Kind::ordinary) {
+        carry_out(kind, *instruction);
+    } else if (block.active()) {
+        execute_conditional(block);
+    } else {
+        execute(budget);
+    }
+}
+
+std::optional<Instruction> UnicornCpu::fetch(std::uint32_t address) const
+{
+    for (const DirectMemory& memory : memories_) {
+        const std::uint64_t offset = std::uint64_t{address} - memory.base;
+        if (address < memory.base || offset + 2 > memory.bytes.size()) {
+            continue;
+        }
+        const auto halfword = [&](std::size_t at) {
+            return static_cast<std::uint16_t>(memory.bytes[at] | (memory.bytes[at + 1] << 8U));
+        };
+        Instruction instruction{.first = halfword(offset)};
+        if (instruction.is_wide() && offset + 4 <= memory.bytes.size()) {
+            instruction.second = halfword(offset + 2);
+        }
+        return instruction;
+    }
+    return std::nullopt;
+}
+
+/// Run the engine until `limit` instructions of this run are done, or something else needs to be.
+void UnicornCpu::execute(std::uint64_t limit)
+{
+    const std::uint64_t before = result_.instructions;
+    limit_ = limit;
+    begun_.reset();
+    const UnicornEngine::Stop reason = engine_->execute();
+    if (reason == UnicornEngine::Stop::asked) {
+        if (result_.instructions == before) {
+            fault("the instruction engine does not go on at " + address_text(read_register(cpu_register::pc)));
+        }
+        return;
+    }
+    if (reason == UnicornEngine::Stop::fetch && result_.instructions == limit) {
+        return; // the engine looks ahead of the budget
+    }
+    const bool left_thumb = (read_register(cpu_register::xpsr) & cpu_register::xpsr_thumb) == 0;
+    if (left_thumb) {
+        return; // advance() tells
+    }
+    if (begun_ == read_register(cpu_register::pc)) {
+        --result_.instructions; // it was counted when it began
+    }
+    fault(describe(reason));
+}
+
+/// The engine takes an IT block as one instruction: it stops only behind it, says nothing of what it skips, and forgets
+/// where in the block a fault happened. So it gets each instruction as a block of its own, and we keep the place.
+void UnicornCpu::execute_conditional(IfThen block)
+{
+    const auto put = [this](IfThen state) {
+        write_register(cpu_register::xpsr, state.put_into(read_register(cpu_register::xpsr)));
+    };
+    put(block.only_next());
+    execute(result_.instructions + 1);
+    put(stopped_ ? block : block.next());
+}
+
+void UnicornCpu::carry_out(Kind kind, Instruction instruction)
+{
+    switch (kind) {
+    case Kind::breakpoint:
+        stop(StopReason::breakpoint);
+        return;
+    case Kind::supervisor_call:
+        fault("SVC at " + address_text(read_register(cpu_register::pc)) + ": exceptions are not modelled");
+        return;
+    case Kind::if_then: {
+        const IfThen block{static_cast<std::uint8_t>(instruction.first & 0xFFU)};
+        complete(instruction);
+        write_register(cpu_register::xpsr, block.put_into(read_register(cpu_register::xpsr)));
+        return;
+    }
+    case Kind::wait_for_interrupt:
+        complete(instruction);
+        stop(StopReason::sleeping);
+        return;
+    case Kind::wait_for_event:
+        complete(instruction);
+        wait_for_event();
+        return;
+    case Kind::send_event:
+        event_ = true;
+        complete(instruction);
+        return;
+    case Kind::yield:
+    case Kind::ordinary:
+        complete(instruction);
+        return;
+    }
+}
+
+/// The instruction is done or skipped: count it, and go behind it.
+void UnicornCpu::complete(Instruction instruction)
+{
+    ++result_.instructions;
+    const std::uint32_t xpsr = read_register(cpu_register::xpsr);
+    write_register(cpu_register::xpsr, IfThen::of_xpsr(xpsr).next().put_into(xpsr));
+    write_register(cpu_register::pc, read_register(cpu_register::pc) + instruction.length());
+}
+
+void UnicornCpu::wait_for_event()
+{
+    if (!std::exchange(event_, false)) {
+        stop(StopReason::sleeping);
+    }
+}
+
+void UnicornCpu::stop(StopReason why)
+{
+    result_.why = why;
+    stopped_ = true;
+}
+
+void UnicornCpu::fault(std::string text)
+{
+    stop(StopReason::fault);
+    result_.fault = std::move(text);
+}
+
+std::string UnicornCpu::describe(UnicornEngine::Stop reason) const
+{
+    const std::uint32_t pc = read_register(cpu_register::pc);
+    switch (reason) {
+    case UnicornEngine::Stop::refused:
+        return refusal_ + ", by the instruction at " + address_text(pc);
+    case UnicornEngine::Stop::fetch:
+        return "instruction fetch at " + address_text(pc) + ", where no code memory is";
+    case UnicornEngine::Stop::undefined:
+        return "undefined instruction " + code_text(fetch(pc).value_or(Instruction{})) + " at " + address_text(pc);
+    case UnicornEngine::Stop::exception_return:
+        return "branch to the exception return " + address_text(pc) + ": exceptions are not modelled";
+    case UnicornEngine::Stop::asked:
+        break;
+    }
+    return {};
+}
+
+bool UnicornCpu::on_instruction(std::uint32_t address)
+{
+    if (result_.instructions == limit_) {
+        return false;
+    }
+    const auto instruction = fetch(address);
+    if (!instruction || thumb::classify(*instruction) != Kind::ordinary) {
+        return false;
+    }
+    begun_ = address;
+    ++result_.instructions;
+    return true;
+}
+
+bool UnicornCpu::on_read(std::uint32_t address, unsigned size, std::uint64_t& value)
+{
+    if (address % size != 0) {
+        return refuse("read", address, size, "not aligned");
+    }
+    const unsigned width = std::min(size, 4U);
+    value = 0;
+    for (unsigned at = 0; at < size; at += width) {
+        std::uint32_t piece = 0;
+        if (!bus_.cpu_read(address + at, width, piece)) {
+            return refuse("read", address + at, width, "refused by the bus");
+        }
+        value |= std::uint64_t{piece} << (8U * at);
+    }
+    return true;
+}
+
+bool UnicornCpu::on_write(std::uint32_t address, unsigned size, std::uint64_t value)
+{
+    if (address % size != 0) {
+        return refuse("write", address, size, "not aligned");
+    }
+    const unsigned width = std::min(size, 4U);
+    const std::uint32_t mask = ~0U >> (32U - 8U * width);
+    for (unsigned at = 0; at < size; at += width) {
+        if (!bus_.cpu_write(address + at, width, static_cast<std::uint32_t>(value >> (8U * at)) & mask)) {
+            return refuse("write", address + at, width, "refused by the bus");
+        }
+    }
+    return true;
+}
+
+bool UnicornCpu::refuse(const char* access, std::uint32_t address, unsigned size, const char* why)
+{
+    refusal_ = std::string{access} + " of " + std::to_string(size) + (size == 1 ? " byte at " : " bytes at ") +
+               address_text(address) + " " + why;
+    return false;
+}
+
+} // namespace jlinksim

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "cpu/cpu.h"
+#include "cpu/thumb.h"
+#include "cpu/unicorn_engine.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace jlinksim {
+
+/// A Cortex-M4 that executes firmware in the Unicorn engine. IT blocks, hints, BKPT and SVC are carried out here, one
+/// instruction at a time; everything between them runs in the engine.
+class UnicornCpu final : public Cpu, private UnicornEngine::Observer
+{
+public:
+    explicit UnicornCpu(CpuBus& bus);
+
+    void set_memories(std::span<const DirectMemory> memories) override;
+    void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) override;
+    std::uint32_t read_register(unsigned index) const override;
+    void write_register(unsigned index, std::uint32_t value) override;
+    RunResult run(std::uint64_t budget) override;
+    void code_changed(std::uint32_t address, std::uint32_t length) override;
+    bool executes() const override { return true; }
+
+private:
+    bool on_instruction(std::uint32_t address) override;
+    bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) override;
+    bool on_write(std::uint32_t address, unsigned size, std::uint64_t value) override;
+    bool refuse(const char* access, std::uint32_t address, unsigned size, const char* why);
+
+    void open_engine();
+    void renew_engine();
+    std::optional<thumb::Instruction> fetch(std::uint32_t address) const;
+    void advance(std::uint64_t budget);
+    void execute(std::uint64_t limit);
+    void execute_conditional(thumb::IfThen block);
+    void carry_out(thumb::Kind kind, thumb::Instruction instruction);
+    void complete(thumb::Instruction instruction);
+    void wait_for_event();
+    void stop(StopReason why);
+    void fault(std::string text);
+    std::string describe(UnicornEngine::Stop reason) const;
+
+    CpuBus& bus_;
+    std::vector<DirectMemory> memories_;
+    std::unique_ptr<UnicornEngine> engine_;
+    bool memories_changed_ = false; ///< the engine still has the former ones
+    bool event_ = false;            ///< the event register: set by SEV, taken by WFE
+
+    // The run under way.
+    bool running_ = false;
+    bool stopped_ = false;
+    RunResult result_;
+    std::uint64_t limit_ = 0;            ///< of result_.instructions, until which the engine goes on
+    std::optional<std::uint32_t> begun_; ///< address of the instruction that was counted last by this execute()
+    std::string refusal_;                ///< of the access that was refused last
+};
+
+} // namespace jlinksim

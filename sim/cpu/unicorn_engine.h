@@ -1,0 +1,119 @@
+#pragma once
+
+#include "cpu/cpu.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+struct uc_struct;
+
+namespace jlinksim {
+
+/// A Unicorn engine with a fixed memory map, made safe: it executes until it is told to stop before an instruction, and
+/// an access that is refused leaves the registers as if its instruction had not begun. What it takes to have that of
+/// Unicorn 2.0.1 is explained in the source, and stays there.
+class UnicornEngine
+{
+public:
+    /// Asked while the engine executes. Of the engine's functions it may call forget_code and request_stop.
+    class Observer
+    {
+    public:
+        /// Before every instruction; false stops in front of it. Not heard inside an IT block: step through those.
+        virtual bool on_instruction(std::uint32_t address) = 0;
+        /// An access outside the direct memories, or a write to one that is not writable. `size` is 1, 2, 4 or 8 bytes,
+        /// `address` any. False aborts the instruction.
+        virtual bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) = 0;
+        virtual bool on_write(std::uint32_t address, unsigned size, std::uint64_t value) = 0;
+
+    protected:
+        ~Observer() = default;
+    };
+
+    enum class Stop
+    {
+        asked,            ///< by the observer or by request_stop; the program counter is at the next instruction
+        refused,          ///< an access that the observer refused; the program counter is at its instruction
+        fetch,            ///< no code memory at the program counter
+        undefined,        ///< no instruction of this CPU at the program counter
+        exception_return, ///< a branch to an EXC_RETURN value, which the program counter holds
+    };
+
+    /// All of the CPU's state that firmware or host can see, to carry over into another engine.
+    struct State
+    {
+        std::array<std::uint32_t, 22> words{};
+        std::array<std::uint64_t, 16> doubles{};
+        std::uint32_t xpsr = 0;
+    };
+
+    /// All memory outside `memories` belongs to the observer. Throws std::runtime_error when the engine cannot be had.
+    UnicornEngine(std::span<const DirectMemory> memories, Observer& observer);
+    UnicornEngine(const UnicornEngine&) = delete;
+    UnicornEngine& operator=(const UnicornEngine&) = delete;
+
+    std::uint32_t read_register(unsigned index) const;
+    void write_register(unsigned index, std::uint32_t value);
+    State save() const;
+    void restore(const State& state);
+
+    /// Execute from the program counter on. XPSR's Thumb bit must be set.
+    Stop execute();
+    /// End execute() behind the instruction that is being executed.
+    void request_stop();
+    /// Drop what was translated of these bytes; behind the instruction that is being executed, if one is.
+    void forget_code(std::uint32_t address, std::uint32_t length);
+
+private:
+    struct Close
+    {
+        void operator()(uc_struct* engine) const;
+    };
+    struct Range
+    {
+        std::uint32_t address = 0;
+        std::uint32_t length = 0;
+    };
+    /// Bytes of read-only memory that the engine is about to overwrite, as they have to be.
+    struct Repair
+    {
+        std::uint32_t address = 0;
+        std::span<std::uint8_t> memory;
+        std::vector<std::uint8_t> bytes;
+    };
+    /// The access that the observer has just granted.
+    struct Granted
+    {
+        std::uint32_t address = 0;
+        std::uint64_t value = 0;
+    };
+    struct Hooks;
+    class Privileged;
+
+    void map_memories();
+    void map_bus(std::uint64_t begin, std::uint64_t end);
+    void add_hook(int type, void* function);
+    void add_hooks();
+    bool refuse(Stop reason);
+    bool read_observer(std::uint32_t address, unsigned size);
+    bool write_observer(std::uint32_t address, unsigned size, std::uint64_t value);
+    void keep_as_written(std::uint32_t address, unsigned size);
+    void settle();
+    void forget_now(const Range& range);
+
+    std::unique_ptr<uc_struct, Close> engine_;
+    Observer& observer_;
+    std::vector<DirectMemory> memories_;
+    bool executing_ = false;
+    bool stop_requested_ = false;
+    std::optional<Stop> stopped_by_;
+    Granted granted_;
+    std::vector<Repair> repairs_;
+    std::vector<Range> forgotten_;
+};
+
+} // namespace jlinksim
