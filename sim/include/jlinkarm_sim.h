@@ -6,8 +6,8 @@
  * loaded copy; a J-Link or a JLINKSIM function that needs one and finds none opens the one that JLINKARM_SIM_BENCH
  * names, or the built-in bench. One call at a time, on one thread.
  *
- * Results. 0 or a count is success, -1 is failure, and JLINKSIM_error_text then says what and why. Texts are valid until
- * the next JLINKSIM call.
+ * Results. 0 or a count is success, -1 is failure, and JLINKSIM_error_text then says what and why. Texts are valid
+ * until the next JLINKSIM call.
  *
  * Environment, read when a bench is opened:
  *   JLINKARM_SIM_BENCH    bench file; not set or empty means the built-in bench
@@ -41,13 +41,14 @@ extern "C" {
 #endif
 
 /* One probe of the bench and the chip on it. Texts are zero-terminated and cut to fit. */
-typedef struct jlinksim_probe_t {
+typedef struct jlinksim_probe_t
+{
     uint32_t serial_number;
     uint32_t plugged;           /* 1 while the probe is on USB */
     uint32_t in_use;            /* 1 while a process (also this one) holds it */
     uint32_t supply_millivolts; /* of the target */
     char firmware_text[112];
-    char chip_version[32]; /* for example "BIRCH_M1_VA_REV1"; empty without a chip */
+    char chip_version[32];   /* for example "BIRCH_M1_VA_REV1"; empty without a chip */
     uint32_t chip_protected; /* 1 while readback protection is in effect */
     uint32_t flash_bytes;
     uint32_t flash_page_bytes;
@@ -59,7 +60,8 @@ typedef struct jlinksim_probe_t {
 } jlinksim_probe_t;
 
 /* A fault on order: calls number `occurrence` (1 is the next one) to `occurrence + count - 1` of `function` fail. */
-typedef struct jlinksim_fault_t {
+typedef struct jlinksim_fault_t
+{
     const char* function;   /* name of a J-Link function, for example "JLINKARM_ReadMem" */
     uint32_t occurrence;    /* 1 or more, counted from the order */
     uint32_t count;         /* 0 means every call from there on */

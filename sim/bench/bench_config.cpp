@@ -1,0 +1,217 @@
+#include "bench/bench_config.h"
+
+#include "bench/table_reader.h"
+#include "time/timing.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <fstream>
+#include <iterator>
+#include <limits>
+
+namespace jlinksim {
+namespace {
+
+constexpr const char* default_firmware_text = "J-Link V11 (simulated) compiled Feb  1 2026 10:00:00";
+constexpr std::uint32_t default_supply_millivolts = 3300;
+constexpr std::uint32_t highest_supply_millivolts = 5000;
+constexpr std::uint32_t largest_serial_number = 0x7FFFFFFF; // negative ones are JLINKARM_GetSN's errors
+constexpr std::uint32_t largest_external_flash = 128U << 20;
+constexpr std::uint32_t word_max = std::numeric_limits<std::uint32_t>::max();
+
+struct NamedFault
+{
+    std::string_view name;
+    bool HardwareFaults::*member;
+};
+constexpr std::array hardware_faults{
+    NamedFault{"erase_never_ends", &HardwareFaults::erase_never_ends},
+    NamedFault{"flash_never_ready", &HardwareFaults::flash_never_ready},
+    NamedFault{"ctrl_ap_fails", &HardwareFaults::control_port_fails},
+    NamedFault{"connect_fails", &HardwareFaults::connect_fails},
+};
+
+struct NamedWord
+{
+    std::string_view name;
+    std::uint32_t offset;
+};
+constexpr std::array factory_words{
+    NamedWord{"part", factory_part_word},
+    NamedWord{"revision", factory_revision_word},
+    NamedWord{"variant", factory_variant_word},
+};
+
+const ChipModel& read_model(TableReader& chip)
+{
+    const std::string name = chip.required_text("version");
+    if (const ChipModel* const model = find_chip_model(name)) {
+        return *model;
+    }
+    std::vector<std::string_view> known;
+    std::ranges::transform(chip_models(), std::back_inserter(known), &ChipModel::name);
+    chip.fail("version", fmt::format("'{}' is not a chip version; there are {}", name, fmt::join(known, ", ")));
+}
+
+std::vector<std::uint8_t> read_image(TableReader& chip, const std::filesystem::path& folder, std::uint32_t room)
+{
+    const std::string name = chip.text("flash_file", "");
+    if (name.empty()) {
+        return {};
+    }
+    const std::filesystem::path path = folder / name;
+    std::ifstream file{path, std::ios::binary};
+    std::vector<std::uint8_t> image{std::istreambuf_iterator<char>{file}, {}};
+    if (!file || std::filesystem::is_directory(path)) {
+        chip.fail("flash_file", fmt::format("cannot read {}", path.string()));
+    }
+    if (image.size() > room) {
+        chip.fail("flash_file", fmt::format("{} bytes do not fit into {} bytes of flash", image.size(), room));
+    }
+    return image;
+}
+
+std::uint32_t factory_offset(TableReader& ficr, const std::string& key)
+{
+    const auto named = std::ranges::find(factory_words, key, &NamedWord::name);
+    if (named != factory_words.end()) {
+        return named->offset;
+    }
+    std::uint32_t offset = 0;
+    const bool hexadecimal = key.starts_with("0x");
+    const char* const end = key.data() + key.size();
+    const auto parsed = std::from_chars(key.data() + (hexadecimal ? 2 : 0), end, offset, 16);
+    if (!hexadecimal || parsed.ec != std::errc{} || parsed.ptr != end || offset % 4 != 0 ||
+        offset >= information_area_bytes) {
+        ficr.fail(key, "expected part, revision, variant or the offset of a word, such as \"0x060\"");
+    }
+    return offset;
+}
+
+void read_factory_overrides(TableReader& chip, FactoryContent& content)
+{
+    std::optional<TableReader> ficr = chip.table("ficr");
+    if (!ficr) {
+        return;
+    }
+    for (const std::string& key : ficr->keys()) {
+        const std::uint32_t offset = factory_offset(*ficr, key);
+        content.factory_overrides.emplace_back(offset, ficr->number(key, 0, 0, word_max));
+    }
+}
+
+void read_rom_table(TableReader& chip, ChipOptions& options)
+{
+    options.rom_part = options.model->part;
+    options.rom_revision = options.model->revision;
+    if (std::optional<TableReader> rom = chip.table("rom_table")) {
+        options.rom_part = rom->number("part", options.rom_part, 0, 0xFFF);
+        options.rom_revision = rom->number("revision", options.rom_revision, 0, 0xF);
+        rom->refuse_unknown_keys();
+    }
+}
+
+void read_hardware_faults(TableReader& chip, HardwareFaults& faults)
+{
+    for (const std::string& name : chip.texts("faults")) {
+        const auto found = std::ranges::find(hardware_faults, name, &NamedFault::name);
+        if (found == hardware_faults.end()) {
+            chip.fail("faults", fmt::format("'{}' is not a fault; there are erase_never_ends, flash_never_ready, "
+                                            "ctrl_ap_fails and connect_fails",
+                                            name));
+        }
+        faults.*found->member = true;
+    }
+}
+
+ChipConfig read_chip(TableReader& chip, const std::filesystem::path& folder)
+{
+    ChipConfig config;
+    const ChipModel& model = read_model(chip);
+    config.options.model = &model;
+    config.options.has_control_port = chip.flag("ctrl_ap", model.has_control_port);
+    config.options.protected_blocks = chip.numbers("protected_blocks", 0, model.flash_bytes / flash_page_bytes - 1);
+    read_rom_table(chip, config.options);
+    read_hardware_faults(chip, config.options.faults);
+    config.content.is_protected = chip.flag("protected", false);
+    if (config.content.is_protected && !config.options.has_control_port) {
+        chip.fail("protected", "a chip without a CTRL-AP has no readback protection");
+    }
+    config.content.image = read_image(chip, folder, model.flash_bytes);
+    config.content.fill = static_cast<std::uint8_t>(chip.number("flash_fill", 0xFF, 0, 0xFF));
+    read_factory_overrides(chip, config.content);
+    config.external_flash_bytes = chip.number("external_flash_bytes", 0, 0, largest_external_flash);
+    if (config.external_flash_bytes != 0 && !model.has_qspi) {
+        chip.fail("external_flash_bytes", fmt::format("{} has no QSPI peripheral", model.name));
+    }
+    if (config.external_flash_bytes % flash_page_bytes != 0) {
+        chip.fail("external_flash_bytes", "expected a multiple of 4096");
+    }
+    chip.refuse_unknown_keys();
+    return config;
+}
+
+ProbeConfig read_probe(TableReader& probe, const std::filesystem::path& folder)
+{
+    ProbeConfig config;
+    config.serial_number = probe.required_number("serial", 1, largest_serial_number);
+    config.firmware_text = probe.text("firmware", default_firmware_text);
+    config.plugged = probe.flag("plugged", true);
+    std::optional<TableReader> chip = probe.table("chip");
+    const std::uint32_t supply = chip ? default_supply_millivolts : 0;
+    config.supply_millivolts = probe.number("supply_mv", supply, 0, highest_supply_millivolts);
+    if (chip) {
+        config.chip = read_chip(*chip, folder);
+    }
+    probe.refuse_unknown_keys();
+    return config;
+}
+
+void read_bench(TableReader& bench, const std::filesystem::path& folder, BenchConfig& config)
+{
+    config.real_time = bench.flag("real_time", false);
+    for (TableReader& probe : bench.tables("probe")) {
+        ProbeConfig read = read_probe(probe, folder);
+        if (std::ranges::find(config.probes, read.serial_number, &ProbeConfig::serial_number) != config.probes.end()) {
+            probe.fail("serial", fmt::format("{} is the serial number of another probe, too", read.serial_number));
+        }
+        config.probes.push_back(std::move(read));
+    }
+    bench.refuse_unknown_keys();
+}
+
+std::filesystem::path built_in_state_folder()
+{
+    if (const char* const folder = std::getenv("JLINKARM_SIM_STATE"); folder != nullptr && *folder != '\0') {
+        return folder;
+    }
+    return platform::user_state_folder() / "tessit" / "bench";
+}
+
+} // namespace
+
+BenchConfig read_bench_file(const std::filesystem::path& path)
+{
+    BenchConfig config;
+    config.path = path.string();
+    config.state_folder = path.string() + ".state";
+    const toml::table root = parse_toml_file(path);
+    TableReader bench{config.path, root};
+    read_bench(bench, path.parent_path(), config);
+    return config;
+}
+
+BenchConfig built_in_bench()
+{
+    BenchConfig config;
+    const toml::table root = parse_toml_text(example_bench_text());
+    TableReader bench{"built-in bench", root};
+    read_bench(bench, {}, config);
+    config.state_folder = built_in_state_folder();
+    return config;
+}
+
+} // namespace jlinksim

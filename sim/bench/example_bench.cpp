@@ -1,0 +1,46 @@
+#include "bench/bench_config.h"
+
+namespace jlinksim {
+
+std::string_view example_bench_text()
+{
+    return R"(# A bench of simulated probes and chips. Set JLINKARM_SIM_BENCH to this file's path to use it.
+# The chips' memories are kept beside it, in a folder of its name with ".state" behind.
+
+# Whether real time that passes between two calls counts for the chips, too.
+# real_time = false
+
+[[probe]]
+serial = 600000001                  # 1 to 2147483647
+# firmware = "J-Link V11 compiled Feb  1 2026 10:00:00"
+# supply_mv = 3300                  # what the probe measures at the target; below 1500 no chip answers
+# plugged = true                    # false: not on USB
+
+[probe.chip]                        # leave it out for a probe that is connected to nothing
+version = "BIRCH_M1_VA_REV2"
+# The rest is optional.
+# protected = true                  # delivered with readback protection
+# flash_file = "firmware.bin"       # raw content from address 0, relative to this file
+# flash_fill = 0xFF                 # the flash behind it
+# protected_blocks = [0, 1]         # flash blocks of 4 KiB that ignore writes and erases
+# ctrl_ap = false                   # a chip without its control access port
+# faults = ["erase_never_ends"]     # and flash_never_ready, ctrl_ap_fails, connect_fails
+# ficr = { part = 0xFFFFFFFF }      # also revision, variant, or an offset such as "0x060"
+# rom_table = { part = 6, revision = 3 }
+
+[[probe]]
+serial = 600000002
+
+[probe.chip]
+version = "BIRCH_M2_VA_REV1"
+external_flash_bytes = 8388608      # serial flash behind the QSPI peripheral
+
+[[probe]]
+serial = 600000003
+
+[probe.chip]
+version = "BIRCH_M3_VA_REV1"
+)";
+}
+
+} // namespace jlinksim

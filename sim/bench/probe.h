@@ -1,0 +1,114 @@
+#pragma once
+
+#include "bench/bench_config.h"
+#include "platform/platform.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace jlinksim {
+
+/// A probe of the bench and the chip that is wired to it. The chip's state is in this process only while it holds the
+/// probe; one process at a time does.
+class Probe
+{
+public:
+    /// Below this the chip does not answer, and when the supply comes back above it the chip starts anew.
+    static constexpr std::uint32_t lowest_supply_millivolts = 1500;
+
+    /// @param folder of this probe's state; created when first held
+    Probe(const ProbeConfig& config, std::filesystem::path folder, Services services);
+
+    /// Keeps the probe held while it lives. Holds of one process nest.
+    class Hold
+    {
+    public:
+        /// @throws std::runtime_error when another process holds the probe, or its state cannot be used
+        explicit Hold(Probe& probe) : probe_(&probe) { probe.take(); }
+        Hold(Hold&& other) noexcept : probe_(std::exchange(other.probe_, nullptr)) {}
+        Hold& operator=(Hold&& other) noexcept
+        {
+            std::swap(probe_, other.probe_);
+            return *this;
+        }
+        ~Hold()
+        {
+            if (probe_ != nullptr) {
+                probe_->release();
+            }
+        }
+
+    private:
+        Probe* probe_;
+    };
+
+    /// Whether any process, this one included, holds the probe.
+    bool is_held();
+    /// The chip on its bench; null for a probe without one. Only while the probe is held.
+    Chip* chip() { return chip_ == nullptr ? nullptr : &chip_->chip; }
+    /// Look at the chip without holding the probe: also while another process does.
+    template <class Look>
+    void look_at_chip(Look look);
+
+    /// The chip as the bench gives it, also when the kept state is of another chip.
+    /// @throws std::runtime_error when another process holds the probe
+    void factory_reset();
+    /// A supply that comes back starts the chip anew.
+    void set_supply(std::uint32_t millivolts);
+
+    const ProbeConfig& config() const { return config_; }
+    std::uint32_t serial_number() const { return config_.serial_number; }
+    const std::filesystem::path& folder() const { return folder_; }
+    std::uint32_t supply_millivolts() const { return supply_millivolts_; }
+    bool has_supply() const { return supply_millivolts_ >= lowest_supply_millivolts; }
+    bool is_plugged() const { return plugged_; }
+    void set_plugged(bool plugged) { plugged_ = plugged; }
+
+private:
+    struct LoadedChip
+    {
+        LoadedChip(const Probe& probe, Services services);
+        ChipState state;
+        Chip chip;
+    };
+
+    void take();
+    void release();
+    void lock();
+    void load_chip();
+    void fill_chip();
+    std::filesystem::path lock_file() const { return folder_ / "lock"; }
+
+    const ProbeConfig& config_;
+    std::filesystem::path folder_;
+    Services services_;
+    std::uint32_t supply_millivolts_;
+    bool plugged_;
+    unsigned holds_ = 0;
+    std::optional<platform::ProcessLock> lock_;
+    std::unique_ptr<LoadedChip> chip_;
+};
+
+template <class Look>
+void Probe::look_at_chip(Look look)
+{
+    if (!config_.chip) {
+        return;
+    }
+    if (chip_ != nullptr) {
+        look(chip_->chip);
+        return;
+    }
+    if (!is_held()) {
+        const Hold hold{*this};
+        look(chip_->chip);
+        return;
+    }
+    // Its holder has made the state; putting a second chip together on it changes nothing.
+    LoadedChip other{*this, services_};
+    look(other.chip);
+}
+
+} // namespace jlinksim

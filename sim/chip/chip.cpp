@@ -1,0 +1,210 @@
+#include "chip/chip.h"
+
+#include "chip/factory.h"
+
+#include <array>
+#include <cassert>
+#include <cstring>
+#include <utility>
+
+namespace jlinksim {
+namespace {
+
+constexpr std::uint32_t code_base = 0x00000000;
+constexpr std::uint32_t factory_base = 0x10000000;
+constexpr std::uint32_t user_base = 0x10001000;
+constexpr std::uint32_t peripheral_bytes = 0x1000;
+constexpr std::uint8_t memory_port_index = 0;
+constexpr std::uint8_t control_port_index = 1;
+
+FlashController::Areas areas_of(const ChipState& state)
+{
+    return {
+        //           name     address        bytes                 factory key  code
+        .code = {"flash", code_base, state.flash(), false, true},
+        .factory = {"FICR", factory_base, state.factory_area(), true, false},
+        .user = {"UICR", user_base, state.user_area(), false, false},
+    };
+}
+
+std::uint32_t alias_first(const ChipModel& model)
+{
+    return model.ram_code_alias == 0 ? 0 : model.ram_bytes() / 2;
+}
+
+} // namespace
+
+Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
+    : options_(options),
+      state_(state),
+      services_(services),
+      bus_(services.records),
+      ram_(model(), state.ram(), services.records),
+      code_alias_(ram_, alias_first(model())),
+      protection_(model(), options.protected_blocks, take_words(register_words(BlockProtection::table)),
+                  services.records),
+      flash_controller_(areas_of(state), protection_, options_.faults,
+                        take_words(register_words(FlashController::table)), services,
+                        [this](std::uint32_t address, std::uint32_t length) { core_.code_changed(address, length); }),
+      code_(flash_controller_, flash_controller_.areas().code),
+      factory_area_(flash_controller_, flash_controller_.areas().factory),
+      user_area_(flash_controller_, flash_controller_.areas().user),
+      power_(model(), ram_, take_words(register_words(Power::table)), services.records,
+             [this] { core_.memories_changed(); }),
+      rom_table_(options.rom_part, options.rom_revision, take_words(register_words(RomTable::table)), services.records),
+      control_port_(options_.faults, take_words(register_words(ControlPort::table)), services,
+                    {.erase_everything = [this] { flash_controller_.erase_everything(); },
+                     .hold_in_reset = [this](bool held) { hold(ResetKind::control, held); }}),
+      debug_port_(take_words(register_words(DebugPort::table)), services.records),
+      core_(bus_, state.powered().cpu_registers, take_words(register_words(Core::table)), services.records,
+            {.request_reset = [this] { reset_requested_ = true; }, .memories = [this] { return direct_memories(); }}),
+      memory_port_(
+          take_words(register_words(MemoryPort::table)), services.records,
+          {.read = [this](std::uint32_t address, std::span<std::uint8_t> data) { return debug_read(address, data); },
+           .write = [this](std::uint32_t address,
+                           std::span<const std::uint8_t> data) { return debug_write(address, data); },
+           .is_open = [this] { return is_debuggable(); }})
+{
+    attach_devices();
+    if (is_powered_up()) {
+        power_.restore_ram_power();
+        core_.hold(is_held());
+    }
+}
+
+std::span<std::uint32_t> Chip::take_words(std::size_t count)
+{
+    assert(words_taken_ + count <= VolatileState::register_words);
+    words_taken_ += count;
+    return std::span{state_.powered().registers}.subspan(words_taken_ - count, count);
+}
+
+void Chip::attach_devices()
+{
+    bus_.attach(code_base, model().flash_bytes, code_);
+    bus_.attach(factory_base, information_area_bytes, factory_area_);
+    bus_.attach(user_base, information_area_bytes, user_area_);
+    bus_.attach(Ram::base, model().ram_bytes(), ram_);
+    if (model().ram_code_alias != 0) {
+        bus_.attach(model().ram_code_alias, model().ram_bytes() - alias_first(model()), code_alias_);
+    }
+    // The disable register lies inside another block's window, and so comes before it.
+    if (model().release == BlockProtectionRelease::by_register) {
+        bus_.attach(model().release_register, BlockProtection::window_bytes, protection_);
+    }
+    bus_.attach(Power::base, peripheral_bytes, power_);
+    bus_.attach(FlashController::base, peripheral_bytes, flash_controller_);
+    for (std::uint32_t port = 0; port < model().gpio_ports; ++port) {
+        const auto table = port == 0 ? Gpio::table : Gpio::small_table;
+        gpio_.emplace_back(port == 0 ? "P0" : "P1", table, take_words(register_words(table)), services_.records);
+        bus_.attach(Gpio::first_port_base + port * Gpio::port_stride + Gpio::window_begin, Gpio::window_bytes,
+                    gpio_.back(), Gpio::window_begin);
+    }
+    bus_.attach(Core::base, Core::bytes, core_);
+    bus_.attach(RomTable::base, RomTable::bytes, rom_table_);
+    debug_port_.attach(memory_port_index, memory_port_);
+    if (options_.has_control_port) {
+        debug_port_.attach(control_port_index, control_port_);
+    }
+}
+
+std::vector<DirectMemory> Chip::direct_memories()
+{
+    std::vector<DirectMemory> memories{{code_base, state_.flash(), false}};
+    for (const Ram::Section& section : ram_.sections()) {
+        if (!section.powered) {
+            continue;
+        }
+        memories.push_back({Ram::base + section.offset, ram_.bytes_of(section), true});
+        const std::uint32_t first = alias_first(model());
+        if (model().ram_code_alias != 0 && section.offset >= first) {
+            memories.push_back({model().ram_code_alias + section.offset - first, ram_.bytes_of(section), true});
+        }
+    }
+    return memories;
+}
+
+bool Chip::is_powered_up() const
+{
+    const VolatileState& powered = state_.powered();
+    return powered.layout == VolatileState::current_layout && powered.register_words_used == words_taken_;
+}
+
+void Chip::reset(ResetKind kind)
+{
+    if (kind == ResetKind::power_on) {
+        ram_.lose_content();
+        line_is_low_ = false;
+        debug_port_.reset(kind);
+        control_port_.reset(kind);
+        state_.powered().layout = 0; // until all is done: a kill in between must not leave half a chip
+        state_.powered().register_words_used = static_cast<std::uint32_t>(words_taken_);
+    }
+    const std::array<BusDevice*, 5> parts{&protection_, &flash_controller_, &power_, &rom_table_, &memory_port_};
+    for (BusDevice* const part : parts) {
+        part->reset(kind);
+    }
+    for (Gpio& port : gpio_) {
+        port.reset(kind);
+    }
+    std::uint32_t protection = 0;
+    std::memcpy(&protection, state_.user_area().subspan(protection_word, sizeof protection).data(), sizeof protection);
+    control_port_.set_protected((protection & 0xFF) != 0xFF);
+    reset_requested_ = false;
+    core_.hold(is_held());
+    core_.reset(kind);
+    state_.powered().layout = VolatileState::current_layout;
+}
+
+void Chip::hold(ResetKind kind, bool held)
+{
+    core_.hold(is_held());
+    if (!held) {
+        reset(kind);
+    }
+}
+
+void Chip::drive_reset_line(bool low)
+{
+    if (std::exchange(line_is_low_, low) != low) {
+        hold(ResetKind::pin, low);
+    }
+}
+
+bool Chip::debug_read(std::uint32_t address, std::span<std::uint8_t> data)
+{
+    return is_debuggable() && bus_.read(address, data);
+}
+
+bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data)
+{
+    if (!is_debuggable()) {
+        return false;
+    }
+    const bool ok = bus_.write(address, data);
+    core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
+    carry_out_requests();
+    return ok;
+}
+
+bool Chip::poke(std::uint32_t address, std::span<const std::uint8_t> data)
+{
+    const bool ok = bus_.poke(address, data);
+    core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
+    return ok;
+}
+
+void Chip::elapse(std::uint64_t nanoseconds)
+{
+    core_.elapse(nanoseconds);
+    carry_out_requests();
+}
+
+void Chip::carry_out_requests()
+{
+    if (reset_requested_) {
+        reset(ResetKind::system);
+    }
+}
+
+} // namespace jlinksim

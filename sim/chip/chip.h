@@ -1,0 +1,104 @@
+#pragma once
+
+#include "chip/block_protection.h"
+#include "chip/bus.h"
+#include "chip/control_port.h"
+#include "chip/core.h"
+#include "chip/debug_port.h"
+#include "chip/flash_controller.h"
+#include "chip/gpio.h"
+#include "chip/memory_port.h"
+#include "chip/models.h"
+#include "chip/power.h"
+#include "chip/ram.h"
+#include "chip/rom_table.h"
+#include "chip/services.h"
+#include "state/chip_state.h"
+
+#include <deque>
+#include <vector>
+
+namespace jlinksim {
+
+/// What a bench says about one chip's hardware. Content is another matter (FactoryContent).
+struct ChipOptions
+{
+    const ChipModel* model = nullptr;
+    bool has_control_port = true;
+    std::uint32_t rom_part = 0;
+    std::uint32_t rom_revision = 0;
+    std::vector<std::uint32_t> protected_blocks;
+    HardwareFaults faults;
+};
+
+/// A chip: its parts, and the wires between them. Parts know nothing of each other.
+class Chip
+{
+public:
+    /// Puts the chip together on its state, which holds whatever the last process left. Both outlive the chip.
+    Chip(const ChipOptions& options, ChipState& state, Services services);
+    Chip(const Chip&) = delete;
+    Chip& operator=(const Chip&) = delete;
+
+    /// The state of a powered chip is lost or was never there: start as supply comes on.
+    void power_on() { reset(ResetKind::power_on); }
+    /// Whether the state files hold a powered chip that this program understands.
+    bool is_powered_up() const;
+    void reset(ResetKind kind);
+    /// The reset line: low holds the chip, high releases it, which is the reset.
+    void drive_reset_line(bool low);
+    bool is_reset_line_low() const { return line_is_low_; }
+
+    /// Whether the core can be debugged: not protected, not held in reset.
+    bool is_debuggable() const { return !is_protected() && !is_held(); }
+    bool is_protected() const { return options_.has_control_port && control_port_.is_protected(); }
+    bool is_held() const { return line_is_low_ || control_port_.holds_reset(); }
+
+    /// The chip's memory through its debug access. False: fault, or closed.
+    bool debug_read(std::uint32_t address, std::span<std::uint8_t> data);
+    bool debug_write(std::uint32_t address, std::span<const std::uint8_t> data);
+    bool peek(std::uint32_t address, std::span<std::uint8_t> data) { return bus_.peek(address, data); }
+    bool poke(std::uint32_t address, std::span<const std::uint8_t> data);
+
+    /// This much time went by: the CPU executes, and what was asked for meanwhile happens.
+    void elapse(std::uint64_t nanoseconds);
+
+    const ChipOptions& options() const { return options_; }
+    const ChipModel& model() const { return *options_.model; }
+    Core& core() { return core_; }
+    DebugPort& debug_port() { return debug_port_; }
+    const ChipState& state() const { return state_; }
+
+private:
+    std::span<std::uint32_t> take_words(std::size_t count);
+    void attach_devices();
+    std::vector<DirectMemory> direct_memories();
+    void hold(ResetKind kind, bool held);
+    void carry_out_requests();
+
+    ChipOptions options_;
+    ChipState& state_;
+    Services services_;
+    std::size_t words_taken_ = 0;
+
+    Bus bus_;
+    Ram ram_;
+    RamAlias code_alias_;
+    BlockProtection protection_;
+    FlashController flash_controller_;
+    FlashArea code_;
+    FlashArea factory_area_;
+    FlashArea user_area_;
+    Power power_;
+    std::deque<Gpio> gpio_;
+    RomTable rom_table_;
+    ControlPort control_port_;
+    DebugPort debug_port_;
+    Core core_;
+    MemoryPort memory_port_;
+
+    bool line_is_low_ = false;
+    bool reset_requested_ = false;
+};
+
+} // namespace jlinksim

@@ -1,0 +1,115 @@
+#include "chip/control_port.h"
+
+#include "time/timing.h"
+
+#include <array>
+#include <utility>
+
+namespace jlinksim {
+namespace {
+
+constexpr std::uint32_t reset_register = 0x00;
+constexpr std::uint32_t erase_all_status = 0x08;
+constexpr std::uint32_t protection_status = 0x0C; // 0 protected, 1 open
+constexpr std::uint32_t identification = 0x02880000;
+
+} // namespace
+
+struct ControlPortTable
+{
+    using Port = ControlPort;
+    static constexpr std::array rows{
+        // clang-format off
+        //             name               offset             reset           writable  on write
+        Register<Port>{"RESET",           reset_register,    0,              0,        &Port::write_reset},
+        Register<Port>{"ERASEALL",        0x04,              0,              0,        &Port::write_erase_all},
+        Register<Port>{"ERASEALLSTATUS",  erase_all_status,  0,              0},
+        Register<Port>{"APPROTECTSTATUS", protection_status, 1,              0},
+        Register<Port>{"IDR",             0xFC,              identification, 0},
+        // clang-format on
+    };
+};
+
+const std::span<const Register<ControlPort>> ControlPort::table{ControlPortTable::rows};
+
+ControlPort::ControlPort(const HardwareFaults& faults, std::span<std::uint32_t> words, Services services,
+                         Connections connections)
+    : RegisterBlock("CTRL-AP", table, words, services.records),
+      faults_(faults),
+      clock_(services.clock),
+      connections_(std::move(connections))
+{
+}
+
+bool ControlPort::is_protected() const
+{
+    return word(protection_status) == 0;
+}
+
+void ControlPort::set_protected(bool is_protected)
+{
+    word(protection_status) = is_protected ? 0 : 1;
+}
+
+bool ControlPort::holds_reset() const
+{
+    return word(reset_register) != 0;
+}
+
+bool ControlPort::read_port(std::uint8_t address, std::uint32_t& value)
+{
+    if (faults_.control_port_fails) {
+        return false;
+    }
+    finish_erase();
+    value = read_register(address);
+    return true;
+}
+
+bool ControlPort::write_port(std::uint8_t address, std::uint32_t value)
+{
+    if (faults_.control_port_fails) {
+        return false;
+    }
+    finish_erase();
+    write_register(address, value);
+    return true;
+}
+
+void ControlPort::finish_erase()
+{
+    if (word(erase_all_status) == 0 || faults_.erase_never_ends || clock_.with_sleeps() < erase_ends_at_) {
+        return;
+    }
+    connections_.erase_everything();
+    word(erase_all_status) = 0;
+}
+
+void ControlPort::write_erase_all(std::uint32_t value, unsigned /*index*/)
+{
+    if ((value & 1) == 0) {
+        return;
+    }
+    if (word(erase_all_status) != 0) {
+        records().add("erase-all-busy", "CTRL-AP ERASEALL while an erase is in progress");
+        return;
+    }
+    word(erase_all_status) = 1;
+    erase_ends_at_ = clock_.with_sleeps() + timing::flash_erase_all_ns;
+}
+
+void ControlPort::write_reset(std::uint32_t value, unsigned /*index*/)
+{
+    const bool hold = (value & 1) != 0;
+    if (hold == holds_reset()) {
+        return;
+    }
+    if (hold && word(erase_all_status) != 0) {
+        records().add("erase-all-aborted", "CTRL-AP RESET while an erase is in progress");
+        word(erase_all_status) = 0;
+    }
+    word(reset_register) = hold ? 1 : 0;
+    connections_.hold_in_reset(hold);
+}
+
+} // namespace jlinksim

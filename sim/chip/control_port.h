@@ -1,0 +1,48 @@
+#pragma once
+
+#include "chip/access_port.h"
+#include "chip/register_block.h"
+#include "chip/services.h"
+
+#include <functional>
+
+namespace jlinksim {
+
+/// The CTRL-AP: identification, protection status, erase-all and reset, open also while the chip is protected.
+class ControlPort final : public RegisterBlock<ControlPort>, public AccessPort
+{
+public:
+    static const std::span<const Register<ControlPort>> table;
+
+    struct Connections
+    {
+        std::function<void()> erase_everything;
+        std::function<void(bool held)> hold_in_reset; ///< false releases, which is the reset itself
+    };
+
+    ControlPort(const HardwareFaults& faults, std::span<std::uint32_t> words, Services services,
+                Connections connections);
+
+    /// Protection as the last reset found it in the UICR.
+    bool is_protected() const;
+    void set_protected(bool is_protected);
+    bool holds_reset() const;
+
+    bool read_port(std::uint8_t address, std::uint32_t& value) override;
+    bool write_port(std::uint8_t address, std::uint32_t value) override;
+
+private:
+    friend struct ControlPortTable;
+
+    void write_reset(std::uint32_t value, unsigned index);
+    void write_erase_all(std::uint32_t value, unsigned index);
+    /// Carry out an erase whose time has come.
+    void finish_erase();
+
+    const HardwareFaults& faults_;
+    Clock& clock_;
+    Connections connections_;
+    std::uint64_t erase_ends_at_ = 0; ///< an erase that a process leaves behind is over for the next one
+};
+
+} // namespace jlinksim

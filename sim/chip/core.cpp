@@ -1,0 +1,273 @@
+#include "chip/core.h"
+
+#include "time/timing.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace jlinksim {
+namespace {
+
+constexpr std::uint32_t debug_control = 0xDF0;     // DHCSR
+constexpr std::uint32_t register_data = 0xDF8;     // DCRDR
+constexpr std::uint32_t exception_monitor = 0xDFC; // DEMCR
+constexpr std::uint32_t run_state_flag = 0x10000;  // behind every address: the hardware's own
+
+constexpr std::uint32_t debug_key = 0xA05F;
+constexpr std::uint32_t debug_enable = 1U << 0;
+constexpr std::uint32_t debug_halt = 1U << 1;
+constexpr std::uint32_t debug_step = 1U << 2;
+constexpr std::uint32_t debug_mask_interrupts = 1U << 3;
+constexpr std::uint32_t status_register_ready = 1U << 16;
+constexpr std::uint32_t status_halted = 1U << 17;
+constexpr std::uint32_t status_sleeping = 1U << 18;
+constexpr std::uint32_t status_locked_up = 1U << 19;
+
+constexpr std::uint32_t catch_core_reset = 1U << 0;
+constexpr std::uint32_t reset_key = 0x05FA;
+constexpr std::uint32_t reset_request = 1U << 2;
+constexpr std::uint32_t register_transfer_write = 1U << 16;
+
+constexpr std::uint32_t blank_word = 0xFFFFFFFF;
+constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
+constexpr unsigned program_counter = 15;
+constexpr std::uint32_t reset_vectors = 0; // where VTOR points after a reset
+
+} // namespace
+
+struct CoreTable
+{
+    static constexpr std::array rows{
+        // clang-format off
+        //             name     offset         reset       writable    on write                     on read
+        Register<Core>{"CPUID", 0xD00,         0x410FC241, 0},
+        Register<Core>{"VTOR",  0xD08,         0,          0xFFFFFF80},
+        Register<Core>{"AIRCR", 0xD0C,         0xFA050000, 0,          &Core::write_reset_control},
+        Register<Core>{"SCR",   0xD10,         0,          0x16},
+        Register<Core>{"CCR",   0xD14,         0x200,      0x31B},
+        Register<Core>{.name = "CPACR", .offset = 0xD88, .writable = 0x00F00000},
+        Register<Core>{.name = "DHCSR", .offset = debug_control, .on_write = &Core::write_debug_control,
+                       .on_read = &Core::read_debug_control, .retained = true},
+        Register<Core>{.name = "DCRSR", .offset = 0xDF4, .on_write = &Core::transfer_register},
+        Register<Core>{.name = "DCRDR", .offset = register_data, .writable = ~0U, .retained = true},
+        Register<Core>{.name = "DEMCR", .offset = exception_monitor, .writable = 0x010F07F1, .retained = true},
+        Register<Core>{.name = "(run state)", .offset = run_state_flag, .retained = true},
+        // clang-format on
+    };
+};
+
+const std::span<const Register<Core>> Core::table{CoreTable::rows};
+
+Core::Core(Bus& bus, CpuRegisters kept_registers, std::span<std::uint32_t> words, Records& records,
+           Connections connections)
+    : RegisterBlock("SCS", table, words, records),
+      bus_(bus),
+      kept_(kept_registers),
+      connections_(std::move(connections))
+{
+}
+
+RunState Core::state() const
+{
+    return static_cast<RunState>(word(run_state_flag));
+}
+
+void Core::set_state(RunState state)
+{
+    word(run_state_flag) = static_cast<std::uint32_t>(state);
+}
+
+bool Core::is_debug_enabled() const
+{
+    return (word(debug_control) & debug_enable) != 0;
+}
+
+void Core::enable_debug()
+{
+    word(debug_control) |= debug_enable;
+}
+
+Cpu& Core::cpu()
+{
+    if (cpu_ == nullptr) {
+        cpu_ = make_cpu(bus_);
+        for (unsigned index = 0; index < cpu_register_count; ++index) {
+            cpu_->write_register(index, kept_[index]);
+        }
+    }
+    if (std::exchange(memories_are_stale_, false)) {
+        cpu_->set_memories(connections_.memories());
+    }
+    return *cpu_;
+}
+
+void Core::keep_registers()
+{
+    for (unsigned index = 0; index < cpu_register_count; ++index) {
+        kept_[index] = cpu_->read_register(index);
+    }
+}
+
+void Core::halt()
+{
+    set_state(RunState::halted);
+}
+
+void Core::halt_at_reset()
+{
+    cpu().write_register(program_counter, bus_.peek_word(reset_vectors + 4) & ~1U);
+    keep_registers();
+    set_state(RunState::halted);
+}
+
+void Core::go()
+{
+    if (is_halted()) {
+        set_state(RunState::running);
+    }
+}
+
+void Core::step()
+{
+    run(1);
+    halt();
+}
+
+std::uint32_t Core::read_cpu_register(unsigned index)
+{
+    return cpu().read_register(index);
+}
+
+void Core::write_cpu_register(unsigned index, std::uint32_t value)
+{
+    cpu().write_register(index, value);
+    keep_registers();
+}
+
+void Core::reset(ResetKind kind)
+{
+    RegisterBlock::reset(kind);
+    const std::uint32_t handler = bus_.peek_word(reset_vectors + 4);
+    cpu().reset(bus_.peek_word(reset_vectors), handler);
+    unspent_ = 0;
+    if (is_debug_enabled() && (word(exception_monitor) & catch_core_reset) != 0) {
+        set_state(RunState::halted);
+    } else if (handler == blank_word) {
+        // A chip without a program: nothing to tell anybody about.
+        cpu().write_register(program_counter, lock_up_address);
+        set_state(RunState::locked_up);
+    } else {
+        set_state(RunState::running);
+    }
+    keep_registers();
+}
+
+void Core::elapse(std::uint64_t nanoseconds)
+{
+    if (state() != RunState::running || held_) {
+        unspent_ = 0;
+        return;
+    }
+    constexpr std::uint64_t second = 1'000'000'000;
+    constexpr std::uint64_t longest = timing::most_instructions_per_call * second / timing::cpu_hertz;
+    unspent_ += std::min(nanoseconds, longest) * timing::cpu_hertz;
+    const std::uint64_t budget = unspent_ / second;
+    unspent_ %= second;
+    if (budget != 0) {
+        run(budget);
+    }
+}
+
+void Core::run(std::uint64_t budget)
+{
+    Cpu& engine = cpu();
+    executing_ = true;
+    const RunResult result = engine.run(budget);
+    executing_ = false;
+    if (std::exchange(code_is_stale_, false)) {
+        engine.code_changed(0, ~0U);
+    }
+    keep_registers();
+    stopped(result);
+}
+
+void Core::stopped(const RunResult& result)
+{
+    switch (result.why) {
+    case StopReason::budget_spent:
+        return;
+    case StopReason::sleeping:
+        set_state(RunState::sleeping);
+        return;
+    case StopReason::breakpoint:
+        if (is_debug_enabled()) {
+            set_state(RunState::halted);
+            return;
+        }
+        records().add("cpu-fault", fmt::format("breakpoint at 0x{:08X} without a debugger", kept_[program_counter]));
+        set_state(RunState::locked_up);
+        return;
+    case StopReason::fault:
+        records().add("cpu-fault", result.fault);
+        set_state(is_debug_enabled() ? RunState::halted : RunState::locked_up);
+        return;
+    }
+}
+
+void Core::code_changed(std::uint32_t address, std::uint32_t length)
+{
+    if (executing_) {
+        code_is_stale_ = true;
+    } else if (cpu_ != nullptr) {
+        cpu_->code_changed(address, length);
+    }
+}
+
+void Core::write_reset_control(std::uint32_t value, unsigned /*index*/)
+{
+    if (value >> 16 != reset_key) {
+        records().add("register-key", fmt::format("AIRCR = 0x{:08X} without its key", value));
+        return;
+    }
+    if ((value & reset_request) != 0) {
+        connections_.request_reset();
+    }
+}
+
+std::uint32_t Core::read_debug_control(unsigned /*index*/)
+{
+    constexpr std::array status{0U, status_halted | debug_halt, status_sleeping, status_locked_up};
+    return word(debug_control) | status_register_ready | status.at(static_cast<std::size_t>(state()));
+}
+
+void Core::write_debug_control(std::uint32_t value, unsigned /*index*/)
+{
+    if (value >> 16 != debug_key) {
+        records().add("register-key", fmt::format("DHCSR = 0x{:08X} without its key", value));
+        return;
+    }
+    word(debug_control) = value & (debug_enable | debug_mask_interrupts);
+    if ((value & debug_enable) == 0 || (value & (debug_halt | debug_step)) == 0) {
+        go();
+    } else if ((value & debug_halt) != 0) {
+        halt();
+    } else if (is_halted()) {
+        step();
+    }
+}
+
+void Core::transfer_register(std::uint32_t value, unsigned /*index*/)
+{
+    const unsigned index = value & 0x7F;
+    if (!is_halted() || index >= cpu_register_count) {
+        records().add("cpu-register", fmt::format("DCRSR = 0x{:08X} {}", value, is_halted() ? "" : "while running"));
+        return;
+    }
+    if ((value & register_transfer_write) != 0) {
+        write_cpu_register(index, word(register_data));
+    } else {
+        word(register_data) = read_cpu_register(index);
+    }
+}
+
+} // namespace jlinksim

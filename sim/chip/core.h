@@ -1,0 +1,91 @@
+#pragma once
+
+#include "chip/bus.h"
+#include "chip/register_block.h"
+#include "chip/services.h"
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace jlinksim {
+
+enum class RunState : std::uint32_t
+{
+    running,
+    halted,    ///< in debug state: registers can be read and written
+    sleeping,  ///< after WFI or WFE; nothing wakes it but a halt or a reset
+    locked_up, ///< it cannot execute what it finds, and no debugger caught it
+};
+
+/// The CPU with its debug registers (the system control space), its run state and its share of time.
+class Core final : public RegisterBlock<Core>
+{
+public:
+    static constexpr std::uint32_t base = 0xE000E000;
+    static constexpr std::uint32_t bytes = 0x1000;
+    static const std::span<const Register<Core>> table;
+
+    /// What the core asks of the chip around it.
+    struct Connections
+    {
+        std::function<void()> request_reset;                 ///< through AIRCR; carried out between accesses
+        std::function<std::vector<DirectMemory>()> memories; ///< what can be executed from, at this moment
+    };
+
+    using CpuRegisters = std::span<std::uint32_t, cpu_register_count>;
+
+    Core(Bus& bus, CpuRegisters kept_registers, std::span<std::uint32_t> words, Records& records,
+         Connections connections);
+
+    RunState state() const;
+    bool is_halted() const { return state() == RunState::halted; }
+    bool is_debug_enabled() const;
+    void enable_debug();
+
+    void halt();
+    /// As the vector catch does: at the reset handler's first instruction. The chip was reset just now.
+    void halt_at_reset();
+    void go();
+    /// One instruction; the core must be halted and stays so.
+    void step();
+    /// Only while halted, and index below cpu_register_count.
+    std::uint32_t read_cpu_register(unsigned index);
+    void write_cpu_register(unsigned index, std::uint32_t value);
+
+    /// Held in reset: it does not execute.
+    void hold(bool held) { held_ = held; }
+    void reset(ResetKind kind) override;
+    /// Execute what fits into this time, within the bound for one call.
+    void elapse(std::uint64_t nanoseconds);
+
+    void code_changed(std::uint32_t address, std::uint32_t length);
+    void memories_changed() { memories_are_stale_ = true; }
+
+private:
+    friend struct CoreTable;
+
+    void write_reset_control(std::uint32_t value, unsigned index);
+    std::uint32_t read_debug_control(unsigned index);
+    void write_debug_control(std::uint32_t value, unsigned index);
+    void transfer_register(std::uint32_t value, unsigned index);
+
+    Cpu& cpu();
+    void run(std::uint64_t budget);
+    void stopped(const RunResult& result);
+    void keep_registers();
+    void set_state(RunState state);
+
+    Bus& bus_;
+    CpuRegisters kept_;
+    Connections connections_;
+    std::unique_ptr<Cpu> cpu_; ///< made when first needed: most sessions never run it
+    bool memories_are_stale_ = true;
+    bool code_is_stale_ = false;
+    bool executing_ = false;
+    bool held_ = false;
+    std::uint64_t unspent_ = 0; ///< of a cycle, in nanoseconds times cpu_hertz
+};
+
+} // namespace jlinksim

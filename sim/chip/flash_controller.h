@@ -1,0 +1,94 @@
+#pragma once
+
+#include "chip/block_protection.h"
+#include "chip/register_block.h"
+#include "chip/services.h"
+
+#include <functional>
+#include <span>
+
+namespace jlinksim {
+
+/// The flash controller (NVMC): the only way in which flash, UICR and FICR change.
+///
+/// Bits only clear on writes; writes and erases need their enable in CONFIG; the FICR and the mass erase need their
+/// key. What breaks a rule is ignored and recorded.
+class FlashController final : public RegisterBlock<FlashController>
+{
+public:
+    static constexpr std::uint32_t base = 0x4001E000;
+    static const std::span<const Register<FlashController>> table;
+
+    /// The non-volatile areas, in the chip's address order.
+    struct Area
+    {
+        const char* name;
+        std::uint32_t address;
+        std::span<std::uint8_t> bytes;
+        bool needs_factory_key;
+        bool is_code;
+    };
+
+    struct Areas
+    {
+        Area code;
+        Area factory;
+        Area user;
+    };
+
+    /// `on_change` learns which addresses have new content.
+    FlashController(const Areas& areas, BlockProtection& protection, const HardwareFaults& faults,
+                    std::span<std::uint32_t> words, Services services,
+                    std::function<void(std::uint32_t, std::uint32_t)> on_change);
+
+    /// A bus write to an area. It holds the bus until the last word is written.
+    void program(const Area& area, std::uint32_t offset, std::span<const std::uint8_t> data);
+    /// Reads of an area wait for an operation in progress.
+    void stall_until_ready();
+    /// Erase flash and UICR whatever the registers say: the CTRL-AP's way.
+    void erase_everything();
+
+    const Areas& areas() const { return areas_; }
+
+private:
+    friend struct FlashControllerTable;
+
+    std::uint32_t read_ready(unsigned index);
+    void write_config(std::uint32_t value, unsigned index);
+    void erase_page(std::uint32_t value, unsigned index);
+    void erase_all(std::uint32_t value, unsigned index);
+    void erase_user_area(std::uint32_t value, unsigned index);
+    void mass_erase(std::uint32_t value, unsigned index);
+
+    bool is_busy() const;
+    bool may_erase(const char* what);
+    bool may_erase_all_blocks(const char* what);
+    bool may_program(const Area& area, std::uint32_t offset, std::size_t length);
+    void program_word(const Area& area, std::uint32_t offset, std::uint32_t value);
+    void erase(const Area& area, std::uint32_t offset, std::uint32_t length);
+    void start_busy(std::uint64_t nanoseconds);
+
+    Areas areas_;
+    BlockProtection& protection_;
+    const HardwareFaults& faults_;
+    Clock& clock_;
+    std::function<void(std::uint32_t, std::uint32_t)> on_change_;
+    std::uint64_t ready_at_ = 0; ///< device time; an operation that a process leaves behind is over for the next one
+};
+
+/// A non-volatile area on the bus.
+class FlashArea final : public BusDevice
+{
+public:
+    FlashArea(FlashController& controller, const FlashController::Area& area) : controller_(controller), area_(area) {}
+
+    bool read(std::uint32_t offset, std::span<std::uint8_t> data) override;
+    bool write(std::uint32_t offset, std::span<const std::uint8_t> data) override;
+    std::span<std::uint8_t> raw() override { return area_.bytes; }
+
+private:
+    FlashController& controller_;
+    const FlashController::Area& area_;
+};
+
+} // namespace jlinksim

@@ -1,0 +1,121 @@
+#pragma once
+
+#include "bench/bench.h"
+#include "jlinkarm_api.h"
+#include "time/timing.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace jlinksim {
+
+enum class TargetInterface : std::int32_t
+{
+    jtag = 0, ///< the library's choice until the host makes one
+    swd = 1,
+};
+
+/// Target memory in which RTT's control block is looked for.
+struct RttSearchRange
+{
+    std::uint32_t address;
+    std::uint32_t length;
+};
+
+/// What the host's commands and calls chose for a session; a new session starts with these.
+struct SessionSettings
+{
+    TargetInterface target_interface = TargetInterface::jtag;
+    std::uint32_t speed_khz = timing::default_speed_khz;
+    std::int32_t reset_type = 0;
+    std::string device;
+    bool restart_on_close = true;
+    bool power_down_on_close = false;
+    std::vector<RttSearchRange> rtt_search_ranges;
+    bool downloads_flash = true; ///< the library's own flash programming, which hosts must switch off here
+};
+
+/// The J-Link library's side: which probe is open and how it is set up. What is done to the target stands in the
+/// other files of this folder, as functions over a session.
+class Session
+{
+public:
+    /// Code of JLINKARM_HasError after the connection to the probe was lost.
+    static constexpr std::uint32_t error_probe_lost = 1;
+
+    explicit Session(Bench& bench) : bench_(bench) {}
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session() { drop(); }
+
+    Bench& bench() { return bench_; }
+
+    /// The function being called, for records.
+    void call_begins(const char* function) { function_ = function; }
+    /// Lets the time of the call pass on the chip, too.
+    void call_ends();
+
+    /// Choose the probe of the next open; 0 or -1 when it is not on USB.
+    int select(std::uint32_t serial_number);
+    /// Open the chosen probe, or without a choice the first one on USB. Null, or what is wrong.
+    const char* open(jlinkarm_log_t log, jlinkarm_log_t error);
+    void close();
+    bool is_open();
+    /// The probe of the session; null, and recorded or reported, without one.
+    Probe* require_probe();
+    /// The chip that the session is connected to; null, and recorded or reported, otherwise.
+    Chip* require_chip();
+    /// The chip on the probe, connected or not; null when nothing answers there.
+    Chip* find_chip();
+
+    int connect();
+    bool is_connected();
+    /// The target stopped answering.
+    void lose_connection() { connected_ = false; }
+    /// The supply of this probe's chip changed: a debug connection does not outlive that.
+    void supply_changed(std::uint32_t serial_number);
+
+    SessionSettings& settings() { return settings_; }
+    bool has_coresight() const { return has_coresight_; }
+    void set_coresight() { has_coresight_ = true; }
+
+    /// A request to the probe and so many transfers on its target interface.
+    void spend(std::uint64_t transfers);
+    void spend_block(std::uint64_t bytes);
+
+    std::uint32_t pending_error() const { return pending_error_; }
+    void set_pending_error(std::uint32_t code) { pending_error_ = code; }
+    void set_log(jlinkarm_log_t log) { log_ = log; }
+    void log(std::string_view text) const;
+    /// To the session's error handler.
+    void report(std::string_view text) const;
+
+    /// The cable is pulled.
+    void unplug();
+
+private:
+    Probe* find_probe_to_open();
+    std::string open_probe();
+    std::string reason_not_to_connect();
+    void notice_lost_probe();
+    void drop();
+
+    Bench& bench_;
+    const char* function_ = "";
+    SessionSettings settings_;
+    std::optional<std::uint32_t> selected_;
+    Probe* probe_ = nullptr;
+    std::optional<Probe::Hold> hold_;
+    bool lost_ = false; ///< the probe went away under an open session, and nobody closed it yet
+    bool connected_ = false;
+    bool has_coresight_ = false;
+    std::uint32_t pending_error_ = 0;
+    std::string open_error_;
+    jlinkarm_log_t log_ = nullptr;
+    jlinkarm_log_t error_ = nullptr;
+    std::uint64_t chip_time_ = 0; ///< device time up to which the chip has lived
+};
+
+} // namespace jlinksim

@@ -1,0 +1,88 @@
+#include "state/chip_state.h"
+
+#include <bit>
+#include <fmt/format.h>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace jlinksim {
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "the chips' words are mapped as the host's");
+
+constexpr const char* identity_file = "chip.txt";
+constexpr const char* files[] = {identity_file, "flash.bin",    "ficr.bin",     "uicr.bin",
+                                 "ram.bin",     "external.bin", "registers.bin"};
+
+std::string describe(const ChipModel& model, std::uint32_t external_flash_bytes)
+{
+    return fmt::format("{}, {} bytes of flash, {} bytes of RAM, {} bytes of external flash\n", model.name,
+                       model.flash_bytes, model.ram_bytes(), external_flash_bytes);
+}
+
+std::string read_text(const std::filesystem::path& path)
+{
+    std::ifstream file{path};
+    return {std::istreambuf_iterator<char>{file}, {}};
+}
+
+std::string without_end_of_line(std::string text)
+{
+    if (text.ends_with('\n')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+} // namespace
+
+ChipState::ChipState(const std::filesystem::path& folder, const ChipModel& model, std::uint32_t external_flash_bytes)
+    : folder_(folder), identity_(describe(model, external_flash_bytes))
+{
+    std::filesystem::create_directories(folder);
+    const std::string kept = read_text(folder / identity_file);
+    if (!kept.empty() && kept != identity_) {
+        throw std::runtime_error(fmt::format(
+            "The state in {} is of another chip ({}) than the bench names now ({}). Put the bench back as it was, or "
+            "give the chip its factory state, which erases what the other one held.",
+            folder.string(), without_end_of_line(kept), without_end_of_line(identity_)));
+    }
+    fresh_ = kept.empty();
+    flash_ = platform::MappedFile{folder / "flash.bin", model.flash_bytes};
+    factory_area_ = platform::MappedFile{folder / "ficr.bin", information_area_bytes};
+    user_area_ = platform::MappedFile{folder / "uicr.bin", information_area_bytes};
+    ram_ = platform::MappedFile{folder / "ram.bin", model.ram_bytes()};
+    registers_ = platform::MappedFile{folder / "registers.bin", sizeof(VolatileState)};
+    if (external_flash_bytes != 0) {
+        external_flash_ = platform::MappedFile{folder / "external.bin", external_flash_bytes};
+    }
+    powered_ = reinterpret_cast<VolatileState*>(registers_.bytes().data());
+}
+
+void ChipState::mark_complete()
+{
+    if (!fresh_) {
+        return;
+    }
+    // The name appears at once with its whole content: a kill before it leaves a state that is made anew.
+    const std::filesystem::path draft = folder_ / "chip.txt.new";
+    std::ofstream file{draft};
+    file << identity_;
+    file.close();
+    if (!file) {
+        throw std::runtime_error(fmt::format("Cannot write {}.", draft.string()));
+    }
+    std::filesystem::rename(draft, folder_ / identity_file);
+    fresh_ = false;
+}
+
+void ChipState::remove(const std::filesystem::path& folder)
+{
+    // The identity goes first: what a kill leaves of the rest is then no chip's state.
+    for (const char* const file : files) {
+        std::filesystem::remove(folder / file);
+    }
+}
+
+} // namespace jlinksim

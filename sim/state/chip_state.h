@@ -1,0 +1,62 @@
+#pragma once
+
+#include "chip/models.h"
+#include "cpu/cpu.h"
+#include "platform/platform.h"
+
+#include <array>
+#include <filesystem>
+#include <span>
+
+namespace jlinksim {
+
+/// What a powered chip holds beside its RAM.
+struct VolatileState
+{
+    static constexpr std::uint32_t current_layout = 1; ///< another number means that the words mean something else
+    static constexpr std::size_t register_words = 1000;
+
+    std::uint32_t layout;
+    std::uint32_t reserved;
+    std::array<std::uint32_t, cpu_register_count> cpu_registers;
+    std::uint32_t register_words_used;
+    std::array<std::uint32_t, register_words> registers;
+};
+
+/// A chip's memories, as files in a folder that every process maps: what one leaves, the next one finds.
+class ChipState
+{
+public:
+    /// Open the folder's state, or create it.
+    /// @throws std::runtime_error when the disk refuses, or when the folder holds the state of another chip
+    ChipState(const std::filesystem::path& folder, const ChipModel& model, std::uint32_t external_flash_bytes);
+
+    /// Whether the files were created now, or by a process that was killed before it had filled them.
+    bool is_fresh() const { return fresh_; }
+    /// The content is complete: from now on it is kept.
+    void mark_complete();
+
+    /// Delete a folder's state, whatever chip it is of.
+    static void remove(const std::filesystem::path& folder);
+
+    std::span<std::uint8_t> flash() const { return flash_.bytes(); }
+    std::span<std::uint8_t> factory_area() const { return factory_area_.bytes(); }
+    std::span<std::uint8_t> user_area() const { return user_area_.bytes(); }
+    std::span<std::uint8_t> external_flash() const { return external_flash_.bytes(); }
+    std::span<std::uint8_t> ram() const { return ram_.bytes(); }
+    VolatileState& powered() const { return *powered_; }
+
+private:
+    std::filesystem::path folder_;
+    std::string identity_;
+    bool fresh_ = false;
+    platform::MappedFile flash_;
+    platform::MappedFile factory_area_;
+    platform::MappedFile user_area_;
+    platform::MappedFile external_flash_;
+    platform::MappedFile ram_;
+    platform::MappedFile registers_;
+    VolatileState* powered_ = nullptr;
+};
+
+} // namespace jlinksim

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+
+/// What things take. Every figure of the modelled time stands here, with where it comes from.
+namespace jlinksim::timing {
+
+/// A request to the probe and its answer: two microframes of USB high speed (125 us each) at best.
+inline constexpr std::uint64_t usb_round_trip_ns = 250'000;
+/// Opening a session: some twenty requests (version, capabilities, configuration).
+inline constexpr std::uint64_t usb_round_trips_to_open = 20;
+
+/// One 32-bit transfer on SWD: 8 request bits, turnaround, 3 acknowledge bits, turnaround, 32 data bits and parity.
+inline constexpr std::uint64_t swd_clocks_per_transfer = 46;
+/// An access port keeps the upper address bits while it counts up: the address is sent again every 1 KiB.
+inline constexpr std::uint32_t address_increment_range = 1024;
+/// Before a block: control word and address; after a block read: the pipelined last word.
+inline constexpr std::uint64_t swd_transfers_around_block = 3;
+/// Line reset, identification, power-up and core identification while connecting.
+inline constexpr std::uint64_t swd_transfers_to_connect = 64;
+/// A CPU register takes a selector write, a ready poll and the data.
+inline constexpr std::uint64_t swd_transfers_per_cpu_register = 6;
+
+/// Speed in force until JLINKARM_SetSpeed chooses another, and its bounds.
+inline constexpr std::uint32_t default_speed_khz = 4000;
+inline constexpr std::uint32_t lowest_speed_khz = 5;
+inline constexpr std::uint32_t highest_speed_khz = 50'000;
+
+/// The flash controller's times, from the chips' data sheet.
+inline constexpr std::uint64_t flash_word_write_ns = 41'000;
+inline constexpr std::uint64_t flash_page_erase_ns = 85'000'000;
+inline constexpr std::uint64_t flash_erase_all_ns = 169'000'000;
+
+/// The CPU's clock, one instruction a cycle.
+inline constexpr std::uint64_t cpu_hertz = 64'000'000;
+/// Executed at most in one J-Link call, about a tenth of a second of the host's time: a call must not hang because the
+/// CPU has much time to catch up with.
+inline constexpr std::uint64_t most_instructions_per_call = 1'000'000;
+
+} // namespace jlinksim::timing

@@ -1,0 +1,292 @@
+#include "board.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace jlinksim {
+namespace {
+
+class Execution : public testing::Test, public Board
+{
+};
+
+TEST_F(Execution, SpendsTheBudgetToTheInstruction)
+{
+    put(0x100, {0x3001, 0x1C49, 0xE7FC}); // adds r0, #1; adds r1, r1, #1; b 0x100
+    for (const std::uint64_t budget : {1U, 2U, 3U, 4U, 7U, 1000U, 100001U}) {
+        SCOPED_TRACE(budget);
+        cpu.reset(stack, 0x101);
+        const RunResult result = cpu.run(budget);
+        EXPECT_EQ(result.instructions, budget);
+        EXPECT_EQ(result.why, StopReason::budget_spent);
+        EXPECT_EQ(r(0), (budget + 2) / 3);
+        EXPECT_EQ(r(1), (budget + 1) / 3);
+        EXPECT_EQ(pc(), 0x100 + 2 * (budget % 3));
+    }
+}
+
+TEST_F(Execution, ReturnsFromBranchesThatGoNowhere)
+{
+    const std::vector<std::pair<std::string, std::vector<unsigned>>> rows{
+        {"a branch to itself", {0xE7FE}},
+        {"two branches to each other", {0xE7FF, 0xE7FD}},
+        {"a conditional branch to itself", {0xD1FE}},
+        {"bx to itself", {0x4770}},
+        {"an IT block whose branch goes to itself", {0xBF18, 0xE7FE}},
+        {"an IT block whose branch goes to the IT", {0xBF18, 0xE7FD}},
+    };
+    for (const auto& [what, code] : rows) {
+        SCOPED_TRACE(what);
+        cpu.reset(stack, 0x101);
+        set_r(cpu_register::lr, 0x101);
+        for (std::uint32_t i = 0; i < code.size(); ++i) {
+            put(0x100 + 2 * i, {code[i]});
+        }
+        const RunResult result = cpu.run(10007);
+        EXPECT_EQ(result.instructions, 10007);
+        EXPECT_EQ(result.why, StopReason::budget_spent);
+    }
+}
+
+TEST_F(Execution, DoesTheSameInOneRunAsInSingleSteps)
+{
+    // movs r0, #0; adds r0, #1; cmp r0, #5; ite lt; addlt r1, r1, #2; movge r2, #7; b
+    put(0x100, {0x2000, 0x3001, 0x2805, 0xBFB4, 0x3102, 0x2207, 0xE7F9});
+    for (std::uint64_t steps = 0; steps < 64; ++steps) {
+        SCOPED_TRACE(steps);
+        std::vector<std::vector<std::uint32_t>> outcomes;
+        for (const bool at_once : {true, false}) {
+            cpu.reset(stack, 0x101);
+            for (std::uint64_t i = 0; !at_once && i < steps; ++i) {
+                EXPECT_EQ(cpu.run(1).instructions, 1);
+            }
+            if (at_once) {
+                EXPECT_EQ(cpu.run(steps).instructions, steps);
+            }
+            outcomes.push_back({pc(), xpsr(), r(0), r(1), r(2)});
+        }
+        EXPECT_EQ(outcomes[0], outcomes[1]);
+    }
+}
+
+TEST_F(Execution, ShowsTheRestOfAnItBlockInXpsrAndGoesOnFromIt)
+{
+    put(0x100, {0xBF06, 0x2101, 0x2202, 0x2303, 0xE7FE}); // itte eq; moveq r1, #1; moveq r2, #2; movne r3, #3; b .
+    set_pc(0x100);
+    cpu.write_register(cpu_register::xpsr, 0x41000000);
+    cpu.run(2);
+    EXPECT_EQ(xpsr(), 0x41000C00);
+    // The host looks at the registers, turns the condition, and lets it go on.
+    cpu.write_register(cpu_register::xpsr, xpsr() & ~0x40000000U);
+    cpu.run(2);
+    EXPECT_EQ(xpsr(), 0x01000000) << "movs in an IT block leaves the flags alone";
+    EXPECT_EQ((std::vector{r(1), r(2), r(3), pc()}), (std::vector<std::uint32_t>{1, 0, 3, 0x108}));
+}
+
+TEST_F(Execution, StopsAtABreakpointWithoutPassingIt)
+{
+    put(0x100, {0xBF00, 0xBEAB, 0xE7FE});
+    set_pc(0x100);
+    for (int again = 0; again < 2; ++again) {
+        const RunResult result = cpu.run(10);
+        EXPECT_EQ(result.why, StopReason::breakpoint);
+        EXPECT_EQ(result.instructions, again == 0 ? 1 : 0);
+        EXPECT_EQ(result.fault, "");
+        EXPECT_EQ(pc(), 0x102);
+    }
+    set_pc(pc() + 2);
+    EXPECT_EQ(cpu.run(10).why, StopReason::budget_spent);
+}
+
+TEST_F(Execution, SleepsBehindItsHints)
+{
+    struct Row
+    {
+        const char* what;
+        std::vector<unsigned> code;
+        StopReason why;
+        std::uint32_t length; ///< of what was executed
+    };
+    const std::vector<Row> rows{
+        {"WFI", {0xBF30}, StopReason::sleeping, 2},
+        {"WFE", {0xBF20}, StopReason::sleeping, 2},
+        {"wide WFI", {0xF3AF, 0x8003}, StopReason::sleeping, 4},
+        {"WFE behind another instruction", {0xBF00, 0xBF20}, StopReason::sleeping, 4},
+        {"SEV, then WFE twice", {0xBF40, 0xBF20, 0xBF20}, StopReason::sleeping, 6},
+        {"YIELD and NOP go on", {0xBF10, 0xBF00, 0xBE00}, StopReason::breakpoint, 4},
+        {"a skipped WFI", {0xBF08, 0xBF30, 0xBE00}, StopReason::breakpoint, 4},
+        {"a WFI that is not skipped", {0xBF18, 0xBF30, 0xBE00}, StopReason::sleeping, 4},
+        {"a BKPT in an IT block that skips", {0xBF08, 0xBE00}, StopReason::breakpoint, 2},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        cpu.reset(stack, 0x101);
+        for (std::uint32_t i = 0; i < row.code.size(); ++i) {
+            put(0x100 + 2 * i, {row.code[i]});
+        }
+        EXPECT_EQ(cpu.run(10).why, row.why);
+        EXPECT_EQ(pc(), 0x100 + row.length);
+    }
+}
+
+TEST_F(Execution, FaultsWithTheProgramCounterAtTheCulprit)
+{
+    struct Row
+    {
+        std::vector<unsigned> code; ///< at 0x100; R0 is `target`
+        std::uint32_t target;
+        std::uint32_t pc;
+        std::uint64_t instructions;
+        const char* text; ///< part of what the record says
+    };
+    const std::vector<Row> rows{
+        {{0xBF00, 0x4700}, nowhere + 1, nowhere, 2, "instruction fetch at 0x30000000"},
+        {{0xBF00, 0x4700}, peripherals + 1, peripherals, 2, "instruction fetch at 0x40000000"},
+        {{0xBF00, 0x4700}, 0x10001, 0x10000, 2, "instruction fetch at 0x00010000"},
+        {{0xBF00, 0x4700}, 0x104, 0x104, 2, "no Thumb state at 0x00000104"},
+        {{0xBF00, 0x4700}, 0xFFFFFFF9, 0xFFFFFFF8, 2, "exception return 0xFFFFFFF8"},
+        {{0xBF00, 0xDE07}, 0, 0x102, 1, "undefined instruction 0xDE07 at 0x00000102"},
+        {{0xBF00, 0xFFFF, 0xFFFF}, 0, 0x102, 1, "undefined instruction 0xFFFF 0xFFFF at 0x00000102"},
+        {{0xBF00, 0xDF07}, 0, 0x102, 1, "SVC at 0x00000102"},
+        {{0xBF00, 0x6801},
+         nowhere,
+         0x102,
+         1,
+         "read of 4 bytes at 0x30000000 refused by the bus, by the instruction at 0x00000102"},
+        {{0xBF00, 0x7001}, nowhere, 0x102, 1, "write of 1 byte at 0x30000000 refused"},
+        {{0xBF00, 0x8801}, peripherals + 1, 0x102, 1, "read of 2 bytes at 0x40000001 not aligned"},
+        {{0xBF18, 0x6801}, nowhere, 0x102, 1, "read of 4 bytes at 0x30000000 refused"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        cpu.reset(stack, 0x101);
+        for (std::uint32_t i = 0; i < row.code.size(); ++i) {
+            put(0x100 + 2 * i, {row.code[i]});
+        }
+        set_r(0, row.target);
+        set_r(1, 0x77);
+        const RunResult result = cpu.run(100);
+        EXPECT_EQ(result.why, StopReason::fault);
+        EXPECT_EQ(result.instructions, row.instructions);
+        EXPECT_EQ(pc(), row.pc);
+        EXPECT_EQ(r(1), 0x77) << "the instruction has no effect";
+        EXPECT_NE(result.fault.find(row.text), std::string::npos) << result.fault;
+        EXPECT_EQ(cpu.run(100).why, StopReason::fault) << "and it stays so";
+    }
+}
+
+TEST_F(Execution, FaultsOnlyWhenTheBudgetGetsThere)
+{
+    put(0x100, {0x4700}); // bx r0
+    set_pc(0x100);
+    set_r(0, nowhere + 1);
+    EXPECT_EQ(cpu.run(1).why, StopReason::budget_spent);
+    EXPECT_EQ(pc(), nowhere);
+    EXPECT_EQ(cpu.run(1).why, StopReason::fault);
+}
+
+TEST_F(Execution, RunsOffTheEndOfFlashIntoAFault)
+{
+    put(0xFFFC, {0xBF00, 0xBF00});
+    set_pc(0xFFFC);
+    EXPECT_EQ(cpu.run(10).instructions, 2);
+    EXPECT_EQ(pc(), 0x10000);
+    put(0xFFFE, {0xF000}); // half an instruction
+    set_pc(0xFFFE);
+    EXPECT_EQ(cpu.run(10).why, StopReason::fault);
+    EXPECT_EQ(pc(), 0xFFFE);
+}
+
+TEST_F(Execution, SeesCodeThatTheHostHasChanged)
+{
+    for (const std::uint32_t at : {0x00000100U, ram_base + 0x100}) {
+        put(at, {0x2001, 0xE7FD}); // movs r0, #1; b
+        set_pc(at);
+        cpu.run(1000);
+        EXPECT_EQ(r(0), 1);
+        put(at, {0x2002});
+        cpu.run(1000);
+        EXPECT_EQ(r(0), 2);
+    }
+}
+
+TEST_F(Execution, SeesCodeThatFirmwareHasChanged)
+{
+    put(ram_base + 0x200, {0x2001, 0x4770});      // movs r0, #1; bx lr
+    put(0x100, {0x4798, 0x8019, 0x4798, 0xBE00}); // blx r3; strh r1, [r3]; blx r3; bkpt
+    for (const unsigned patch : {0x2009U, 0x2008U}) {
+        set_pc(0x100);
+        set_r(1, patch);
+        set_r(3, ram_base + 0x201);
+        put(0x102, {0x8011}); // strh r1, [r2]
+        set_r(2, ram_base + 0x200);
+        EXPECT_EQ(cpu.run(100).why, StopReason::breakpoint);
+        EXPECT_EQ(r(0), patch & 0xFFU);
+    }
+}
+
+TEST_F(Execution, UsesTheStackThatControlChooses)
+{
+    // msr psp, r0; msr control, r1; push {r0}; b .
+    put(0x100, {0xF380, 0x8809, 0xF381, 0x8814, 0xB401, 0xE7FE});
+    for (const std::uint32_t control : {2U, 3U}) { // privileged and not
+        SCOPED_TRACE(control);
+        cpu.reset(stack, 0x101);
+        set_r(0, ram_base + 0x800);
+        set_r(1, control);
+        cpu.run(4);
+        EXPECT_EQ(r(cpu_register::sp), ram_base + 0x7FC);
+        EXPECT_EQ(r(cpu_register::psp), ram_base + 0x7FC);
+        EXPECT_EQ(r(cpu_register::msp), stack);
+        set_r(cpu_register::msp, ram_base + 0x1000);
+        set_r(cpu_register::sp, ram_base + 0x600);
+        EXPECT_EQ(r(cpu_register::psp), ram_base + 0x600);
+        EXPECT_EQ(r(cpu_register::msp), ram_base + 0x1000);
+        set_r(cpu_register::psp, ram_base + 0x700);
+        EXPECT_EQ(r(cpu_register::sp), ram_base + 0x700);
+        EXPECT_EQ(xpsr(), 0x01000000);
+    }
+    cpu.reset(stack, 0x101);
+    EXPECT_EQ(r(cpu_register::sp), stack) << "reset goes back to the main stack and to privileged mode";
+}
+
+TEST_F(Execution, KeepsItsStateWhenTheMemoriesChange)
+{
+    // vmov s3, r0; msr psp, r1; msr primask, r2; msr control, r3; b .; vmov r4, s3; mrs r5, primask; b .
+    put(0x100, {0xEE01, 0x0A90, 0xF381, 0x8809, 0xF382, 0x8810, 0xF383, 0x8814, 0xE7FE, 0xEE11, 0x4A90, 0xF3EF, 0x8510,
+                0xE7FE});
+    set_pc(0x100);
+    set_r(0, 0x12345678);
+    set_r(1, ram_base + 0x800);
+    set_r(2, 1);
+    set_r(3, 2);
+    cpu.run(5);
+    std::vector<std::uint32_t> before;
+    for (unsigned i = 0; i < cpu_register_count; ++i) {
+        before.push_back(r(i));
+    }
+
+    const std::vector<DirectMemory> all = memories();
+    cpu.set_memories(std::span{all}.first(1)); // RAM loses its power
+    cpu.run(1);
+    for (unsigned i = 0; i < cpu_register_count; ++i) {
+        EXPECT_EQ(r(i), before[i]) << "register " << i;
+    }
+    set_pc(0x112);
+    cpu.run(2);
+    EXPECT_EQ(r(4), 0x12345678);
+    EXPECT_EQ(r(5), 1);
+
+    put(0x130, {0x6808}); // ldr r0, [r1]
+    set_pc(0x130);
+    EXPECT_EQ(cpu.run(1).why, StopReason::fault);
+    cpu.set_memories(all);
+    ram[0x800] = 0x5A;
+    EXPECT_EQ(cpu.run(1).why, StopReason::budget_spent);
+    EXPECT_EQ(r(0), 0x5A);
+}
+
+} // namespace
+} // namespace jlinksim

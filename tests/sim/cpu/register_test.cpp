@@ -1,0 +1,127 @@
+#include "cpu/cpu.h"
+#include "cpu/register_file_cpu.h"
+#if defined(JLINKSIM_CPU_UNICORN)
+#include "cpu/unicorn_cpu.h"
+#endif
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+namespace jlinksim {
+namespace {
+
+class NoBus : public CpuBus
+{
+public:
+    bool cpu_read(std::uint32_t, unsigned, std::uint32_t&) override { return false; }
+    bool cpu_write(std::uint32_t, unsigned, std::uint32_t) override { return false; }
+};
+
+template <typename T>
+std::unique_ptr<Cpu> make(CpuBus& bus);
+
+template <>
+std::unique_ptr<Cpu> make<RegisterFileCpu>(CpuBus&)
+{
+    return std::make_unique<RegisterFileCpu>();
+}
+
+#if defined(JLINKSIM_CPU_UNICORN)
+template <>
+std::unique_ptr<Cpu> make<UnicornCpu>(CpuBus& bus)
+{
+    return std::make_unique<UnicornCpu>(bus);
+}
+using Engines = testing::Types<RegisterFileCpu, UnicornCpu>;
+#else
+using Engines = testing::Types<RegisterFileCpu>;
+#endif
+
+template <typename T>
+class CpuRegisters : public testing::Test
+{
+public:
+    NoBus bus;
+    std::unique_ptr<Cpu> cpu = make<T>(bus);
+
+    std::uint32_t reg(unsigned index) const { return cpu->read_register(index); }
+};
+TYPED_TEST_SUITE(CpuRegisters, Engines);
+
+TYPED_TEST(CpuRegisters, StartFromTheVectorTable)
+{
+    for (unsigned i = 0; i < cpu_register_count; ++i) {
+        this->cpu->write_register(i, 0xA5A5A5A5);
+    }
+    this->cpu->reset(0x20004003, 0x00000101);
+    const std::vector<std::uint32_t> expected{0, 0, 0, 0,          0,          0,     0,          0,          0, 0,
+                                              0, 0, 0, 0x20004000, 0xFFFFFFFF, 0x100, 0x01000000, 0x20004000, 0};
+    for (unsigned i = 0; i < cpu_register_count; ++i) {
+        EXPECT_EQ(this->reg(i), expected[i]) << "register " << i;
+    }
+}
+
+TYPED_TEST(CpuRegisters, HaveNoThumbBitAfterAVectorWithoutOne)
+{
+    this->cpu->reset(0x20004000, 0x00000100);
+    EXPECT_EQ(this->reg(cpu_register::xpsr), 0);
+    EXPECT_EQ(this->reg(cpu_register::pc), 0x100);
+}
+
+TYPED_TEST(CpuRegisters, AreSeparateAndKeepWhatTheyAreGiven)
+{
+    this->cpu->reset(0x20004000, 0x101);
+    for (unsigned i = 0; i < cpu_register_count; ++i) {
+        this->cpu->write_register(i, 0xF1000000 + 0x1010101 * i);
+    }
+    for (unsigned i = 0; i < cpu_register_count; ++i) {
+        // R13 is the main stack pointer, which has been written later.
+        const unsigned written = i == cpu_register::sp ? unsigned{cpu_register::msp} : i;
+        EXPECT_EQ(this->reg(i), cpu_register::writable_part(i, 0xF1000000 + 0x1010101 * written)) << "register " << i;
+    }
+}
+
+TYPED_TEST(CpuRegisters, MaskWhatTheHardwareDoesNotHold)
+{
+    const std::vector<std::pair<unsigned, std::uint32_t>> kept{
+        {cpu_register::pc, 0xFFFFFFFE},  {cpu_register::sp, 0xFFFFFFFC},   {cpu_register::msp, 0xFFFFFFFC},
+        {cpu_register::psp, 0xFFFFFFFC}, {cpu_register::xpsr, 0xFF0FFC00}, {12, 0xFFFFFFFF},
+    };
+    for (const auto& [index, value] : kept) {
+        this->cpu->write_register(index, 0xFFFFFFFF);
+        EXPECT_EQ(this->reg(index), value) << "register " << index;
+    }
+}
+
+TYPED_TEST(CpuRegisters, SpendNothingOnABudgetOfNothing)
+{
+    this->cpu->reset(0x20004000, 0x101);
+    const RunResult result = this->cpu->run(0);
+    EXPECT_EQ(result.instructions, 0);
+    EXPECT_EQ(result.why, StopReason::budget_spent);
+    EXPECT_EQ(this->reg(cpu_register::pc), 0x100);
+}
+
+TEST(RegisterFileCpu, SpendsTheBudgetAndStaysWhereItIs)
+{
+    RegisterFileCpu cpu;
+    cpu.reset(0x20004000, 0x101);
+    EXPECT_EQ(cpu.run(1000).instructions, 1000);
+    EXPECT_EQ(cpu.read_register(cpu_register::pc), 0x100);
+    EXPECT_FALSE(cpu.executes());
+}
+
+TEST(MakeCpu, GivesTheEngineOfTheBuild)
+{
+    NoBus bus;
+#if defined(JLINKSIM_CPU_UNICORN)
+    EXPECT_TRUE(make_cpu(bus)->executes());
+#else
+    EXPECT_FALSE(make_cpu(bus)->executes());
+#endif
+}
+
+} // namespace
+} // namespace jlinksim
