@@ -1,0 +1,313 @@
+#include "library_test.h"
+
+#include <array>
+#include <cstring>
+
+namespace tessit::test {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+using MemoryTest = LibraryTest;
+
+constexpr auto poll = "ReadMemU32(0x4001E400, 0x1)";
+
+TEST_F(MemoryTest, EveryReadInvalidatesTheCacheFirst)
+{
+    open_device();
+    jlink.memory[0x20000000] = 0x44332211;
+    std::uint32_t word = 0;
+    std::array<std::uint8_t, 3> bytes{};
+    EXPECT_EQ(TESSIT_read_u32(0x20000000, &word), RESULT_OK);
+    EXPECT_EQ(TESSIT_read(0x20000001, bytes.data(), 3), RESULT_OK);
+    EXPECT_EQ(word, 0x44332211u);
+    EXPECT_THAT(bytes, ElementsAre(0x22, 0x33, 0x44));
+    EXPECT_THAT(jlink.calls,
+                ElementsAre("IsOpen()", "IsConnected()", "Halt()", "ExecCommand(\"InvalidateCache\", 0x1F4)",
+                            "ReadMemU32(0x20000000, 0x1)", "IsOpen()", "IsConnected()", "Halt()",
+                            "ExecCommand(\"InvalidateCache\", 0x1F4)", "ReadMem(0x20000001, 0x3)"));
+
+    jlink.JLINKARM_ExecCommand = [](const char*, char* error, std::int32_t) { return std::strcpy(error, "no"), 0; };
+    forget();
+    EXPECT_EQ(TESSIT_read_u32(0, &word), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(TESSIT_read(0, bytes.data(), 3), ERR_JLINK_CALL_FAILED);
+    EXPECT_THAT(jlink.calls, Each(Not(testing::StartsWith("ReadMem"))));
+    EXPECT_THAT(log_messages(), Each("JLinkARM.dll ExecCommand returned error 'no'."));
+}
+
+TEST_F(MemoryTest, FailedAccessesAreReportedByFunctionAndResult)
+{
+    open_device();
+    std::uint32_t word = 0;
+    std::array<std::uint8_t, 8> bytes{};
+    const auto last_message = [] { return log_messages().back(); };
+
+    jlink.JLINKARM_ReadMemU32 = [](auto, auto, auto, auto) { return -3; };
+    EXPECT_EQ(TESSIT_read_u32(0, &word), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(last_message(), "JLinkARM.dll ReadMemU32 returned error -3.");
+    jlink.JLINKARM_ReadMemU32 = [](auto, auto, auto, std::uint8_t* status) { return *status = 200, 1; };
+    EXPECT_EQ(TESSIT_read_u32(0, &word), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(last_message(), "JLinkARM.dll ReadMemU32 returned status 200.");
+    jlink.JLINKARM_ReadMem = [](auto, auto, auto) { return 1; };
+    EXPECT_EQ(TESSIT_read(0, bytes.data(), 8), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(last_message(), "JLinkARM.dll ReadMem returned error 1.");
+    jlink.JLINKARM_WriteU32 = [](auto, auto) { return 1; };
+    EXPECT_EQ(TESSIT_write_u32(0, 0, 0), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(last_message(), "JLinkARM.dll WriteU32 returned error 1.");
+    jlink.JLINKARM_WriteMem = [](auto, auto, auto) { return -1; };
+    EXPECT_EQ(TESSIT_write(0, bytes.data(), 8, 0), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(last_message(), "JLinkARM.dll WriteMem returned error -1.");
+}
+
+TEST_F(MemoryTest, TheWriteBracketSurroundsAFlashWriteOnly)
+{
+    open_device();
+    EXPECT_EQ(TESSIT_write_u32(0x1000, 0x12345678, 0), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x1000, 0x12345678)"));
+    forget();
+    EXPECT_EQ(TESSIT_write_u32(0x1000, 0x12345678, 0x80), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x4001E504, 0x1)", poll, "WriteU32(0x1000, 0x12345678)", poll,
+                                     "WriteU32(0x4001E504, 0x0)", poll));
+    forget();
+    jlink.JLINKARM_WriteU32 = [](std::uint32_t address, auto) { return address == 0x1000 ? -1 : 0; };
+    EXPECT_EQ(TESSIT_write_u32(0x1000, 0, 1), ERR_JLINK_CALL_FAILED);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x4001E504, 0x1)", poll, "WriteU32(0x1000, 0x0)"));
+}
+
+TEST_F(MemoryTest, ABlockWriteMergesItsTailIntoTheWordThatHoldsIt)
+{
+    open_device();
+    jlink.memory[0x20000004] = 0xDDCCBBAA;
+    const std::array<std::uint8_t, 7> bytes{1, 2, 3, 4, 5, 6, 7};
+    EXPECT_EQ(TESSIT_write(0x20000000, bytes.data(), 6, 0), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteMem(0x20000000, 0x4)", "ReadMem(0x20000004, 0x4)",
+                                     "WriteMem(0x20000004, 0x4)"));
+    EXPECT_EQ(jlink.memory[0x20000000], 0x04030201u);
+    EXPECT_EQ(jlink.memory[0x20000004], 0xDDCC0605u);
+    for (std::uint32_t length = 1; length <= 3; ++length) {
+        jlink.memory[0x20000008] = 0xDDCCBBAA;
+        EXPECT_EQ(TESSIT_write(0x20000008, bytes.data(), length, 0), RESULT_OK);
+    }
+    EXPECT_EQ(jlink.memory[0x20000008], 0xDD030201u);
+    EXPECT_EQ(jlink.memory[0x2000000C], 0u);
+    forget();
+    EXPECT_EQ(TESSIT_write(0x0, bytes.data(), 4, 1), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x4001E504, 0x1)", poll, "WriteMem(0x0, 0x4)", poll,
+                                     "WriteU32(0x4001E504, 0x0)", poll));
+}
+
+TEST_F(MemoryTest, FactoryWritesUnlockAndLockTheController)
+{
+    open_device();
+    EXPECT_EQ(TESSIT_ficrwrite_u32(0x10000080, 0x04030201), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x4001E504, 0x0)", poll, "WriteU32(0x4001E600, 0x5A3C)", poll,
+                                     "WriteU32(0x4001E504, 0x1)", poll, "WriteMem(0x10000080, 0x4)", poll,
+                                     "WriteU32(0x4001E504, 0x0)", poll, "WriteU32(0x4001E600, 0x0)", poll));
+    EXPECT_EQ(jlink.memory[0x10000080], 0x04030201u);
+}
+
+TEST_F(MemoryTest, AControllerThatIsNeverReadyEndsAfter100000Polls)
+{
+    open_device();
+    jlink.memory[0x4001E400] = 0;
+    int polls = 0;
+    jlink.JLINKARM_ReadMemU32 = [&](auto, auto, std::uint32_t* data, auto) { return ++polls, *data = 0, 1; };
+    EXPECT_EQ(TESSIT_write_u32(0, 0, 1), ERR_FLASH_CONTROLLER_TIMEOUT);
+    EXPECT_EQ(polls, 100'000);
+    EXPECT_THAT(log_messages(), ElementsAre("NVMC controller never gets ready."));
+    polls = 0;
+    jlink.JLINKARM_ReadMemU32 = [&](auto, auto, std::uint32_t* data, auto) { return ++polls, *data = 2, 1; };
+    EXPECT_EQ(TESSIT_write_u32(0, 0, 1), RESULT_OK) << "nonzero after the last poll is ready enough";
+    EXPECT_EQ(polls, 300'000);
+}
+
+TEST_F(MemoryTest, ErasesSwitchTheControllerAndEndWithADummyRead)
+{
+    struct Erase
+    {
+        std::function<result_code_t()> run;
+        const char* write;
+    };
+    for (const Erase& erase :
+         {Erase{TESSIT_erase_all, "WriteU32(0x4001E50C, 0x1)"}, Erase{TESSIT_erase_uicr, "WriteU32(0x4001E514, 0x1)"},
+          Erase{[] { return TESSIT_erase_page(0x1235); }, "WriteU32(0x4001E508, 0x1235)"}}) {
+        open_device();
+        EXPECT_EQ(erase.run(), RESULT_OK);
+        EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x4001E504, 0x2)", poll, erase.write, poll,
+                                         "WriteU32(0x4001E504, 0x0)", poll, "ReadMemU32(0x10000FFC, 0x1)"));
+        TESSIT_close_dll();
+    }
+    open_device();
+    EXPECT_EQ(TESSIT_masserase(), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("Halt()", "WriteU32(0x4001E504, 0x0)", poll, "WriteU32(0x4001E600, 0x6E71)", poll,
+                                     "WriteU32(0x4001E504, 0x2)", poll, "WriteU32(0x4001E610, 0x3)", poll,
+                                     "WriteU32(0x4001E504, 0x0)", poll, "WriteU32(0x4001E600, 0x0)", poll,
+                                     "ReadMemU32(0x0, 0x1)", "ReadMemU32(0x10000FFC, 0x1)"));
+    forget();
+    jlink.JLINKARM_ReadMemU32 = [](std::uint32_t address, auto, std::uint32_t* data, auto) {
+        *data = 1;
+        return address == 0x10000FFC ? -1 : 1;
+    };
+    EXPECT_EQ(TESSIT_erase_all(), ERR_JLINK_CALL_FAILED) << "the dummy read's failure is the export's";
+}
+
+TEST_F(MemoryTest, BlockProtectionIsLiftedWhereTheVersionHasIt)
+{
+    struct Chip
+    {
+        std::uint32_t part;
+        std::uint32_t revision;
+        const char* write;
+    };
+    for (const Chip& chip : {Chip{6, 3, "WriteU32(0x40000608, 0x1)"}, Chip{6, 9, "WriteU32(0x40000608, 0x1)"},
+                             Chip{10, 0, "WriteU32(0x40000608, 0x1)"}, Chip{8, 0, "WriteU32(0x4001E704, 0x1)"},
+                             Chip{8, 2, nullptr}, Chip{8, 9, nullptr}}) {
+        use_chip(chip.part, chip.revision);
+        open_device();
+        EXPECT_EQ(TESSIT_disable_bprot(), RESULT_OK);
+        auto made = calls();
+        made.erase(made.begin(), made.begin() + 4); // halt and identification
+        if (chip.write != nullptr) {
+            EXPECT_THAT(made, ElementsAre(chip.write, "SetResetType(0x8)", "Reset()"));
+        } else {
+            EXPECT_THAT(made, ElementsAre("SetResetType(0x8)", "Reset()"));
+        }
+        TESSIT_close_dll();
+    }
+}
+
+TEST_F(MemoryTest, RamSectionsFollowTheChip)
+{
+    struct Chip
+    {
+        std::uint32_t part;
+        std::uint32_t revision;
+        std::uint32_t variant;
+        std::uint32_t sections;
+        std::uint32_t last_size;
+    };
+    for (const Chip& chip :
+         {Chip{6, 5, 0, 16, 4096}, Chip{6, 5, 256, 8, 4096}, Chip{8, 2, 0, 22, 32768}, Chip{10, 0, 0, 6, 4096}}) {
+        use_chip(chip.part, chip.revision, chip.variant);
+        open_device();
+        std::uint32_t count = 0;
+        EXPECT_EQ(TESSIT_read_ram_sections_count(&count), RESULT_OK);
+        EXPECT_EQ(count, chip.sections);
+        std::vector<std::uint32_t> sizes(24, 7);
+        EXPECT_EQ(TESSIT_read_ram_sections_size(sizes.data(), count), RESULT_OK);
+        EXPECT_EQ(sizes[std::min(count, 16u) - 1], 4096u);
+        EXPECT_EQ(sizes[count - 1], chip.last_size);
+        EXPECT_EQ(sizes[count], 7u);
+        EXPECT_EQ(TESSIT_read_ram_sections_size(sizes.data(), count - 1), ERR_BAD_ARGUMENT);
+        EXPECT_EQ(
+            log_messages().back(),
+            "Invalid ram_sections_size pointer provided. Its size ram_sections_size_len is not big enough to store "
+            "the power status of all the RAM sections in the device.");
+        EXPECT_THAT(calls(), Not(testing::Contains("Halt()")));
+        EXPECT_EQ(TESSIT_unpower_ram_section(count), ERR_BAD_ARGUMENT);
+        EXPECT_EQ(log_messages().back(), "Invalid section_index provided.");
+        TESSIT_close_dll();
+    }
+}
+
+TEST_F(MemoryTest, RamPowerIsReadFromNineBlocksAndSwitchedBitByBit)
+{
+    open_device();
+    jlink.memory[0x40000900] = 2;  // section 1
+    jlink.memory[0x40000970] = 1;  // section 14
+    jlink.memory[0x40000980] = 32; // section 21
+    std::vector<ram_power_status_t> power(23, static_cast<ram_power_status_t>(9));
+    EXPECT_EQ(TESSIT_read_ram_sections_power_status(power.data(), 22), RESULT_OK);
+    std::vector<std::size_t> on;
+    for (std::size_t i = 0; i < 22; ++i) {
+        if (power[i] == RAM_SECTION_ON) {
+            on.push_back(i);
+        }
+    }
+    EXPECT_THAT(on, ElementsAre(1, 14, 21));
+    EXPECT_EQ(power[22], 9u);
+    EXPECT_EQ(std::ranges::count_if(jlink.calls, [](auto& call) { return call.starts_with("ReadMemU32(0x400009"); }),
+              9);
+    EXPECT_EQ(TESSIT_read_ram_sections_power_status(power.data(), 21), ERR_BAD_ARGUMENT);
+
+    const std::pair<std::uint32_t, const char*> sections[]{
+        {5, "WriteU32(0x40000928, 0x2)"}, {18, "WriteU32(0x40000988, 0x4)"}, {21, "WriteU32(0x40000988, 0x20)"}};
+    for (const auto& [section, write] : sections) {
+        EXPECT_EQ(TESSIT_unpower_ram_section(section), RESULT_OK);
+        EXPECT_EQ(jlink.calls.back(), write);
+    }
+}
+
+TEST_F(MemoryTest, TheDeprecatedRamQueryServesUniformSectionsOnly)
+{
+    open_device();
+    std::uint32_t number = 0;
+    std::uint32_t size = 0;
+    EXPECT_EQ(TESSIT_is_ram_powered(nullptr, 0, &number, &size), ERR_UNSUPPORTED_ON_DEVICE);
+    EXPECT_EQ(log_messages().back(),
+              "This API function is deprecated for this device. Please see header file for more information.");
+    use_chip(10, 0);
+    EXPECT_EQ(TESSIT_is_ram_powered(nullptr, 0, &number, &size), RESULT_OK);
+    EXPECT_EQ(number, 6u);
+    EXPECT_EQ(size, 4096u);
+    std::array<ram_power_status_t, 6> power{};
+    number = size = 0;
+    EXPECT_EQ(TESSIT_is_ram_powered(power.data(), 5, &number, &size), ERR_BAD_ARGUMENT);
+    EXPECT_EQ(number, 6u) << "stored before the capacity is looked at";
+    jlink.memory[0x40000920] = 2;
+    EXPECT_EQ(TESSIT_is_ram_powered(power.data(), 6, &number, &size), RESULT_OK);
+    EXPECT_THAT(power, ElementsAre(0, 0, 0, 0, 0, 1));
+}
+
+TEST_F(MemoryTest, DebugPortRegistersAreSelectedBeforeEachAccess)
+{
+    open_probe();
+    std::uint32_t data = 0;
+    EXPECT_EQ(TESSIT_read_debug_port_register(0x04, &data), RESULT_OK);
+    EXPECT_EQ(TESSIT_read_debug_port_register(0x24, &data), RESULT_OK);
+    EXPECT_EQ(TESSIT_read_debug_port_register(0x10, &data), RESULT_OK);
+    EXPECT_EQ(TESSIT_write_debug_port_register(0x18, 5), RESULT_OK);
+    EXPECT_THAT(calls(), ElementsAre("CORESIGHT_Configure(\"\")", "CORESIGHT_WriteAPDPReg(0x2, 0x0, 0x0)",
+                                     "CORESIGHT_ReadAPDPReg(0x1, 0x0)", "CORESIGHT_WriteAPDPReg(0x2, 0x0, 0x2)",
+                                     "CORESIGHT_ReadAPDPReg(0x1, 0x0)", "CORESIGHT_ReadAPDPReg(0x0, 0x0)",
+                                     "CORESIGHT_WriteAPDPReg(0x2, 0x0, 0x5)"));
+    EXPECT_THAT(log_lines, testing::Contains("Birch_read_debug_port_register"));
+    EXPECT_THAT(log_lines, Not(testing::Contains(". Birch_read_debug_port_register")));
+    forget();
+    EXPECT_EQ(TESSIT_read_access_port_register(1, 0xFC, &data), RESULT_OK);
+    EXPECT_EQ(TESSIT_write_access_port_register(0xFF, 0x54, 9), RESULT_OK);
+    EXPECT_THAT(calls(),
+                ElementsAre("CORESIGHT_WriteAPDPReg(0x2, 0x0, 0x0)", "CORESIGHT_WriteAPDPReg(0x1, 0x0, 0x50000000)",
+                            "CORESIGHT_WriteAPDPReg(0x2, 0x0, 0x10000F0)", "CORESIGHT_ReadAPDPReg(0x3, 0x1)",
+                            "CORESIGHT_WriteAPDPReg(0x2, 0x0, 0xFF000050)", "CORESIGHT_WriteAPDPReg(0x1, 0x1, 0x9)"));
+}
+
+TEST_F(MemoryTest, RawPortAccessesAreRefusedSilentlyWhileTheDeviceIsConnected)
+{
+    open_device();
+    std::uint32_t data = 0;
+    EXPECT_EQ(TESSIT_read_debug_port_register(0, &data), ERR_WRONG_STATE);
+    EXPECT_EQ(TESSIT_write_debug_port_register(0, 0), ERR_WRONG_STATE);
+    EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), ERR_WRONG_STATE);
+    EXPECT_EQ(TESSIT_write_access_port_register(1, 0, 0), ERR_WRONG_STATE);
+    EXPECT_THAT(log_messages(), IsEmpty());
+}
+
+TEST_F(MemoryTest, AFailedPortConfigurationIsTriedAgainByTheNextAccess)
+{
+    open_probe();
+    std::uint32_t data = 0;
+    jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return -8; };
+    EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), ERR_JLINK_CALL_FAILED);
+    EXPECT_THAT(log_messages(), ElementsAre("JLinkARM.dll CORESIGHT_Configure returned error -8."));
+    jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return 0; };
+    jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto, auto, auto) { return -8; };
+    EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), ERR_JLINK_CALL_FAILED);
+    EXPECT_EQ(log_messages().back(), "JLinkARM.dll CORESIGHT_ReadAPDPReg returned error -8.");
+}
+
+} // namespace
+} // namespace tessit::test

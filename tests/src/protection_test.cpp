@@ -1,0 +1,179 @@
+#include "library_test.h"
+
+namespace tessit::test {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using ProtectionTest = LibraryTest;
+
+constexpr auto start_erase = "CORESIGHT_WriteAPDPReg(0x1, 0x1, 0x1)";
+
+std::ptrdiff_t count(const std::vector<std::string>& calls, std::string_view call)
+{
+    return std::ranges::count(calls, call);
+}
+
+TEST_F(ProtectionTest, OnlyFullProtectionCanBeAskedFor)
+{
+    struct Refusal
+    {
+        std::uint32_t level;
+        const char* message;
+    };
+    for (const Refusal& refusal : {
+             Refusal{0, "Invalid desired_protection parameter provided. NONE does not give a meaningful operation."},
+             Refusal{1,
+                     "Invalid desired_protection parameter provided. REGION_0 or BOTH is not a valid protection level "
+                     "for this device."},
+             Refusal{3,
+                     "Invalid desired_protection parameter provided. REGION_0 or BOTH is not a valid protection level "
+                     "for this device."},
+             Refusal{4, "Invalid desired_protection parameter provided. The value received cannot be encoded in a "
+                        "readback_protection_status_t."},
+             Refusal{0xFFFFFFFF, "Invalid desired_protection parameter provided. The value received cannot be encoded "
+                                 "in a readback_protection_status_t."},
+         }) {
+        open();
+        TESSIT_close_dll();
+        logger.buffer().attach_log_callback("Birch", collect_log);
+        log_lines.clear();
+        EXPECT_EQ(TESSIT_readback_protect(static_cast<readback_protection_status_t>(refusal.level)), ERR_BAD_ARGUMENT);
+        EXPECT_THAT(log_messages(), ElementsAre(refusal.message));
+    }
+}
+
+TEST_F(ProtectionTest, ProtectingProgramsTheWordAndResetsFromAFreshSession)
+{
+    open_device();
+    EXPECT_EQ(TESSIT_readback_protect(FULL), RESULT_OK);
+    const auto made = calls();
+    EXPECT_THAT(std::vector(made.begin(), made.begin() + 12),
+                ElementsAre("ReadMemU32(0x10000130, 0x1)", "ReadMemU32(0x10000134, 0x1)", "ReadMemU32(0x10000110, 0x1)",
+                            "Halt()", "WriteU32(0x4001E504, 0x1)", "ReadMemU32(0x4001E400, 0x1)",
+                            "WriteU32(0x10001208, 0xFFFFFF00)", "ReadMemU32(0x4001E400, 0x1)",
+                            "WriteU32(0x4001E504, 0x0)", "ReadMemU32(0x4001E400, 0x1)", "WriteU32(0xE000EDFC, 0x0)",
+                            "Close()"));
+    EXPECT_EQ(made.back(), "CORESIGHT_WriteAPDPReg(0x0, 0x1, 0x0)");
+    EXPECT_FALSE(jlink.is_connected);
+    EXPECT_TRUE(jlink.is_open);
+}
+
+TEST_F(ProtectionTest, ProtectingIsRefusedWhereItCannotBe)
+{
+    open_probe();
+    use_chip(6, 3);
+    EXPECT_EQ(TESSIT_readback_protect(FULL), ERR_UNSUPPORTED_ON_DEVICE);
+    EXPECT_THAT(calls(), testing::Not(testing::Contains("Halt()")));
+    TESSIT_close_dll();
+    jlink.protect();
+    open_probe();
+    EXPECT_EQ(TESSIT_readback_protect(FULL), ERR_PROTECTED);
+    EXPECT_THAT(log_messages(), IsEmpty());
+}
+
+TEST_F(ProtectionTest, RecoveringAConnectedDeviceCleansItWithoutTheControlAccessPort)
+{
+    open_device();
+    jlink.protect();
+    EXPECT_EQ(TESSIT_recover(), RESULT_OK);
+    std::vector<std::string> writes;
+    for (const std::string& call : calls()) {
+        if (!call.starts_with("ReadMemU32(0x4001E400")) {
+            writes.push_back(call);
+        }
+    }
+    EXPECT_THAT(writes,
+                ElementsAre("Halt()", "WriteU32(0x4001E504, 0x2)", "WriteU32(0x4001E514, 0x1)",
+                            "WriteU32(0x4001E504, 0x0)", "SetResetType(0x8)", "Reset()", "WriteU32(0x4001E504, 0x2)",
+                            "WriteU32(0x4001E50C, 0x1)", "WriteU32(0x4001E504, 0x0)", "SetResetType(0x8)", "Reset()",
+                            "WriteU32(0x40000904, 0xFFFF)", "WriteU32(0x40000914, 0xFFFF)",
+                            "WriteU32(0x40000924, 0xFFFF)", "WriteU32(0x40000934, 0xFFFF)",
+                            "WriteU32(0x40000944, 0xFFFF)", "WriteU32(0x40000954, 0xFFFF)",
+                            "WriteU32(0x40000964, 0xFFFF)", "WriteU32(0x40000974, 0xFFFF)",
+                            "WriteU32(0x40000984, 0xFFFF)", "WriteU32(0x40000400, 0xFFFFFFFF)"));
+}
+
+TEST_F(ProtectionTest, RecoveringAProtectedDeviceErasesItThroughTheControlAccessPort)
+{
+    jlink.protect();
+    jlink.ctrl_ap[0x08] = 1;
+    open_probe();
+    int status_reads = 0;
+    const auto read = jlink.JLINKARM_CORESIGHT_ReadAPDPReg;
+    jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [&](std::uint8_t index, std::uint8_t ap, std::uint32_t* data) {
+        if (index == 2 && ++status_reads == 3) {
+            jlink.ctrl_ap[0x08] = 0;
+            jlink.ctrl_ap[0x0C] = 1;
+        }
+        return status_reads == 2 && index == 2 ? -1 : read(index, ap, data); // a failed read counts as busy
+    };
+    EXPECT_EQ(TESSIT_recover(), RESULT_OK);
+    EXPECT_THAT(jlink.sleeps, ElementsAre(milliseconds{500}, milliseconds{500}, milliseconds{500}, milliseconds{10},
+                                          milliseconds{10}));
+    EXPECT_EQ(count(jlink.calls, start_erase), 1);
+    EXPECT_TRUE(jlink.is_connected);
+}
+
+TEST_F(ProtectionTest, AnEraseThatNeverEndsIsTriedThreeTimesOf20Polls)
+{
+    jlink.protect();
+    jlink.ctrl_ap[0x08] = 1;
+    open_probe();
+    jlink.JLINKARM_Connect = [] { return -1; };
+    EXPECT_EQ(TESSIT_recover(), ERR_RECOVER_FAILED);
+    EXPECT_EQ(count(jlink.calls, start_erase), 3);
+    EXPECT_EQ(std::ranges::count(jlink.sleeps, milliseconds{500}), 60);
+    EXPECT_EQ(std::ranges::count(jlink.sleeps, milliseconds{10}), 6);
+}
+
+TEST_F(ProtectionTest, AnEraseThatCannotBeStartedIsTriedThreeTimesWithoutWaiting)
+{
+    jlink.protect();
+    open_probe();
+    const auto write = jlink.JLINKARM_CORESIGHT_WriteAPDPReg;
+    jlink.JLINKARM_CORESIGHT_WriteAPDPReg = [&](std::uint8_t index, std::uint8_t ap, std::uint32_t data) {
+        return ap == 1 ? -9 : write(index, ap, data);
+    };
+    EXPECT_EQ(TESSIT_recover(), RESULT_OK) << "the connection that follows is the judge";
+    EXPECT_EQ(count(jlink.calls, start_erase), 3);
+    EXPECT_THAT(jlink.sleeps, IsEmpty());
+}
+
+TEST_F(ProtectionTest, EveryFailureOfRecoveringIsARecoverFailure)
+{
+    const std::function<void(ScriptedJLink&)> faults[]{
+        [](auto& j) { j.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto, auto, auto) { return -1; }; },
+        [](auto& j) { j.JLINKARM_Connect = [] { return -1; }; },
+        [](auto& j) { j.JLINKARM_Halt = [] { return std::uint8_t{1}; }; },
+        [](auto& j) { j.JLINKARM_WriteU32 = [](auto, auto) { return -1; }; },
+        [](auto& j) { j.JLINKARM_Reset = [] { return -1; }; },
+        [](auto& j) { j.JLINKARM_WriteU32 = [](std::uint32_t addr, auto) { return addr == 0x40000984 ? -1 : 0; }; },
+        [](auto& j) { j.JLINKARM_WriteU32 = [](std::uint32_t addr, auto) { return addr == 0x40000400 ? -1 : 0; }; },
+    };
+    for (const auto& fault : faults) {
+        ScriptedJLink fresh;
+        scripted = &fresh;
+        session = Session{};
+        open_probe();
+        fault(fresh);
+        EXPECT_EQ(TESSIT_recover(), ERR_RECOVER_FAILED);
+        scripted = &jlink;
+    }
+}
+
+TEST_F(ProtectionTest, ThereIsNoRegion0)
+{
+    std::uint32_t size = 5;
+    auto source = static_cast<region_0_source_t>(5);
+    EXPECT_EQ(TESSIT_read_region_0_size_and_source(&size, &source), RESULT_OK);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(source, NO_REGION_0);
+    EXPECT_THAT(jlink.calls, IsEmpty());
+}
+
+} // namespace
+} // namespace tessit::test

@@ -1,0 +1,391 @@
+#include "library_test.h"
+
+#include <array>
+
+namespace tessit::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+constexpr auto poll = "ReadMemU32(0x40029100, 0x1)";
+
+class QspiTest : public LibraryTest
+{
+protected:
+    static qspi_init_config_t config()
+    {
+        qspi_init_config_t c{};
+        c.address_mode = ADDRESS_MODE_24BIT;
+        c.CSN_pin = 17;
+        c.CLK_pin = 19;
+        c.DIO0_pin = 20;
+        c.DIO1_pin = 21;
+        c.DIO2_pin = 5;
+        c.DIO2_port = 1;
+        c.DIO3_pin = 23;
+        return c;
+    }
+
+    void init(const qspi_init_config_t& c = config())
+    {
+        open_device();
+        ASSERT_EQ(TESSIT_qspi_init(0, &c), RESULT_OK);
+        forget();
+    }
+
+    /// Calls behind the halt that each transfer begins with.
+    std::vector<std::string> transfer() const
+    {
+        auto made = calls();
+        EXPECT_EQ(made.front(), "Halt()");
+        made.erase(made.begin());
+        return made;
+    }
+
+    static std::vector<std::string> read_step(const std::string& source, const std::string& count)
+    {
+        return {"WriteU32(0x40029508, 0x20000000)",    "WriteU32(0x40029504, " + source + ")",
+                "WriteU32(0x4002950C, " + count + ")", "WriteU32(0x40029100, 0x0)",
+                "WriteU32(0x40029004, 0x1)",           poll};
+    }
+
+    static std::vector<std::string> write_step(const std::string& destination, const std::string& count)
+    {
+        return {"WriteU32(0x40029514, 0x20001000)",
+                "WriteU32(0x40029510, " + destination + ")",
+                "WriteU32(0x40029518, " + count + ")",
+                "WriteMem(0x20001000, " + count + ")",
+                "WriteU32(0x40029100, 0x0)",
+                "WriteU32(0x40029008, 0x1)",
+                poll};
+    }
+
+    static std::vector<std::string> custom_step(const std::string& data0, const std::string& data1,
+                                                const std::string& configuration)
+    {
+        return {"WriteU32(0x40029638, " + data0 + ")", "WriteU32(0x4002963C, " + data1 + ")",
+                "WriteU32(0x40029100, 0x0)", "WriteU32(0x40029634, " + configuration + ")", poll};
+    }
+
+    static std::vector<std::string> join(std::initializer_list<std::vector<std::string>> parts)
+    {
+        std::vector<std::string> all;
+        for (const auto& part : parts) {
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }
+};
+
+TEST_F(QspiTest, InitConfiguresPinsThenPeripheralThenActivates)
+{
+    open_device();
+    auto c = config();
+    c.read_mode = READ_MODE_CODE_4;
+    c.write_mode = WRITE_MODE_CODE_3;
+    c.address_mode = ADDRESS_MODE_32BIT;
+    c.PPSize = PP_SIZE_CODE_1;
+    c.frequency = FREQ_DIV16;
+    c.spi_mode = SPI_MODE_CODE_1;
+    c.sck_delay = 0x80;
+    EXPECT_EQ(TESSIT_qspi_init(0, &c), RESULT_OK);
+    const auto made = calls();
+    EXPECT_THAT(std::vector(made.begin() + 3, made.begin() + 5), ElementsAre("Halt()", "WriteU32(0x40000904, 0xFFFF)"));
+    EXPECT_THAT(std::vector(made.begin() + 13, made.end()),
+                ElementsAre("WriteU32(0x50000744, 0x302)", "WriteU32(0x5000074C, 0x302)", "WriteU32(0x50000750, 0x302)",
+                            "WriteU32(0x50000754, 0x302)", "WriteU32(0x50000A14, 0x302)", "WriteU32(0x5000075C, 0x302)",
+                            "WriteU32(0x40029528, 0x11)", "WriteU32(0x40029524, 0x13)", "WriteU32(0x40029530, 0x14)",
+                            "WriteU32(0x40029534, 0x15)", "WriteU32(0x40029538, 0x25)", "WriteU32(0x4002953C, 0x17)",
+                            "WriteU32(0x40029544, 0x105C)", "WriteU32(0x40029600, 0xF2040480)",
+                            "WriteU32(0x40029640, 0x200)", "WriteU32(0x40029500, 0x1)", "WriteU32(0x40029100, 0x0)",
+                            "WriteU32(0x40029000, 0x1)", poll));
+    bool initialized = false;
+    EXPECT_EQ(TESSIT_is_qspi_init(&initialized), RESULT_OK);
+    EXPECT_TRUE(initialized);
+    EXPECT_EQ(TESSIT_qspi_init(0, &c), ERR_WRONG_STATE);
+    forget();
+    EXPECT_EQ(TESSIT_qspi_uninit(), RESULT_OK);
+    const auto ended = calls();
+    EXPECT_THAT(
+        std::vector(ended.begin() + 3, ended.end()),
+        ElementsAre("Halt()", "WriteU32(0x40029010, 0x1)", "WriteU32(0x40029054, 0x1)", "WriteU32(0x40029500, 0x0)"));
+    EXPECT_FALSE(session.qspi_initialized);
+}
+
+TEST_F(QspiTest, EveryInvalidFieldIsRefusedFirstToLastWithNothingSent)
+{
+    struct Field
+    {
+        void (*spoil)(qspi_init_config_t&);
+        const char* message;
+    };
+    using Config = qspi_init_config_t;
+#define CODED(field, value, type)                                                                                      \
+    Field                                                                                                              \
+    {                                                                                                                  \
+        [](Config& c) { c.field = static_cast<type>(value); },                                                         \
+            "Invalid init_params->" #field " provided. The value received cannot be encoded in a " #type "."           \
+    }
+#define LINE(name)                                                                                                     \
+    Field{[](Config& c) { c.name##_port = 2; },                                                                        \
+          "Invalid init_params->" #name "_port provided. The value received is not a valid port."},                    \
+        Field{[](Config& c) { c.name##_port = 0, c.name##_pin = 32; },                                                 \
+              "Invalid init_params->" #name "_pin provided. The value received is not a valid pin address."},          \
+        Field                                                                                                          \
+    {                                                                                                                  \
+        [](Config& c) { c.name##_port = 1, c.name##_pin = 16; },                                                       \
+            "Invalid init_params->" #name "_pin provided. The value received is not a valid pin address."              \
+    }
+    // In checking order, so that spoiling all of them from the last to the first always reports the newest.
+    const std::vector<Field> fields{
+        CODED(read_mode, 5, qspi_read_mode_t),
+        CODED(write_mode, 4, qspi_write_mode_t),
+        CODED(address_mode, 2, qspi_address_mode_t),
+        CODED(frequency, 2, qspi_frequency_t),
+        CODED(spi_mode, 2, qspi_spi_mode_t),
+        CODED(custom_instruction_io2_level, 2, qspi_level_io_t),
+        CODED(custom_instruction_io3_level, 2, qspi_level_io_t),
+        Field{[](Config& c) { c.sck_delay = 256; },
+              "Invalid init_params->sck_delay provided. The value received is not between 0 and 255."},
+        LINE(CSN),
+        LINE(CLK),
+        LINE(DIO0),
+        LINE(DIO1),
+        LINE(DIO2),
+        LINE(DIO3),
+        Field{[](Config& c) { c.WIP_index = 8; },
+              "Invalid init_params->WIP_index provided. The value received is not between 0 and 7."},
+        CODED(PPSize, 2, qspi_page_program_size_t),
+    };
+#undef CODED
+#undef LINE
+    open_device();
+    auto accumulated = config();
+    for (auto field = fields.rbegin(); field != fields.rend(); ++field) {
+        auto alone = config();
+        field->spoil(alone);
+        EXPECT_EQ(TESSIT_qspi_init(0, &alone), ERR_BAD_ARGUMENT);
+        EXPECT_EQ(log_messages().back(), field->message);
+        field->spoil(accumulated);
+        EXPECT_EQ(TESSIT_qspi_init(0, &accumulated), ERR_BAD_ARGUMENT);
+        EXPECT_EQ(log_messages().back(), field->message);
+    }
+    EXPECT_THAT(jlink.calls, IsEmpty());
+    for (const std::uint32_t frequency : {0u, 1u, 3u, 7u, 15u}) {
+        auto valid = config();
+        valid.frequency = static_cast<qspi_frequency_t>(frequency);
+        EXPECT_EQ(TESSIT_qspi_init(0, &valid), RESULT_OK);
+        EXPECT_EQ(TESSIT_qspi_uninit(), RESULT_OK);
+    }
+}
+
+TEST_F(QspiTest, OtherModelsAreRefusedBeforeTheHalt)
+{
+    use_chip(6, 5);
+    open_probe();
+    const auto c = config();
+    EXPECT_EQ(TESSIT_qspi_init(0, &c), ERR_UNSUPPORTED_ON_DEVICE);
+    EXPECT_THAT(calls(), testing::Not(testing::Contains("Halt()")));
+    EXPECT_EQ(TESSIT_qspi_uninit(), ERR_UNSUPPORTED_ON_DEVICE);
+}
+
+TEST_F(QspiTest, RetainedRamComesBackOnlyWhenItWasReadWhole)
+{
+    const auto c = config();
+    open_device();
+    jlink.memory[0x20000000] = 0x11111111;
+    jlink.memory[0x20001FFC] = 0x22222222;
+    EXPECT_EQ(TESSIT_qspi_init(1, &c), RESULT_OK);
+    jlink.memory[0x20000000] = jlink.memory[0x20001FFC] = 0;
+    EXPECT_EQ(TESSIT_qspi_uninit(), RESULT_OK);
+    EXPECT_EQ(jlink.memory[0x20000000], 0x11111111u);
+    EXPECT_EQ(jlink.memory[0x20001FFC], 0x22222222u);
+
+    const auto read = jlink.JLINKARM_ReadMem;
+    jlink.JLINKARM_ReadMem = [&](std::uint32_t address, std::uint32_t length, void* data) {
+        return address == 0x20001000 ? -1 : read(address, length, data);
+    };
+    EXPECT_EQ(TESSIT_qspi_init(1, &c), ERR_JLINK_CALL_FAILED);
+    EXPECT_FALSE(session.qspi_initialized);
+    forget();
+    EXPECT_EQ(TESSIT_qspi_uninit(), RESULT_OK);
+    EXPECT_THAT(jlink.calls, testing::Not(testing::Contains(testing::StartsWith("WriteMem"))));
+}
+
+TEST_F(QspiTest, ReadsGoHeadThenTailThenMiddle)
+{
+    init();
+    std::array<std::uint8_t, 12> data{};
+    EXPECT_EQ(TESSIT_qspi_read(0x1001, data.data(), 10), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(join({read_step("0x1000", "0x4"),
+                                                   {"ReadMem(0x20000001, 0x3)"},
+                                                   read_step("0x1008", "0x4"),
+                                                   {"ReadMem(0x20000000, 0x3)"},
+                                                   read_step("0x1004", "0x4"),
+                                                   {"ReadMem(0x20000000, 0x4)"}})));
+}
+
+TEST_F(QspiTest, WritesArePaddedWithErasedBytesAndCutAtTheStagingArea)
+{
+    init();
+    std::vector<std::uint8_t> data(10000);
+    data[0] = 0xA1;
+    data[1] = 0xB2;
+    EXPECT_EQ(TESSIT_qspi_write(2, data.data(), 2), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(write_step("0x0", "0x4")));
+    EXPECT_EQ(jlink.memory[0x20001000], 0xB2A1FFFFu);
+    forget();
+    EXPECT_EQ(TESSIT_qspi_write(0, data.data(), 10000), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(join({write_step("0x0", "0x1000"), write_step("0x1000", "0x1000"),
+                                                   write_step("0x2000", "0x710")})));
+}
+
+TEST_F(QspiTest, ARequestInsideOneWordTouchesOnlyItsOwnBytes)
+{
+    init();
+    jlink.memory[0x20000000] = 0x44332211;
+    for (std::uint32_t first = 0; first < 4; ++first) {
+        for (std::uint32_t length = 1; first + length <= 3; ++length) {
+            forget();
+            std::array<std::uint8_t, 6> data{};
+            data.fill(0xEE);
+            EXPECT_EQ(TESSIT_qspi_read(0x100 + first, data.data() + 1, length), RESULT_OK);
+            EXPECT_EQ(std::ranges::count(jlink.calls, "WriteU32(0x40029004, 0x1)"), 1);
+            for (std::uint32_t i = 0; i < data.size(); ++i) {
+                const bool inside = i >= 1 && i < 1 + length;
+                EXPECT_EQ(data[i], inside ? 0x11 * (first + i) : 0xEE) << first << "+" << length << " at " << i;
+            }
+            forget();
+            EXPECT_EQ(TESSIT_qspi_write(0x100 + first, data.data() + 1, length), RESULT_OK);
+            std::uint32_t expected = 0xFFFFFFFF;
+            for (std::uint32_t i = first; i < first + length; ++i) {
+                expected = (expected & ~(0xFFu << 8 * i)) | (0x11 * (i + 1)) << 8 * i;
+            }
+            EXPECT_EQ(jlink.memory[0x20001000], expected);
+            EXPECT_EQ(std::ranges::count(jlink.calls, "WriteU32(0x40029008, 0x1)"), 1);
+        }
+    }
+}
+
+TEST_F(QspiTest, ErasesAreCheckedAndThenWaitForTheFlash)
+{
+    init();
+    struct Refusal
+    {
+        std::uint32_t addr;
+        std::int32_t length;
+        const char* message;
+    };
+    for (const Refusal& refusal :
+         {Refusal{0, 4, "Invalid length provided. The value received cannot be encoded in a qspi_erase_len_t."},
+          Refusal{0, -1, "Invalid length provided. The value received cannot be encoded in a qspi_erase_len_t."},
+          Refusal{0x1000001, 0,
+                  "Invalid addr provided, QSPI is configured for 24-bit addresses but addr provided does not fit in 24 "
+                  "bits."},
+          Refusal{0x800, 0, "Invalid length provided. The value received is not aligned to ERASE4KB erase length."},
+          Refusal{0x8000, 1, "Invalid length provided. The value received is not aligned to ERASE64KB erase length."},
+          Refusal{0x9000, 3,
+                  "Invalid length provided. The value received is not aligned to ERASE32KB erase length."}}) {
+        EXPECT_EQ(TESSIT_qspi_erase(refusal.addr, static_cast<qspi_erase_len_t>(refusal.length)), ERR_BAD_ARGUMENT);
+        EXPECT_EQ(log_messages().back(), refusal.message);
+    }
+    const auto status =
+        join({custom_step("0x0", "0x0", "0x205"), {"ReadMemU32(0x40029638, 0x1)", "ReadMemU32(0x4002963C, 0x1)"}});
+    forget();
+    EXPECT_EQ(TESSIT_qspi_erase(0x123, ERASEALL), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(join({{"WriteU32(0x4002951C, 0x123)", "WriteU32(0x40029520, 0x2)",
+                                                    "WriteU32(0x40029100, 0x0)", "WriteU32(0x4002900C, 0x1)", poll},
+                                                   status})));
+    forget();
+    EXPECT_EQ(TESSIT_qspi_erase(0x128000, ERASE32KB), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(join(
+                                {custom_step("0x0", "0x0", "0x106"), custom_step("0x8012", "0x0", "0x452"), status})));
+}
+
+TEST_F(QspiTest, The32BitModeSendsFourAddressBytesAndKeepsTheLevels)
+{
+    auto c = config();
+    c.address_mode = ADDRESS_MODE_32BIT;
+    c.custom_instruction_io2_level = LEVEL_HIGH;
+    c.custom_instruction_io3_level = LEVEL_HIGH;
+    init(c);
+    EXPECT_EQ(TESSIT_qspi_erase(0x01238000, ERASE32KB), RESULT_OK);
+    EXPECT_THAT(transfer(), testing::IsSupersetOf({"WriteU32(0x40029634, 0x3106)", "WriteU32(0x40029638, 0x802301)",
+                                                   "WriteU32(0x40029634, 0x3552)", "WriteU32(0x40029634, 0x3205)"}));
+}
+
+TEST_F(QspiTest, WaitsEndAtTheirBounds)
+{
+    init();
+    session.qspi_bounds.erase = session.qspi_bounds.ready_event = std::chrono::milliseconds{0};
+    jlink.JLINKARM_ReadMemU32 = [](std::uint32_t address, auto, std::uint32_t* data, auto) {
+        *data = address == 0x40029100 || address == 0x40029638 ? 1 : 0;
+        return 1;
+    };
+    EXPECT_EQ(TESSIT_qspi_erase(0, ERASEALL), ERR_FLASH_CONTROLLER_TIMEOUT);
+    EXPECT_EQ(log_messages().back(), "QSPI flash never finishes its erase.");
+    jlink.JLINKARM_ReadMemU32 = [](auto, auto, std::uint32_t* data, auto) { return *data = 0, 1; };
+    std::uint8_t byte = 0;
+    EXPECT_EQ(TESSIT_qspi_read(0, &byte, 1), ERR_FLASH_CONTROLLER_TIMEOUT);
+    EXPECT_EQ(log_messages().back(), "QSPI ready event never comes.");
+}
+
+TEST_F(QspiTest, CustomInstructionsGoInStepsOfEightBytes)
+{
+    init();
+    EXPECT_EQ(TESSIT_qspi_custom(0xAB, 1, nullptr, nullptr), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(custom_step("0x0", "0x0", "0x1AB")));
+    forget();
+    std::array<std::uint8_t, 19> in{};
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        in[i] = static_cast<std::uint8_t>(i + 1);
+    }
+    EXPECT_EQ(TESSIT_qspi_custom(0x9F, 9, in.data(), nullptr), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(custom_step("0x4030201", "0x8070605", "0x99F")));
+    forget();
+    std::array<std::uint8_t, 20> out{};
+    out.back() = 0xEE;
+    EXPECT_EQ(TESSIT_qspi_custom(0x9F, 20, in.data(), out.data()), RESULT_OK);
+    const std::vector<std::string> received{"ReadMemU32(0x40029638, 0x1)", "ReadMemU32(0x4002963C, 0x1)"};
+    const std::vector<std::string> identification{"ReadMemU32(0x10000130, 0x1)", "ReadMemU32(0x10000134, 0x1)",
+                                                  "ReadMemU32(0x10000110, 0x1)"};
+    EXPECT_THAT(transfer(), ElementsAreArray(join({identification,
+                                                   custom_step("0x4030201", "0x8070605", "0x1099F"),
+                                                   received,
+                                                   custom_step("0xC0B0A09", "0x100F0E0D", "0x1099F"),
+                                                   received,
+                                                   custom_step("0x131211", "0x0", "0x1049F"),
+                                                   received,
+                                                   {"WriteU32(0x40029634, 0x3019F)"}})));
+    EXPECT_EQ(out[18], 0x13);
+    EXPECT_EQ(out[19], 0xEE);
+}
+
+TEST_F(QspiTest, LongFramesAreRefusedOnTheFirstEngineeringSample)
+{
+    use_chip(8, 0);
+    init();
+    EXPECT_EQ(TESSIT_qspi_custom(0x9F, 10, nullptr, nullptr), ERR_UNSUPPORTED_ON_DEVICE);
+    EXPECT_EQ(log_messages().back(),
+              "Instruction_length greater than 9 is not available for the QSPI peripheral in the device.");
+    EXPECT_THAT(jlink.calls, testing::Not(testing::Contains(testing::StartsWith("WriteU32(0x400296"))));
+    EXPECT_EQ(TESSIT_qspi_custom(0x9F, 9, nullptr, nullptr), RESULT_OK);
+}
+
+TEST_F(QspiTest, ALostConnectionIsReportedAndTheFlagStays)
+{
+    init();
+    jlink.is_connected = false;
+    std::uint8_t byte = 0;
+    EXPECT_EQ(TESSIT_qspi_read(0, &byte, 1), ERR_WRONG_STATE);
+    EXPECT_EQ(log_messages().back(),
+              "qspi_init has been called, but the connection to the device has been lost, so no qspi_read can be "
+              "performed.");
+    TESSIT_close_dll();
+    EXPECT_TRUE(session.qspi_initialized);
+}
+
+} // namespace
+} // namespace tessit::test
