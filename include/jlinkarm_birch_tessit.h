@@ -81,35 +81,37 @@ TESSIT_ENUM(result_code_t, int32_t){
     ERR_JLINK_LOAD_FAILED = -101,       /* the J-Link library does not load or lacks a function */
     ERR_JLINK_CALL_FAILED = -102,       /* a J-Link function reported failure */
     ERR_JLINK_TOO_OLD = -103,           /* the J-Link library is older than 5.02 */
-    ERR_UNEXPECTED_CHIP_VERSION = -255  /* the operation does not handle the chip version read from the target */
+    ERR_UNEXPECTED_CHIP_VERSION = -255, /* the operation does not handle the chip version read from the target */
 };
 
 /* Chip families. This library serves one; the Alder family is known to chip_version_t only. */
 TESSIT_ENUM(chip_family_t, uint32_t){BIRCH_FAMILY = 1};
 
 /* Chip versions. ALDER values and UNKNOWN are never produced; FUTURE is any later revision of a known part. */
-TESSIT_ENUM(chip_version_t, uint32_t){UNKNOWN = 0,
-                                      ALDER_MX_VA_REV1 = 1,
-                                      ALDER_MX_VA_REV2 = 2,
-                                      ALDER_MX_VA_REV3 = 3,
-                                      ALDER_MX_VB_REV3 = 4,
-                                      ALDER_MX_VC_REV3 = 5,
-                                      ALDER_M2_VA_REV3 = 6,
-                                      BIRCH_M1_VA_ENGA = 7,
-                                      BIRCH_M1_VA_ENGB = 8,
-                                      BIRCH_M1_VA_REV1 = 9,
-                                      BIRCH_M2_VA_ENGA = 10,
-                                      BIRCH_M1_VA_FUTURE = 11,
-                                      BIRCH_M2_VA_FUTURE = 12,
-                                      BIRCH_M3_VA_REV1 = 13,
-                                      BIRCH_M3_VA_FUTURE = 14,
-                                      BIRCH_M1_VB_REV1 = 15,
-                                      BIRCH_M1_VB_FUTURE = 16,
-                                      ALDER_M1_VB_REV3 = 17,
-                                      BIRCH_M2_VA_REV1 = 18,
-                                      BIRCH_M1_VA_REV2 = 19,
-                                      BIRCH_M1_VB_REV2 = 20,
-                                      BIRCH_M2_VA_ENGB = 21};
+TESSIT_ENUM(chip_version_t, uint32_t){
+    UNKNOWN = 0,
+    ALDER_MX_VA_REV1 = 1,
+    ALDER_MX_VA_REV2 = 2,
+    ALDER_MX_VA_REV3 = 3,
+    ALDER_MX_VB_REV3 = 4,
+    ALDER_MX_VC_REV3 = 5,
+    ALDER_M2_VA_REV3 = 6,
+    BIRCH_M1_VA_ENGA = 7,
+    BIRCH_M1_VA_ENGB = 8,
+    BIRCH_M1_VA_REV1 = 9,
+    BIRCH_M2_VA_ENGA = 10,
+    BIRCH_M1_VA_FUTURE = 11,
+    BIRCH_M2_VA_FUTURE = 12,
+    BIRCH_M3_VA_REV1 = 13,
+    BIRCH_M3_VA_FUTURE = 14,
+    BIRCH_M1_VB_REV1 = 15,
+    BIRCH_M1_VB_FUTURE = 16,
+    ALDER_M1_VB_REV3 = 17,
+    BIRCH_M2_VA_REV1 = 18,
+    BIRCH_M1_VA_REV2 = 19,
+    BIRCH_M1_VB_REV2 = 20,
+    BIRCH_M2_VA_ENGB = 21,
+};
 
 /* Readback protection levels. A Birch chip knows only NONE and FULL. */
 TESSIT_ENUM(readback_protection_status_t, uint32_t){NONE = 0, REGION_0 = 1, FULL = 2, BOTH = 3};
@@ -118,12 +120,13 @@ TESSIT_ENUM(readback_protection_status_t, uint32_t){NONE = 0, REGION_0 = 1, FULL
 TESSIT_ENUM(region_0_source_t, uint32_t){NO_REGION_0 = 0};
 
 /* CPU registers. */
-TESSIT_ENUM(cpu_register_t,
-            int32_t){R0 = 0,    R1 = 1,   R2 = 2,  R3 = 3,   R4 = 4,   R5 = 5,   R6 = 6,
-                     R7 = 7,    R8 = 8,   R9 = 9,  R10 = 10, R11 = 11, R12 = 12, R13 = 13, /* stack pointer in use */
-                     R14 = 14,                                                             /* link register */
-                     R15 = 15,                                                             /* program counter */
-                     XPSR = 16, MSP = 17, PSP = 18};
+TESSIT_ENUM(cpu_register_t, int32_t){
+    R0 = 0,    R1 = 1,   R2 = 2,   R3 = 3,   R4 = 4,   R5 = 5,   R6 = 6,
+    R7 = 7,    R8 = 8,   R9 = 9,   R10 = 10, R11 = 11, R12 = 12, R13 = 13, /* stack pointer in use */
+    R14 = 14,                                                              /* link register */
+    R15 = 15,                                                              /* program counter */
+    XPSR = 16, MSP = 17, PSP = 18,
+};
 
 /* Power of a RAM section. */
 TESSIT_ENUM(ram_power_status_t, uint32_t){RAM_SECTION_OFF = 0, RAM_SECTION_ON = 1};
@@ -132,16 +135,23 @@ TESSIT_ENUM(ram_power_status_t, uint32_t){RAM_SECTION_OFF = 0, RAM_SECTION_ON = 
 TESSIT_ENUM(rtt_direction_t, int32_t){UP_DIRECTION = 0, DOWN_DIRECTION = 1};
 
 /* QSPI settings. The codes go unchanged into the peripheral's configuration registers. */
-TESSIT_ENUM(qspi_read_mode_t, uint32_t){READ_MODE_CODE_0 = 0, READ_MODE_CODE_1 = 1, READ_MODE_CODE_2 = 2,
-                                        READ_MODE_CODE_3 = 3, READ_MODE_CODE_4 = 4};
-TESSIT_ENUM(qspi_write_mode_t, uint32_t){WRITE_MODE_CODE_0 = 0, WRITE_MODE_CODE_1 = 1, WRITE_MODE_CODE_2 = 2,
-                                         WRITE_MODE_CODE_3 = 3};
+TESSIT_ENUM(qspi_read_mode_t, uint32_t){
+    READ_MODE_CODE_0 = 0, READ_MODE_CODE_1 = 1, READ_MODE_CODE_2 = 2, READ_MODE_CODE_3 = 3, READ_MODE_CODE_4 = 4,
+};
+TESSIT_ENUM(qspi_write_mode_t, uint32_t){
+    WRITE_MODE_CODE_0 = 0,
+    WRITE_MODE_CODE_1 = 1,
+    WRITE_MODE_CODE_2 = 2,
+    WRITE_MODE_CODE_3 = 3,
+};
 TESSIT_ENUM(qspi_address_mode_t, uint32_t){
     ADDRESS_MODE_24BIT = 0, /* 3 address bytes */
-    ADDRESS_MODE_32BIT = 1  /* 4 address bytes */
+    ADDRESS_MODE_32BIT = 1, /* 4 address bytes */
 };
 /* The serial clock divider minus one. */
-TESSIT_ENUM(qspi_frequency_t, uint32_t){FREQ_DIV1 = 0, FREQ_DIV2 = 1, FREQ_DIV4 = 3, FREQ_DIV8 = 7, FREQ_DIV16 = 15};
+TESSIT_ENUM(qspi_frequency_t, uint32_t){
+    FREQ_DIV1 = 0, FREQ_DIV2 = 1, FREQ_DIV4 = 3, FREQ_DIV8 = 7, FREQ_DIV16 = 15,
+};
 TESSIT_ENUM(qspi_spi_mode_t, uint32_t){SPI_MODE_CODE_0 = 0, SPI_MODE_CODE_1 = 1};
 TESSIT_ENUM(qspi_level_io_t, uint32_t){LEVEL_LOW = 0, LEVEL_HIGH = 1};
 TESSIT_ENUM(qspi_page_program_size_t, uint32_t){PP_SIZE_CODE_0 = 0, PP_SIZE_CODE_1 = 1};
