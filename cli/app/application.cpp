@@ -1,0 +1,114 @@
+#include "app/application.h"
+
+#include "app/settings.h"
+#include "commands/command.h"
+#include "platform/platform.h"
+
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+constexpr const char* description =
+    "Programs, erases, inspects, protects, recovers and debugs Birch microcontrollers over a J-Link probe.";
+
+constexpr const char* footer =
+    "Examples:\n"
+    "  tessit list\n"
+    "  tessit program app.hex --reset\n"
+    "  tessit --probe 1234 read 0x0+256\n"
+    "  tessit --sim program boot.hex app.bin@0x20000\n"
+    "\n"
+    "`tessit VERB --help` explains a verb. Exit codes: 0 done, 1 failure, 2 usage, 3 no probe,\n"
+    "4 no target or low voltage, 5 protected, 6 verify mismatch, 7 some of several probes failed,\n"
+    "130 interrupted.";
+
+// Where the help of a command line that could not be parsed is found: the verb that was recognised last.
+std::string help_line(const CLI::App& app)
+{
+    std::string line = "tessit";
+    for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
+        command = command->get_subcommands().front();
+        line += " " + command->get_name();
+    }
+    return fmt::format("`{} --help` shows what is possible.", line);
+}
+
+// Whether there is something to run; false after help and version.
+bool parse(CLI::App& app, int argc, const char* const* argv)
+{
+    if (argc < 2) {
+        fmt::print(stderr, "{}", app.help());
+        throw Failure{ExitCode::usage, "a verb is missing", "For example: tessit list"};
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& success) {
+        app.exit(success);
+        return false;
+    } catch (const CLI::ParseError& error) {
+        throw Failure{ExitCode::usage, error.what(), help_line(app)};
+    }
+    return true;
+}
+
+ExitCode run_command(const std::vector<Command>& commands, const Invocation& invocation)
+{
+    const auto command = std::ranges::find_if(commands, [](const Command& each) { return each.app->parsed(); });
+    const ExitCode code = command->run(invocation);
+    // Ctrl-C in a call that could not be cut short.
+    if (code == ExitCode::done && platform::is_interrupted()) {
+        throw Failure{ExitCode::interrupted, "interrupted; what was begun was finished"};
+    }
+    return code;
+}
+
+// A result that could not be written must not look like success.
+ExitCode flush_output(ExitCode code)
+{
+    const bool failed = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+    if (!failed || code != ExitCode::done) {
+        return code;
+    }
+    if (errno != EPIPE) { // the reader has seen enough
+        fmt::print(stderr, "Error: cannot write to standard output: {}\n", std::strerror(errno));
+    }
+    return ExitCode::failure;
+}
+
+} // namespace
+
+int run_application(int argc, const char* const* argv)
+{
+    platform::catch_interrupts();
+    Settings settings;
+    CLI::App app{description, "tessit"};
+    app.footer(footer);
+    app.set_version_flag("--version", "tessit " TESSIT_VERSION);
+    app.fallthrough();
+    app.require_subcommand(1);
+    add_global_options(app, settings);
+    const std::vector<Command> commands = add_all_commands(app);
+
+    ExitCode code = ExitCode::done;
+    const auto console = [&settings] { return Console{{settings.json, settings.verbose, settings.yes}}; };
+    try {
+        if (parse(app, argc, argv)) {
+            complete_settings(app, settings);
+            code = run_command(commands, {settings, console()});
+        }
+    } catch (const Failure& failure) {
+        console().report(failure);
+        code = failure.code();
+    } catch (const std::exception& error) {
+        console().report({ExitCode::failure, error.what()});
+        code = ExitCode::failure;
+    }
+    return static_cast<int>(flush_output(code));
+}
+
+} // namespace tessit::cli

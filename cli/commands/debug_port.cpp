@@ -1,0 +1,111 @@
+// The raw accesses: `ap` and `dp`.
+#include "commands/on_probes.h"
+
+#include <fmt/format.h>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+struct Options
+{
+    CLI::App* read = nullptr;
+    CLI::App* write = nullptr;
+    uint8_t ap_index = 0;
+    uint8_t address = 0;
+    uint32_t value = 0;
+};
+
+uint8_t parse_byte(const std::string& text, const char* what)
+{
+    const uint32_t value = parse_u32(text, what);
+    if (value > 0xFF) {
+        throw Failure{ExitCode::usage, fmt::format("the {} '{}' is larger than 0xff", what, text),
+                      "An access port has an index and register addresses of 8 bits each."};
+    }
+    return static_cast<uint8_t>(value);
+}
+
+uint8_t parse_register(const std::string& text)
+{
+    const uint8_t address = parse_byte(text, "register address");
+    if (address % 4 != 0) {
+        throw Failure{ExitCode::usage, fmt::format("the register address '{}' is not a multiple of 4", text),
+                      "Bits 3:2 choose the register, bits 7:4 its bank."};
+    }
+    return address;
+}
+
+std::string describe(const Options& options, bool is_ap)
+{
+    return is_ap ? fmt::format("AP {} register {:#04x}", options.ap_index, options.address)
+                 : fmt::format("DP register {:#04x}", options.address);
+}
+
+Report access(const Target& target, const Options& options, bool is_ap)
+{
+    const Session& session = target.session();
+    const std::string name = describe(options, is_ap);
+    uint32_t value = options.value;
+    if (options.write->parsed()) {
+        session.check(is_ap ? TESSIT_write_access_port_register(options.ap_index, options.address, value)
+                            : TESSIT_write_debug_port_register(options.address, value),
+                      fmt::format("write {}", name));
+    } else {
+        session.check(is_ap ? TESSIT_read_access_port_register(options.ap_index, options.address, &value)
+                            : TESSIT_read_debug_port_register(options.address, &value),
+                      fmt::format("read {}", name));
+    }
+    Json json{{"register", options.address}, {"value", value}};
+    if (is_ap) {
+        json["ap"] = options.ap_index;
+    }
+    return {fmt::format("{}  {:#010x}\n", name, value), std::move(json)};
+}
+
+void add_operands(CLI::App& command, const std::shared_ptr<Options>& options, bool is_ap)
+{
+    if (is_ap) {
+        add_parsed(
+            command, "INDEX",
+            [options](const std::string& text) { options->ap_index = parse_byte(text, "index of the access port"); },
+            "Access port, 0 to 255; 1 is the control access port", "N")
+            ->required();
+    }
+    add_parsed(
+        command, "ADDR", [options](const std::string& text) { options->address = parse_register(text); },
+        "Register address, a multiple of 4 up to 0xfc", "ADDR")
+        ->required();
+}
+
+Command add_port(CLI::App& app, const char* verb, const char* help, bool is_ap)
+{
+    CLI::App* const command = app.add_subcommand(verb, help);
+    const auto options = std::make_shared<Options>();
+    command->require_subcommand(1);
+    options->read = command->add_subcommand("read", "Read a register");
+    options->write = command->add_subcommand("write", "Write a register");
+    add_operands(*options->read, options, is_ap);
+    add_operands(*options->write, options, is_ap);
+    add_parsed(
+        *options->write, "VALUE", [options](const std::string& text) { options->value = parse_u32(text, "value"); },
+        "Value to write", "VALUE")
+        ->required();
+    return {command, [options, is_ap](const Invocation& invocation) {
+                return run_on_probe(invocation, [&](const Target& target) { return access(target, *options, is_ap); });
+            }};
+}
+
+} // namespace
+
+Command add_ap(CLI::App& app)
+{
+    return add_port(app, "ap", "Read or write a register of an access port", true);
+}
+
+Command add_dp(CLI::App& app)
+{
+    return add_port(app, "dp", "Read or write a register of the debug port", false);
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,25 @@
+#include "commands/on_probes.h"
+
+namespace tessit::cli {
+namespace {
+
+Report go(const Target& target)
+{
+    const bool was_halted = target.is_halted();
+    target.go();
+    return {was_halted ? "The CPU runs.\n" : "The CPU was running already.\n", {{"was_halted", was_halted}}};
+}
+
+ExitCode run(const Invocation& invocation)
+{
+    return run_on_probe(invocation, [](const Target& target) { return go(target); });
+}
+
+} // namespace
+
+Command add_go(CLI::App& app)
+{
+    return {app.add_subcommand("go", "Let the CPU run on from where it is halted"), &run};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,134 @@
+#include "commands/on_probes.h"
+#include "commands/ram_power.h"
+#include "session/memory_map.h"
+#include "session/result.h"
+#include "text/table.h"
+
+#include <array>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+struct ResetReason
+{
+    uint32_t bit;
+    const char* name;
+};
+
+constexpr std::array reset_reasons{
+    ResetReason{0, "reset pin"},
+    ResetReason{1, "watchdog"},
+    ResetReason{2, "system reset request"},
+    ResetReason{3, "CPU lock-up"},
+};
+
+std::vector<std::string> decode_reset_reasons(uint32_t word)
+{
+    std::vector<std::string> names;
+    for (const ResetReason& reason : reset_reasons) {
+        if ((word >> reason.bit & 1U) != 0) {
+            names.emplace_back(reason.name);
+            word &= ~(1U << reason.bit);
+        }
+    }
+    if (word != 0) {
+        names.push_back(fmt::format("others ({:#x})", word));
+    }
+    return names;
+}
+
+// Collects the lines and the JSON members side by side.
+class InfoBuilder
+{
+public:
+    void add(const std::string& label, const char* key, const std::string& text, Json value)
+    {
+        rows_.push_back({label, text});
+        json_[key] = std::move(value);
+    }
+
+    Report report() const { return {format_table(rows_), json_}; }
+
+private:
+    std::vector<std::vector<std::string>> rows_;
+    Json json_;
+};
+
+void add_probe(InfoBuilder& info, const Session& session)
+{
+    std::array<char, 256> firmware{};
+    session.check(TESSIT_read_connected_emu_fwstr(firmware.data(), static_cast<uint32_t>(firmware.size())),
+                  "read the probe's firmware text");
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    char revision = ' ';
+    session.check(TESSIT_dll_version(&major, &minor, &revision), "read the J-Link library's version");
+    const std::string version = fmt::format("{}.{:02}{}", major, minor, revision == ' ' ? "" : std::string{revision});
+
+    info.add("Probe", "probe", std::to_string(session.serial()), session.serial());
+    info.add("Firmware", "firmware", firmware.data(), std::string{firmware.data()});
+    info.add("SWD speed", "speed_khz", fmt::format("{} kHz", session.settings().speed_khz),
+             session.settings().speed_khz);
+    info.add("J-Link library", "jlink_version", fmt::format("{} ({})", version, session.jlink_path()), version);
+    info.add("tessit", "version", TESSIT_VERSION, TESSIT_VERSION);
+    info.add("Target supply", "supply", "at least 1.5 V", ">=1500mV"); // less is refused at the connection
+}
+
+void add_chip(InfoBuilder& info, const Target& target)
+{
+    const Session& session = target.session();
+    RunStateKeeper run_state{target};
+    chip_version_t version = UNKNOWN;
+    session.check(TESSIT_read_device_version(&version), "read the chip version");
+    const FlashGeometry flash = target.flash_geometry();
+    const RamSections ram = read_ram_sections(session);
+    const uint32_t reasons_word = target.read_word(memory_map::reset_reasons);
+    const std::vector<std::string> reasons = decode_reset_reasons(reasons_word);
+
+    info.add("Chip", "chip", chip_version_name(version), chip_version_name(version));
+    info.add("Flash", "flash_bytes",
+             fmt::format("{} in {} pages of {}", format_size(flash.size), flash.size / flash.page_size,
+                         format_size(flash.page_size)),
+             flash.size);
+    info.add("RAM", "ram_bytes", format_size(ram.total_bytes()), ram.total_bytes());
+    info.add("RAM power", "ram_sections_on", fmt::format("{} of {} sections on", ram.count_on(), ram.sizes.size()),
+             ram.count_on());
+    info.add("Reset reasons", "reset_reasons",
+             reasons.empty() ? "none (power-on)" : fmt::format("{}", fmt::join(reasons, ", ")), reasons);
+    info.add("CPU", "cpu", run_state.was_running() ? "running" : "halted",
+             run_state.was_running() ? "running" : "halted");
+    run_state.restore();
+}
+
+Report describe(const Target& target, const Console& console)
+{
+    const Session& session = target.session();
+    InfoBuilder info;
+    add_probe(info, session);
+    readback_protection_status_t status = NONE;
+    session.check(TESSIT_readback_status(&status), "read the protection status");
+    info.add("Protection", "is_protected", status == NONE ? "off" : "on", status != NONE);
+    if (status == NONE) {
+        add_chip(info, target);
+    } else {
+        console.note("The chip is readback-protected: more cannot be read from it.");
+        console.note(fmt::format("Hint: `{}` unprotects it and erases everything in it: flash, UICR and RAM.",
+                                 session.command_line("recover --yes")));
+    }
+    return info.report();
+}
+
+ExitCode run(const Invocation& invocation)
+{
+    return run_on_probes(invocation, [&](Target& target) { return describe(target, invocation.console); });
+}
+
+} // namespace
+
+Command add_info(CLI::App& app)
+{
+    return {app.add_subcommand("info", "Show what probe and chip are there, and their state"), &run};
+}
+
+} // namespace tessit::cli

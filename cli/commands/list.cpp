@@ -1,0 +1,32 @@
+#include "commands/command.h"
+#include "session/session.h"
+
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+ExitCode run(const Invocation& invocation)
+{
+    const Session session{invocation.settings};
+    const std::vector<uint32_t> serials = session.attached_probes();
+    std::string text;
+    for (const uint32_t serial : serials) {
+        text += fmt::format("{}\n", serial);
+    }
+    invocation.console.show(text, {{"probes", serials}});
+    if (serials.empty()) {
+        invocation.console.note("No probe is attached.");
+        return ExitCode::no_probe;
+    }
+    return ExitCode::done;
+}
+
+} // namespace
+
+Command add_list(CLI::App& app)
+{
+    return {app.add_subcommand("list", "List the attached probes by serial number"), &run};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,115 @@
+#include "commands/on_probes.h"
+#include "firmware/firmware.h"
+#include "flash/programmer.h"
+#include "terminal/progress.h"
+
+#include <CLI/Validators.hpp>
+#include <chrono>
+#include <fmt/format.h>
+#include <map>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+struct Options
+{
+    std::vector<std::string> files;
+    PlanOptions plan;
+    bool verify = true;
+    bool reset = false;
+};
+
+using Clock = std::chrono::steady_clock;
+
+const std::map<std::string, EraseMode> erase_modes{
+    {"pages", EraseMode::pages}, {"all", EraseMode::all}, {"none", EraseMode::none}};
+
+void reset_and_run(const Target& target)
+{
+    target.session().check(TESSIT_sys_reset(), "reset the chip");
+    target.go();
+}
+
+std::string describe_verification(const Options& options, const Plan& plan)
+{
+    if (plan.pages.empty() && !plan.erases_all) {
+        return "equal already";
+    }
+    return options.verify ? "verified" : "not verified";
+}
+
+Report summarize(const Session& session, const Options& options, const Plan& plan, const ProgramResult& result,
+                 Clock::duration elapsed)
+{
+    const double seconds = std::chrono::duration<double>{elapsed}.count();
+    const double rate = static_cast<double>(result.written_bytes) / 1024 / seconds;
+    const std::string erased = plan.erases_all ? "the whole chip" : fmt::format("{} pages", plan.pages_to_erase());
+    std::string text =
+        fmt::format("Programmed {} on probe {}: {} of {} pages changed, {} erased, {} written, {}; {}",
+                    format_size(plan.image_bytes), session.serial(), plan.pages.size(), plan.touched_pages, erased,
+                    format_size(result.written_bytes), describe_verification(options, plan), format_seconds(elapsed));
+    text += result.written_bytes == 0 ? ".\n" : fmt::format(" ({:.0f} KiB/s).\n", rate);
+    text += options.reset
+                ? "The chip was reset and runs.\n"
+                : fmt::format("The CPU is halted; `{}` starts the firmware.\n", session.command_line("reset"));
+    Json json{
+        {"probe", session.serial()},
+        {"image_bytes", plan.image_bytes},
+        {"pages_touched", plan.touched_pages},
+        {"pages_changed", plan.pages.size()},
+        {"pages_erased", plan.pages_to_erase()},
+        {"erased_all", plan.erases_all},
+        {"written_bytes", result.written_bytes},
+        {"verified", options.verify},
+        {"reset", options.reset},
+        {"seconds", seconds},
+    };
+    return {std::move(text), std::move(json)};
+}
+
+Report program(Target& target, const Image& image, const Options& options, const Console& console)
+{
+    const auto start = Clock::now();
+    RunStateKeeper run_state{target}; // until the first byte changes, the firmware is to go on after a refusal
+    const Plan plan = plan_programming(target, image, options.plan, console);
+    run_state.release();
+    const ProgramResult result = execute(target, plan, options.verify, console);
+    if (options.reset) {
+        reset_and_run(target);
+    }
+    return summarize(target.session(), options, plan, result, Clock::now() - start);
+}
+
+ExitCode run(const Invocation& invocation, const Options& options)
+{
+    const Image image = read_firmware(options.files);
+    return run_on_probes(invocation,
+                         [&](Target& target) { return program(target, image, options, invocation.console); });
+}
+
+} // namespace
+
+Command add_program(CLI::App& app)
+{
+    CLI::App* const command =
+        app.add_subcommand("program", "Write firmware files to the flash and the UICR, and verify them");
+    const auto options = std::make_shared<Options>();
+    command
+        ->add_option("FILES", options->files,
+                     "Intel HEX, S-record, ELF, or raw binary with its address: app.bin@0x20000")
+        ->required();
+    command
+        ->add_option("--erase", options->plan.erase,
+                     "What to erase before: the pages that need it, everything with the UICR, or nothing")
+        ->transform(CLI::CheckedTransformer(erase_modes))
+        ->type_name("pages|all|none")
+        ->default_str("pages");
+    command->add_flag("--verify,!--no-verify", options->verify, "Read back and compare (default), or not");
+    command->add_flag("--reset", options->reset, "Reset the chip afterwards and let it run");
+    command->add_flag("--allow-protect", options->plan.allow_protect,
+                      "Accept an image that turns readback protection on");
+    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,77 @@
+#include "commands/on_probes.h"
+#include "commands/ram_power.h"
+#include "session/memory_map.h"
+#include "text/table.h"
+
+#include <fmt/format.h>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+struct Options
+{
+    CLI::App* on = nullptr;
+    CLI::App* off = nullptr;
+    uint32_t section = 0;
+};
+
+Report describe(const RamSections& ram)
+{
+    std::vector<std::vector<std::string>> rows{{"SECTION", "ADDRESSES", "SIZE", "POWER"}};
+    Json sections = Json::array();
+    std::string bar;
+    uint32_t address = memory_map::ram_start;
+    for (size_t i = 0; i < ram.sizes.size(); ++i) {
+        const bool is_on = ram.power[i] == RAM_SECTION_ON;
+        rows.push_back({std::to_string(i), format_range({address, ram.sizes[i]}), format_size(ram.sizes[i]),
+                        is_on ? "on" : "off"});
+        sections.push_back({{"section", i}, {"address", address}, {"bytes", ram.sizes[i]}, {"on", is_on}});
+        bar += is_on ? '#' : '.';
+        address += ram.sizes[i];
+    }
+    return {format_table(rows) + fmt::format("[{}]  {} of {} sections on, {}\n", bar, ram.count_on(), ram.sizes.size(),
+                                             format_size(ram.total_bytes())),
+            {{"sections", std::move(sections)}}};
+}
+
+Report switch_power(const Target& target, const Options& options)
+{
+    const Session& session = target.session();
+    RunStateKeeper run_state{target};
+    if (options.on->parsed()) {
+        session.check(TESSIT_power_ram_all(), "power the RAM on");
+    }
+    if (options.off->parsed()) {
+        const size_t count = read_ram_sections(session).sizes.size();
+        if (options.section >= count) {
+            throw Failure{ExitCode::usage, fmt::format("this chip has no RAM section {}", options.section),
+                          fmt::format("Sections are 0 to {}.", count - 1)};
+        }
+        session.check(TESSIT_unpower_ram_section(options.section),
+                      fmt::format("power RAM section {} off", options.section));
+    }
+    Report report = describe(read_ram_sections(session));
+    run_state.restore();
+    return report;
+}
+
+ExitCode run(const Invocation& invocation, const Options& options)
+{
+    return run_on_probe(invocation, [&](const Target& target) { return switch_power(target, options); });
+}
+
+} // namespace
+
+Command add_ram(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("ram", "Show which RAM sections are powered, or switch them");
+    const auto options = std::make_shared<Options>();
+    command->require_subcommand(0, 1);
+    options->on = command->add_subcommand("on", "Power all sections on");
+    options->off = command->add_subcommand("off", "Power one section off; its content is lost");
+    options->off->add_option("N", options->section, "Number of the section")->required();
+    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+}
+
+} // namespace tessit::cli

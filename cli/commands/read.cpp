@@ -1,0 +1,112 @@
+#include "commands/on_probes.h"
+#include "commands/ram_power.h"
+#include "firmware/firmware.h"
+#include "session/memory_map.h"
+#include "terminal/progress.h"
+#include "text/table.h"
+
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+
+namespace tessit::cli {
+namespace {
+
+struct Options
+{
+    std::string range;
+    std::string output;
+    bool as_words = false;
+};
+
+bool is_area_name(const std::string& text)
+{
+    return text == "flash" || text == "uicr" || text == "ficr" || text == "ram";
+}
+
+// A range, the name of an area, or an address, which stands for its word.
+Range parse_fixed_range(const std::string& text)
+{
+    if (text == "uicr") {
+        return memory_map::uicr;
+    }
+    if (text == "ficr") {
+        return memory_map::ficr;
+    }
+    return text.find_first_of("-+") == std::string::npos ? Range{parse_word_address(text), 4} : parse_range(text);
+}
+
+Range resolve_range(const std::string& text, const Target& target)
+{
+    if (text == "flash") {
+        return target.flash_geometry().flash();
+    }
+    if (text == "ram") {
+        return {memory_map::ram_start, read_ram_sections(target.session()).total_bytes()};
+    }
+    return parse_fixed_range(text);
+}
+
+std::string save(const Options& options, const Range& range, const std::vector<uint8_t>& bytes)
+{
+    write_firmware(options.output, range.first, bytes);
+    return fmt::format("Read {} ({}) into {}.\n", format_size(range.length), format_range(range), options.output);
+}
+
+std::string dump(const Options& options, const Range& range, const std::vector<uint8_t>& bytes)
+{
+    return options.as_words ? format_word_dump(range.first, bytes) : format_hex_dump(range.first, bytes);
+}
+
+Report read(const Target& target, const Options& options, const Console& console)
+{
+    RunStateKeeper run_state{target};
+    const Range range = resolve_range(options.range, target);
+    std::vector<uint8_t> bytes(range.length);
+    const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
+    Progress progress{console, "read", shows_progress ? bytes.size() : 0, "bytes"};
+    target.read(range.first, bytes, [&progress](size_t count) { progress.advance(count); });
+    progress.finish();
+    run_state.restore();
+
+    Json json{{"probe", target.session().serial()}, {"address", range.first}, {"length", range.length}};
+    if (options.output.empty()) {
+        json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
+        return {dump(options, range, bytes), std::move(json)};
+    }
+    json["output"] = options.output;
+    return {save(options, range, bytes), std::move(json)};
+}
+
+ExitCode run(const Invocation& invocation, const Options& options)
+{
+    if (!is_area_name(options.range)) {
+        const Range range = parse_fixed_range(options.range);
+        if (options.as_words && (range.first % 4 != 0 || range.length % 4 != 0)) {
+            throw Failure{ExitCode::usage, fmt::format("the range '{}' does not consist of whole words", options.range),
+                          "Leave --words away, or begin and end at multiples of 4."};
+        }
+    }
+    if (!options.output.empty()) {
+        require_writable_format(options.output);
+    }
+    return run_on_probe(invocation, [&](Target& target) { return read(target, options, invocation.console); });
+}
+
+} // namespace
+
+Command add_read(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("read", "Show memory as a hex dump, or save it to a file");
+    const auto options = std::make_shared<Options>();
+    command
+        ->add_option("RANGE", options->range,
+                     "FIRST-END (END excluded), FIRST+LENGTH, an address for its word, or flash, uicr, ficr, ram")
+        ->required();
+    command->add_option("-o,--output", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)")
+        ->type_name("FILE");
+    command->add_flag("-w,--words", options->as_words, "Show 32-bit words instead of bytes");
+    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,102 @@
+#include "commands/cpu_view.h"
+#include "commands/on_probes.h"
+#include "text/table.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+
+namespace tessit::cli {
+namespace {
+
+// A register to show, or one to set.
+struct Item
+{
+    cpu_register_t which;
+    std::optional<uint32_t> value;
+
+    const char* name() const { return register_names.at(static_cast<size_t>(which)); }
+};
+
+Item parse_item(const std::string& text)
+{
+    const size_t equals = text.find('=');
+    const std::string name = text.substr(0, equals);
+    const auto which = find_register(name);
+    if (!which) {
+        throw Failure{ExitCode::usage, fmt::format("there is no register '{}'", name),
+                      fmt::format("Registers are: {}.", fmt::join(register_names, ", "))};
+    }
+    if (equals == std::string::npos) {
+        return {*which, std::nullopt};
+    }
+    return {*which, parse_u32(std::string_view{text}.substr(equals + 1), fmt::format("value of {}", name))};
+}
+
+std::vector<Item> all_registers()
+{
+    std::vector<Item> items;
+    for (size_t i = 0; i < register_count; ++i) {
+        items.push_back({static_cast<cpu_register_t>(i), std::nullopt});
+    }
+    return items;
+}
+
+// Four pairs a line, so that all registers fit on a screen.
+std::string format_registers(const std::vector<Item>& items, const std::vector<uint32_t>& values)
+{
+    constexpr size_t per_line = 4;
+    std::vector<std::vector<std::string>> rows;
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (i % per_line == 0) {
+            rows.emplace_back();
+        }
+        rows.back().emplace_back(items[i].name());
+        rows.back().push_back(fmt::format("{:#010x}", values[i]));
+    }
+    return format_table(rows);
+}
+
+Report access(const Target& target, const std::vector<Item>& items)
+{
+    RunStateKeeper run_state{target};
+    const bool writes = std::ranges::any_of(items, [](const Item& item) { return item.value.has_value(); });
+    for (const Item& item : items) {
+        if (item.value) {
+            run_state.release();
+            target.session().check(TESSIT_write_cpu_register(item.which, *item.value),
+                                   fmt::format("write register {}", item.name()));
+        }
+    }
+    std::vector<uint32_t> values;
+    Json json;
+    for (const Item& item : items) {
+        values.push_back(read_register(target, item.which));
+        json[item.name()] = values.back();
+    }
+    run_state.restore();
+    return {format_registers(items, values) + (writes ? "The CPU is halted.\n" : ""), std::move(json)};
+}
+
+ExitCode run(const Invocation& invocation, const std::vector<std::string>& texts)
+{
+    std::vector<Item> items;
+    std::ranges::transform(texts, std::back_inserter(items), &parse_item);
+    if (items.empty()) {
+        items = all_registers();
+    }
+    return run_on_probe(invocation, [&](const Target& target) { return access(target, items); });
+}
+
+} // namespace
+
+Command add_reg(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("reg", "Show CPU registers, or set them");
+    const auto texts = std::make_shared<std::vector<std::string>>();
+    command->add_option("REGISTER", *texts, "NAME to show, NAME=VALUE to set; none shows all");
+    return {command, [texts](const Invocation& invocation) { return run(invocation, *texts); }};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,76 @@
+#include "commands/on_probes.h"
+
+#include <CLI/Validators.hpp>
+#include <fmt/format.h>
+#include <map>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+enum class Kind
+{
+    system,
+    debug,
+    pin
+};
+
+struct Options
+{
+    Kind kind = Kind::system;
+    bool halt = false;
+};
+
+const std::map<std::string, Kind> kinds{{"system", Kind::system}, {"debug", Kind::debug}, {"pin", Kind::pin}};
+
+void reset_chip(const Target& target, Kind kind)
+{
+    const Session& session = target.session();
+    switch (kind) {
+    case Kind::system: // the only one that leaves the CPU to us
+        session.check(TESSIT_sys_reset(), "reset the chip");
+        break;
+    case Kind::debug:
+        session.check(TESSIT_debug_reset(), "reset the chip through the control access port");
+        break;
+    case Kind::pin:
+        session.check(TESSIT_pin_reset(), "reset the chip by its reset pin");
+        break;
+    }
+}
+
+Report reset(const Target& target, const Options& options)
+{
+    reset_chip(target, options.kind);
+    if (options.halt) {
+        target.halt();
+    } else if (options.kind == Kind::system) {
+        target.go();
+    }
+    return {options.halt ? "The chip was reset; the CPU is halted.\n" : "The chip was reset and runs.\n",
+            {{"probe", target.session().serial()}, {"halted", options.halt}}};
+}
+
+ExitCode run(const Invocation& invocation, const Options& options)
+{
+    return run_on_probe(invocation, [&](const Target& target) { return reset(target, options); });
+}
+
+} // namespace
+
+Command add_reset(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("reset", "Reset the chip and let it run");
+    const auto options = std::make_shared<Options>();
+    command
+        ->add_option("--kind", options->kind,
+                     "system: the CPU's system reset; debug: through the control access port; pin: by the reset line. "
+                     "debug and pin work on a protected chip too")
+        ->transform(CLI::CheckedTransformer(kinds))
+        ->type_name("system|debug|pin")
+        ->default_str("system");
+    command->add_flag("--halt", options->halt, "Leave the CPU halted after the reset");
+    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+}
+
+} // namespace tessit::cli

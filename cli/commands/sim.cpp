@@ -1,0 +1,149 @@
+#include "commands/command.h"
+#include "session/probe_choice.h"
+#include "sim/bench.h"
+#include "text/numbers.h"
+#include "text/table.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+struct Options
+{
+    CLI::App* show = nullptr;
+    CLI::App* init = nullptr;
+    CLI::App* factory_reset = nullptr;
+    CLI::App* power_cycle = nullptr;
+    std::string file;
+    bool all = false;
+};
+
+std::string describe_state(const jlinksim_probe_t& probe)
+{
+    if (probe.plugged == 0) {
+        return "unplugged";
+    }
+    return probe.in_use != 0 ? "in use" : "free";
+}
+
+std::vector<std::string> describe_row(const jlinksim_probe_t& probe)
+{
+    const bool has_chip = probe.chip_version[0] != '\0';
+    const std::string supply =
+        fmt::format("{}.{:03} V", probe.supply_millivolts / 1000, probe.supply_millivolts % 1000);
+    if (!has_chip) {
+        return {std::to_string(probe.serial_number), describe_state(probe), supply, "no chip"};
+    }
+    return {std::to_string(probe.serial_number),
+            describe_state(probe),
+            supply,
+            probe.chip_version,
+            probe.chip_protected != 0 ? "on" : "off",
+            format_size(probe.flash_bytes),
+            format_size(probe.flash_used_bytes),
+            probe.uicr_blank != 0 ? "blank" : "used",
+            format_size(probe.ram_bytes),
+            probe.external_flash_bytes == 0 ? "none" : format_size(probe.external_flash_bytes)};
+}
+
+Json describe_json(const jlinksim_probe_t& probe)
+{
+    return {{"serial", probe.serial_number},
+            {"firmware", probe.firmware_text},
+            {"plugged", probe.plugged != 0},
+            {"in_use", probe.in_use != 0},
+            {"supply_millivolts", probe.supply_millivolts},
+            {"chip", probe.chip_version},
+            {"is_protected", probe.chip_protected != 0},
+            {"flash_bytes", probe.flash_bytes},
+            {"flash_page_bytes", probe.flash_page_bytes},
+            {"flash_used_bytes", probe.flash_used_bytes},
+            {"uicr_blank", probe.uicr_blank != 0},
+            {"ram_bytes", probe.ram_bytes},
+            {"external_flash_bytes", probe.external_flash_bytes},
+            {"state_folder", probe.state_folder}};
+}
+
+ExitCode show(const Console& console, const Bench& bench)
+{
+    const std::string path = bench.path();
+    std::vector<std::vector<std::string>> rows{
+        {"PROBE", "STATE", "SUPPLY", "CHIP", "PROTECTION", "FLASH", "USED", "UICR", "RAM", "EXTERNAL FLASH"}};
+    Json json{{"bench", path}, {"probes", Json::array()}};
+    for (const jlinksim_probe_t& probe : bench.probes()) {
+        rows.push_back(describe_row(probe));
+        json["probes"].push_back(describe_json(probe));
+    }
+    console.show(fmt::format("Bench: {}\n{}", path.empty() ? "built-in" : path, format_table(rows)), json);
+    return ExitCode::done;
+}
+
+ExitCode init(const Console& console, const Bench& bench, const std::string& file)
+{
+    bench.write_example(file);
+    console.show(fmt::format("Wrote {}. Use it with JLINKARM_SIM_BENCH={} tessit --sim ...\n", file, file),
+                 {{"bench", file}});
+    return ExitCode::done;
+}
+
+std::vector<uint32_t> chosen_serials(const Settings& settings, const Bench& bench, bool all)
+{
+    std::vector<uint32_t> serials;
+    std::ranges::transform(bench.probes(), std::back_inserter(serials), &jlinksim_probe_t::serial_number);
+    return all ? serials : choose_probes(settings, serials);
+}
+
+ExitCode change(const Invocation& invocation, const Bench& bench, const Options& options)
+{
+    const bool resets = options.factory_reset->parsed();
+    std::string text;
+    Json json{{"probes", Json::array()}};
+    for (const uint32_t serial : chosen_serials(invocation.settings, bench, options.all)) {
+        if (resets) {
+            bench.factory_reset(serial);
+        } else {
+            bench.power_cycle(serial);
+        }
+        text += fmt::format("The chip on probe {} {}.\n", serial,
+                            resets ? "has its factory state again" : "was switched off and on");
+        json["probes"].push_back(serial);
+    }
+    invocation.console.show(text, json);
+    return ExitCode::done;
+}
+
+ExitCode run(const Invocation& invocation, const Options& options)
+{
+    const Bench bench;
+    if (options.show->parsed()) {
+        return show(invocation.console, bench);
+    }
+    if (options.init->parsed()) {
+        return init(invocation.console, bench, options.file);
+    }
+    return change(invocation, bench, options);
+}
+
+} // namespace
+
+Command add_sim(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("sim", "Look at the simulated bench and change it");
+    const auto options = std::make_shared<Options>();
+    command->require_subcommand(1);
+    options->show = command->add_subcommand("show", "Show the probes and chips of the bench and their state");
+    options->init = command->add_subcommand("init", "Write a commented bench file to start from");
+    options->init->add_option("FILE", options->file, "Bench file to write; must not exist")->required();
+    options->factory_reset =
+        command->add_subcommand("factory-reset", "Give a chip back what the bench file says: flash, UICR, FICR, RAM");
+    options->power_cycle = command->add_subcommand("power-cycle", "Switch a chip's supply off and on");
+    for (CLI::App* const change : {options->factory_reset, options->power_cycle}) {
+        change->add_flag("--all", options->all, "All chips of the bench");
+    }
+    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,44 @@
+#include "commands/on_probes.h"
+#include "firmware/firmware.h"
+#include "flash/mismatches.h"
+#include "flash/plan.h"
+
+#include <fmt/format.h>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+using Files = std::vector<std::string>;
+
+Report verify(const Target& target, const Image& image, const Files& files, const Console& console)
+{
+    RunStateKeeper run_state{target};
+    constexpr bool protection_word_is_fine = true; // it is only compared
+    require_programmable(image, target.flash_geometry(), protection_word_is_fine);
+    const Mismatches mismatches = compare_with_target(target, image, "verify", console);
+    run_state.restore();
+    mismatches.require_none(fmt::format("{}", fmt::join(files, ", ")));
+
+    const uint32_t serial = target.session().serial();
+    return {fmt::format("Verified {} on probe {}: equal.\n", format_size(image.size()), serial),
+            {{"probe", serial}, {"image_bytes", image.size()}, {"equal", true}}};
+}
+
+ExitCode run(const Invocation& invocation, const Files& files)
+{
+    const Image image = read_firmware(files);
+    return run_on_probes(invocation, [&](Target& target) { return verify(target, image, files, invocation.console); });
+}
+
+} // namespace
+
+Command add_verify(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("verify", "Compare the chip with firmware files");
+    const auto files = std::make_shared<Files>();
+    command->add_option("FILES", *files, "Files as for program")->required();
+    return {command, [files](const Invocation& invocation) { return run(invocation, *files); }};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,154 @@
+#include "commands/on_probes.h"
+#include "firmware/file.h"
+#include "flash/mismatches.h"
+#include "session/memory_map.h"
+#include "text/bytes.h"
+
+#include <fmt/format.h>
+#include <memory>
+
+namespace tessit::cli {
+namespace {
+
+struct Options
+{
+    std::string address;
+    std::vector<std::string> values;
+    std::string file;
+    bool flash = false;
+    bool ficr = false;
+    bool allow_protect = false;
+};
+
+struct Data
+{
+    uint32_t address = 0;
+    std::vector<uint8_t> bytes;
+
+    Range range() const { return {address, bytes.size()}; }
+};
+
+Data collect(const Options& options)
+{
+    Data data{parse_word_address(options.address), {}};
+    if (options.values.empty() == options.file.empty()) {
+        throw Failure{ExitCode::usage, "write needs either values or --file FILE",
+                      "tessit write 0x20000000 0x1234 0x5678, or tessit write 0x20000000 --file data.bin"};
+    }
+    if (!options.file.empty()) {
+        const std::string content = read_file(options.file);
+        data.bytes.assign(content.begin(), content.end());
+    }
+    for (const std::string& value : options.values) {
+        data.bytes.resize(data.bytes.size() + 4);
+        store_word(std::span{data.bytes}.last(4), parse_u32(value, "value"));
+    }
+    if (data.bytes.empty()) {
+        throw Failure{ExitCode::failure, fmt::format("{}: the file is empty", options.file), "Give a file with data."};
+    }
+    if (data.range().end() > uint64_t{1} << 32) {
+        throw Failure{ExitCode::usage, "the data reaches beyond 4 GiB", "Begin at a lower address."};
+    }
+    return data;
+}
+
+bool overlaps(const Range& a, const Range& b)
+{
+    return a.first < b.end() && b.first < a.end();
+}
+
+// The chip ignores a write that takes the wrong way, without telling anybody.
+void require_right_way(const Options& options, const Data& data)
+{
+    const Range range = data.range();
+    const Range flash_area{memory_map::flash_start, memory_map::ficr.first};
+    const bool in_flash = overlaps(range, flash_area) || overlaps(range, memory_map::uicr);
+    const bool in_ficr = overlaps(range, memory_map::ficr);
+    const auto refuse = [&](const char* reason, const char* hint) {
+        throw Failure{ExitCode::usage, fmt::format("{} {}", format_range(range), reason), hint};
+    };
+    if (options.ficr && !memory_map::ficr.contains(range)) {
+        refuse("is not in the factory area", "Leave --ficr away.");
+    }
+    if (in_ficr && !options.ficr) {
+        refuse("is in the factory area, where the chip ignores plain writes", "Add --ficr if that is what you want.");
+    }
+    if (in_flash && !options.flash) {
+        refuse("is in flash or UICR, where the chip ignores plain writes",
+               "Add --flash to write through the flash controller.");
+    }
+    if (options.flash && !in_flash) {
+        refuse("is neither in flash nor in UICR", "Leave --flash away.");
+    }
+    if (options.ficr && data.bytes.size() % 4 != 0) {
+        refuse("does not consist of whole words", "Fill the file up to a multiple of 4 bytes.");
+    }
+    const bool protects = range.contains(uint64_t{memory_map::uicr_approtect}) &&
+                          data.bytes[memory_map::uicr_approtect - data.address] != 0xFF;
+    if (protects && !options.allow_protect) {
+        refuse("would turn readback protection on", "Use `tessit protect`, or add --allow-protect.");
+    }
+}
+
+void require_written(const Target& target, const Data& data)
+{
+    Mismatches mismatches;
+    mismatches.compare(data.address, data.bytes, target.read(data.range()));
+    if (mismatches.count() == 0) {
+        return;
+    }
+    const Mismatch& mismatch = mismatches.first().front();
+    throw Failure{ExitCode::verify_mismatch,
+                  fmt::format("the byte at {:#010x} reads {:#04x} after writing {:#04x}", mismatch.address,
+                              mismatch.found, mismatch.expected),
+                  "Writing only clears bits: erase first with `tessit erase`, or use `tessit program`."};
+}
+
+Report write(const Target& target, const Options& options, const Data& data)
+{
+    RunStateKeeper run_state{target};
+    if (options.ficr) {
+        run_state.release();
+        target.session().check(
+            TESSIT_ficrwrite(data.address, data.bytes.data(), static_cast<uint32_t>(data.bytes.size())),
+            fmt::format("write the factory area at {:#010x}", data.address));
+    } else {
+        target.write(data.address, data.bytes, options.flash ? WritePath::flash_controller : WritePath::bus);
+    }
+    if (options.ficr || options.flash) {
+        run_state.release();
+        require_written(target, data);
+    }
+    run_state.restore();
+    return {fmt::format("Wrote {} at {:#010x}{}.\n", format_size(data.bytes.size()), data.address,
+                        options.ficr || options.flash ? "; the CPU is halted" : ""),
+            {{"probe", target.session().serial()}, {"address", data.address}, {"length", data.bytes.size()}}};
+}
+
+ExitCode run(const Invocation& invocation, const Options& options)
+{
+    const Data data = collect(options);
+    require_right_way(options, data);
+    if (options.ficr) {
+        invocation.console.confirm("What is written to the factory area can never be erased again.");
+    }
+    return run_on_probe(invocation, [&](Target& target) { return write(target, options, data); });
+}
+
+} // namespace
+
+Command add_write(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("write", "Write words, or a file's bytes, to memory or registers");
+    const auto options = std::make_shared<Options>();
+    command->add_option("ADDR", options->address, "Address, a multiple of 4")->required();
+    command->add_option("VALUE", options->values, "32-bit words, written one behind the other");
+    command->add_option("--file", options->file, "Write the bytes of a file instead")->type_name("FILE");
+    auto* const flash = command->add_flag("--flash", options->flash,
+                                          "Write flash or UICR through the flash controller, without an erase");
+    command->add_flag("--ficr", options->ficr, "Write the factory area, which cannot be undone")->excludes(flash);
+    command->add_flag("--allow-protect", options->allow_protect, "Accept a value that turns readback protection on");
+    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,57 @@
+#include "flash/mismatches.h"
+
+#include "terminal/progress.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace tessit::cli {
+
+void Mismatches::compare(uint32_t address, std::span<const uint8_t> expected, std::span<const uint8_t> found)
+{
+    constexpr size_t listed = 8;
+    for (size_t i = 0; i < expected.size(); ++i) {
+        if (expected[i] == found[i]) {
+            continue;
+        }
+        ++count_;
+        if (first_.size() < listed) {
+            first_.push_back({address + static_cast<uint32_t>(i), expected[i], found[i]});
+        }
+    }
+}
+
+void Mismatches::require_none(std::string_view what) const
+{
+    if (count_ == 0) {
+        return;
+    }
+    std::string list;
+    for (const Mismatch& mismatch : first_) {
+        fmt::format_to(std::back_inserter(list), "\n  {:#010x}  expected {:#04x}, found {:#04x}", mismatch.address,
+                       mismatch.expected, mismatch.found);
+    }
+    if (count_ > first_.size()) {
+        fmt::format_to(std::back_inserter(list), "\n  and {} more", count_ - first_.size());
+    }
+    throw Failure{ExitCode::verify_mismatch,
+                  fmt::format("the chip differs from {} in {} byte{}:{}", what, count_, count_ == 1 ? "" : "s", list),
+                  "`tessit program` writes the file anew. Firmware that writes to its own flash also differs."};
+}
+
+Mismatches compare_with_target(const Target& target, const Image& image, const std::string& phase,
+                               const Console& console)
+{
+    Mismatches mismatches;
+    Progress progress{console, phase, image.size(), "bytes"};
+    for (const Segment& segment : image.segments()) {
+        std::vector<uint8_t> found(segment.bytes.size());
+        target.read(segment.address, found, [&progress](size_t bytes) { progress.advance(bytes); });
+        mismatches.compare(segment.address, segment.bytes, found);
+    }
+    progress.finish();
+    return mismatches;
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,46 @@
+// What the command asks of the operating system; each system has its own file beside this one.
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tessit::cli::platform {
+
+std::filesystem::path executable_folder();
+
+// Folder of the user's configuration files; empty when the environment names none.
+std::filesystem::path user_config_folder();
+
+// File name of the simulated J-Link library.
+extern const char* const simulation_file_name;
+
+// Where installers of the J-Link software put its library, the likeliest first; of several versions the newest.
+std::vector<std::filesystem::path> jlink_install_places();
+
+bool is_terminal(std::FILE* stream);
+
+// Ctrl-C and a request to terminate are noted from now on; a second one ends the process at once. Writing to a closed
+// pipe becomes an ordinary write error.
+void catch_interrupts();
+bool is_interrupted();
+
+// A shared library that is loaded until the object goes. The constructor throws std::runtime_error with the system's
+// reason.
+class Module
+{
+public:
+    explicit Module(const std::filesystem::path& path);
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+    ~Module();
+
+    // Null when the library has no such function.
+    void* find(const char* name) const;
+
+private:
+    void* handle_;
+};
+
+} // namespace tessit::cli::platform

@@ -1,0 +1,114 @@
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace tessit::cli::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+volatile std::sig_atomic_t interrupt_flag = 0; // a signal handler can reach nothing else
+
+void note_interrupt(int)
+{
+    interrupt_flag = 1;
+}
+
+std::string environment(const char* name)
+{
+    const char* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): one thread
+    return value == nullptr ? "" : value;
+}
+
+#if defined(__APPLE__)
+constexpr const char* jlink_file_name = "libjlinkarm.dylib";
+constexpr const char* jlink_parent = "/Applications/SEGGER";
+#else
+constexpr const char* jlink_file_name = "libjlinkarm.so";
+constexpr const char* jlink_parent = "/opt/SEGGER";
+#endif
+
+} // namespace
+
+#if defined(__APPLE__)
+const char* const simulation_file_name = "libjlinkarm_sim.dylib";
+#else
+const char* const simulation_file_name = "libjlinkarm_sim.so";
+#endif
+
+fs::path executable_folder()
+{
+    std::error_code error;
+    const fs::path executable = fs::read_symlink("/proc/self/exe", error);
+    return error ? fs::current_path() : executable.parent_path();
+}
+
+fs::path user_config_folder()
+{
+    if (const std::string folder = environment("XDG_CONFIG_HOME"); !folder.empty()) {
+        return folder;
+    }
+    const std::string home = environment("HOME");
+    return home.empty() ? fs::path{} : fs::path{home} / ".config";
+}
+
+std::vector<fs::path> jlink_install_places()
+{
+    std::vector<fs::path> versions;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator{jlink_parent, error}) {
+        if (entry.path().filename().string().starts_with("JLink_")) {
+            versions.push_back(entry.path() / jlink_file_name);
+        }
+    }
+    std::ranges::sort(versions, std::greater{});
+    versions.insert(versions.begin(), fs::path{jlink_parent} / "JLink" / jlink_file_name);
+    for (const char* folder : {"/usr/local/lib", "/usr/lib"}) {
+        versions.push_back(fs::path{folder} / jlink_file_name);
+    }
+    return versions;
+}
+
+bool is_terminal(std::FILE* stream)
+{
+    return isatty(fileno(stream)) != 0;
+}
+
+void catch_interrupts()
+{
+    struct sigaction action = {};
+    action.sa_handler = &note_interrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND); // and no SA_RESTART: a prompt ends at once
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool is_interrupted()
+{
+    return interrupt_flag != 0;
+}
+
+Module::Module(const fs::path& path) : handle_{dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)}
+{
+    if (handle_ == nullptr) {
+        throw std::runtime_error{dlerror()};
+    }
+}
+
+Module::~Module()
+{
+    dlclose(handle_);
+}
+
+void* Module::find(const char* name) const
+{
+    return dlsym(handle_, name);
+}
+
+} // namespace tessit::cli::platform

@@ -1,0 +1,103 @@
+#include "session/library_log.h"
+
+#include "failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <utility>
+
+namespace tessit::cli {
+namespace {
+
+constexpr std::string_view jlink_mark = "JLink:\t";
+constexpr std::string_view prefix = "Birch_";
+
+// Messages that tell of progress, not of a failure.
+constexpr std::array<std::string_view, 2> progress_messages{"There is no generic Birch device", "Device version is "};
+
+std::string_view without_line_end(std::string_view text)
+{
+    const size_t last = text.find_last_not_of(" \r\n.");
+    return last == std::string_view::npos ? std::string_view{} : text.substr(0, last + 1);
+}
+
+} // namespace
+
+LibraryLog* LibraryLog::active = nullptr;
+
+LibraryLog::LibraryLog(bool is_shown, const std::string& file) : is_shown_{is_shown}
+{
+    if (!file.empty()) {
+        file_.reset(std::fopen(file.c_str(), "w"));
+        if (!file_) {
+            throw Failure{ExitCode::failure, fmt::format("cannot write the log {}: {}", file, std::strerror(errno)),
+                          "Give --log another file."};
+        }
+    }
+    active = this;
+}
+
+LibraryLog::~LibraryLog()
+{
+    active = nullptr;
+}
+
+void LibraryLog::receive(const char* line)
+{
+    if (active != nullptr) {
+        active->take(line);
+    }
+}
+
+void LibraryLog::take(std::string_view line)
+{
+    const std::string_view shown = line.substr(0, line.find_last_not_of("\r\n") + 1);
+    if (is_shown_) {
+        fmt::print(stderr, "{}\n", shown);
+    }
+    if (file_) {
+        fmt::print(file_.get(), "{}\n", shown);
+    }
+
+    const size_t tag = line.find(prefix);
+    const size_t separator = line.find(":\t");
+    if (separator != std::string_view::npos) {
+        take_message(line.substr(separator + 2));
+        return;
+    }
+    if (tag == 0) { // a call of ours begins; what was said before belongs to others
+        complaint_.clear();
+        jlink_text_.clear();
+        jlink_reason_.clear();
+    }
+    if (tag != std::string_view::npos && listener_) {
+        listener_(line.substr(tag + prefix.size()));
+    }
+}
+
+void LibraryLog::take_message(std::string_view message)
+{
+    if (message.starts_with(jlink_mark)) {
+        jlink_text_ = without_line_end(message.substr(jlink_mark.size()));
+        return;
+    }
+    const bool is_progress = std::ranges::any_of(
+        progress_messages, [message](std::string_view progress) { return message.starts_with(progress); });
+    if (!is_progress) {
+        complaint_ = without_line_end(message);
+        jlink_reason_ = std::exchange(jlink_text_, {});
+    }
+}
+
+std::string LibraryLog::reason() const
+{
+    if (complaint_.empty() || jlink_reason_.empty()) {
+        return complaint_;
+    }
+    return fmt::format("{} ({})", complaint_, jlink_reason_);
+}
+
+} // namespace tessit::cli

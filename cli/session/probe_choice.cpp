@@ -1,0 +1,72 @@
+#include "session/probe_choice.h"
+
+#include "failure.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <string>
+
+namespace tessit::cli {
+namespace {
+
+std::vector<uint32_t> matching(const std::string& ending, const std::vector<uint32_t>& attached)
+{
+    std::vector<uint32_t> matches;
+    for (const uint32_t serial : attached) {
+        const std::string text = std::to_string(serial);
+        if (text == ending) {
+            return {serial};
+        }
+        if (text.ends_with(ending)) {
+            matches.push_back(serial);
+        }
+    }
+    return matches;
+}
+
+uint32_t choose_one(const std::string& ending, const std::vector<uint32_t>& attached)
+{
+    const std::vector<uint32_t> matches = matching(ending, attached);
+    if (matches.empty()) {
+        throw Failure{ExitCode::no_probe, fmt::format("no attached probe has the serial number {}", ending),
+                      fmt::format("Attached: {}.", fmt::join(attached, ", "))};
+    }
+    if (matches.size() > 1) {
+        throw Failure{ExitCode::no_probe,
+                      fmt::format("several attached probes end in {}: {}", ending, fmt::join(matches, ", ")),
+                      "Give more digits of the serial number."};
+    }
+    return matches.front();
+}
+
+} // namespace
+
+std::vector<uint32_t> choose_probes(const Settings& settings, const std::vector<uint32_t>& attached)
+{
+    if (attached.empty()) {
+        throw Failure{ExitCode::no_probe, "no probe is attached",
+                      "Plug a J-Link probe in; on Linux check the udev rules of the J-Link software."};
+    }
+    if (settings.all_probes) {
+        return attached;
+    }
+    if (settings.probes.empty() && attached.size() > 1) {
+        throw Failure{
+            ExitCode::no_probe,
+            fmt::format("{} probes are attached and none is named: {}", attached.size(), fmt::join(attached, ", ")),
+            fmt::format("Choose one with --probe {}.", attached.front())};
+    }
+    if (settings.probes.empty()) {
+        return attached;
+    }
+    std::vector<uint32_t> chosen;
+    for (const std::string& ending : settings.probes) {
+        const uint32_t serial = choose_one(ending, attached);
+        if (std::ranges::find(chosen, serial) == chosen.end()) {
+            chosen.push_back(serial);
+        }
+    }
+    return chosen;
+}
+
+} // namespace tessit::cli

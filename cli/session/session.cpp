@@ -1,0 +1,69 @@
+#include "session/session.h"
+
+#include "session/jlink_location.h"
+#include "session/result.h"
+
+#include <fmt/format.h>
+
+namespace tessit::cli {
+
+Session::Session(const Settings& settings)
+    : settings_{settings}, jlink_path_{find_jlink_library(settings)}, log_{settings.verbose, settings.log_file}
+{
+    check(TESSIT_open_dll(jlink_path_.c_str(), &LibraryLog::receive, BIRCH_FAMILY),
+          fmt::format("use the J-Link library {}", jlink_path_));
+}
+
+Session::~Session()
+{
+    TESSIT_close_dll();
+}
+
+std::vector<uint32_t> Session::attached_probes() const
+{
+    uint32_t count = 0;
+    check(TESSIT_enum_emu_snr(nullptr, 0, &count), "list the probes");
+    std::vector<uint32_t> serials(count);
+    check(TESSIT_enum_emu_snr(serials.data(), count, &count), "list the probes");
+    // A probe may have come or gone between the two calls.
+    serials.resize(std::min<size_t>(serials.size(), count));
+    return serials;
+}
+
+void Session::connect(uint32_t serial)
+{
+    serial_ = serial;
+    check(TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz), fmt::format("use probe {}", serial));
+}
+
+void Session::disconnect()
+{
+    check(TESSIT_disconnect_from_emu(), fmt::format("release probe {}", serial_));
+}
+
+void Session::check(result_code_t result, std::string_view what) const
+{
+    if (result == RESULT_OK) {
+        return;
+    }
+    const ResultText& text = result_text(result);
+    const std::string said = log_.reason();
+    const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
+    throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result)};
+}
+
+std::string Session::hint_for(result_code_t result) const
+{
+    if (result == ERR_PROTECTED) {
+        return fmt::format("`{}` unprotects it and erases everything in it: flash, UICR and RAM.",
+                           command_line("recover --yes"));
+    }
+    return result_text(result).hint;
+}
+
+std::string Session::command_line(std::string_view words) const
+{
+    return fmt::format("tessit{} --probe {} {}", settings_.library_flags, serial_, words);
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,51 @@
+// The library with a J-Link library loaded, and a session with one probe at a time. Everything is closed with the
+// object.
+#pragma once
+
+#include "app/settings.h"
+#include "session/library_log.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tessit::cli {
+
+class Session
+{
+public:
+    // Loads the J-Link library; throws a Failure as everything here does.
+    explicit Session(const Settings& settings);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    const Settings& settings() const { return settings_; }
+    const std::string& jlink_path() const { return jlink_path_; }
+    LibraryLog& log() { return log_; }
+
+    // Serial numbers in the order in which the J-Link library lists them.
+    std::vector<uint32_t> attached_probes() const;
+
+    void connect(uint32_t serial);
+    void disconnect();
+    uint32_t serial() const { return serial_; }
+
+    // Throws unless the result is RESULT_OK. `what` completes "cannot ...".
+    void check(result_code_t result, std::string_view what) const;
+
+    // "tessit --sim --probe 123 recover --yes": the words for this session's probe, ready to be typed.
+    std::string command_line(std::string_view words) const;
+
+private:
+    std::string hint_for(result_code_t result) const;
+
+    const Settings& settings_;
+    std::string jlink_path_;
+    LibraryLog log_;
+    uint32_t serial_ = 0; // of the probe that was connected last, 0 before that
+};
+
+} // namespace tessit::cli

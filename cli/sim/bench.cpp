@@ -1,0 +1,77 @@
+#include "sim/bench.h"
+
+#include "failure.h"
+#include "session/jlink_location.h"
+
+#include <fmt/format.h>
+
+namespace tessit::cli {
+
+Bench::Bench() : module_{find_simulation()} {}
+
+template <typename Function>
+Function Bench::find(const char* name) const
+{
+    void* const address = module_.find(name);
+    if (address == nullptr) {
+        throw Failure{ExitCode::failure, fmt::format("the simulated J-Link library has no function {}", name),
+                      "Use a command and a simulation of the same version."};
+    }
+    return reinterpret_cast<Function>(address);
+}
+
+void Bench::require(int result, const std::string& what) const
+{
+    if (result < 0) {
+        throw Failure{
+            ExitCode::failure,
+            fmt::format("cannot {}: {}", what, find<decltype(&JLINKSIM_error_text)>("JLINKSIM_error_text")()),
+            "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench is "
+            "used."};
+    }
+}
+
+void Bench::open() const
+{
+    require(find<decltype(&JLINKSIM_open_bench)>("JLINKSIM_open_bench")(nullptr), "open the simulated bench");
+}
+
+std::string Bench::path() const
+{
+    open();
+    return find<decltype(&JLINKSIM_bench_path)>("JLINKSIM_bench_path")();
+}
+
+std::vector<jlinksim_probe_t> Bench::probes() const
+{
+    open();
+    const int count = find<decltype(&JLINKSIM_count_probes)>("JLINKSIM_count_probes")();
+    require(count, "count the simulated probes");
+    std::vector<jlinksim_probe_t> probes(static_cast<size_t>(count));
+    for (size_t i = 0; i < probes.size(); ++i) {
+        require(
+            find<decltype(&JLINKSIM_describe_probe)>("JLINKSIM_describe_probe")(static_cast<uint32_t>(i), &probes[i]),
+            "describe a simulated probe");
+    }
+    return probes;
+}
+
+void Bench::write_example(const std::string& path) const
+{
+    require(find<decltype(&JLINKSIM_write_example_bench)>("JLINKSIM_write_example_bench")(path.c_str()),
+            fmt::format("write the bench file {}", path));
+}
+
+void Bench::factory_reset(uint32_t serial) const
+{
+    require(find<decltype(&JLINKSIM_factory_reset)>("JLINKSIM_factory_reset")(serial),
+            fmt::format("give the chip on probe {} its factory state", serial));
+}
+
+void Bench::power_cycle(uint32_t serial) const
+{
+    require(find<decltype(&JLINKSIM_power_cycle)>("JLINKSIM_power_cycle")(serial),
+            fmt::format("switch the chip on probe {} off and on", serial));
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,36 @@
+// The simulated bench, through the control interface of the simulated J-Link library. This and the `sim` command are
+// the only parts of the command line that know of it.
+#pragma once
+
+#include "platform/platform.h"
+
+#include <cstdint>
+#include <jlinkarm_sim.h>
+#include <string>
+#include <vector>
+
+namespace tessit::cli {
+
+class Bench
+{
+public:
+    // Loads the simulated library; the bench itself is opened on first use. Throws a Failure as everything here does.
+    Bench();
+
+    std::string path() const; // of the bench file; empty for the built-in bench
+    std::vector<jlinksim_probe_t> probes() const;
+
+    void write_example(const std::string& path) const;
+    void factory_reset(uint32_t serial) const;
+    void power_cycle(uint32_t serial) const;
+
+private:
+    template <typename Function>
+    Function find(const char* name) const;
+    void open() const;
+    void require(int result, const std::string& what) const;
+
+    platform::Module module_;
+};
+
+} // namespace tessit::cli

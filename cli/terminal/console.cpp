@@ -1,0 +1,97 @@
+#include "terminal/console.h"
+
+#include "platform/platform.h"
+
+#include <array>
+#include <cstdlib>
+#include <fmt/color.h>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+bool environment_has(const char* name)
+{
+    const char* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): one thread
+    return value != nullptr && *value != '\0';
+}
+
+std::string read_answer()
+{
+    std::array<char, 64> buffer{};
+    if (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stdin) == nullptr) {
+        return {};
+    }
+    std::string answer = buffer.data();
+    answer.erase(answer.find_last_not_of(" \r\n") + 1);
+    return answer;
+}
+
+} // namespace
+
+Console::Console(const Options& options)
+    : options_{options},
+      draws_bars_{platform::is_terminal(stderr) && !options.narrated},
+      has_colours_{platform::is_terminal(stderr) && !environment_has("NO_COLOR")}
+{
+}
+
+void Console::show(std::string_view text, const Json& json) const
+{
+    fmt::print(stdout, "{}", options_.json ? json.dump(2) + "\n" : std::string{text});
+}
+
+void Console::note(std::string_view line) const
+{
+    fmt::print(stderr, "{}\n", line);
+}
+
+void Console::report_line(const Failure& failure) const
+{
+    const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
+    fmt::print(stderr, "{} {}\n", fmt::format(style, "Error:"), failure.what());
+    if (!failure.hint().empty()) {
+        fmt::print(stderr, "Hint: {}\n", failure.hint());
+    }
+}
+
+Json Console::to_json(const Failure& failure)
+{
+    return {{"code", static_cast<int>(failure.code())}, {"message", failure.what()}, {"hint", failure.hint()}};
+}
+
+void Console::report(const Failure& failure) const
+{
+    if (options_.json) {
+        show({}, Json{{"error", to_json(failure)}});
+    }
+    report_line(failure);
+}
+
+void Console::confirm(std::string_view consequence) const
+{
+    if (options_.yes) {
+        return;
+    }
+    if (!platform::is_terminal(stdin)) {
+        throw Failure{ExitCode::usage,
+                      fmt::format("{} This needs to be confirmed, and there is no terminal to ask", consequence),
+                      "Add --yes when that is what you want."};
+    }
+    fmt::print(stderr, "{} Continue? [y/N] ", consequence);
+    const std::string answer = read_answer();
+    stop_if_interrupted("nothing was changed");
+    if (answer != "y" && answer != "Y" && answer != "yes") {
+        throw Failure{ExitCode::failure, "not confirmed, nothing was changed"};
+    }
+}
+
+void stop_if_interrupted(std::string_view state)
+{
+    if (platform::is_interrupted()) {
+        throw Failure{ExitCode::interrupted,
+                      state.empty() ? std::string{"interrupted"} : fmt::format("interrupted: {}", state)};
+    }
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,59 @@
+#include "terminal/progress.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+
+Progress::Progress(const Console& console, std::string phase, uint64_t total, std::string unit)
+    : console_{console}, phase_{std::move(phase)}, unit_{std::move(unit)}, total_{total}
+{
+    draw();
+}
+
+Progress::~Progress()
+{
+    if (!is_finished_ && console_.draws_bars() && total_ != 0) {
+        fmt::print(stderr, "\n");
+    }
+}
+
+void Progress::advance(uint64_t amount)
+{
+    done_ = std::min(total_, done_ + amount);
+    draw();
+}
+
+void Progress::finish()
+{
+    if (is_finished_ || total_ == 0) {
+        return;
+    }
+    is_finished_ = true;
+    const auto elapsed = std::chrono::steady_clock::now() - start_;
+    if (console_.draws_bars()) {
+        draw();
+        fmt::print(stderr, "  {}\n", format_seconds(elapsed));
+    } else {
+        fmt::print(stderr, "{:<8} {} {} in {}\n", phase_, total_, unit_, format_seconds(elapsed));
+    }
+}
+
+void Progress::draw() const
+{
+    constexpr uint64_t width = 30;
+    if (!console_.draws_bars() || total_ == 0) {
+        return;
+    }
+    const uint64_t filled = width * done_ / total_;
+    fmt::print(stderr, "\r{:<8} [{:#<{}}{:.<{}}] {:3}%  {} {}", phase_, "", filled, "", width - filled,
+               100 * done_ / total_, done_, unit_);
+    std::fflush(stderr);
+}
+
+std::string format_seconds(std::chrono::steady_clock::duration duration)
+{
+    return fmt::format("{:.2f} s", std::chrono::duration<double>{duration}.count());
+}
+
+} // namespace tessit::cli

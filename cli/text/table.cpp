@@ -1,0 +1,62 @@
+#include "text/table.h"
+
+#include "text/bytes.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace tessit::cli {
+
+std::string format_table(const std::vector<std::vector<std::string>>& rows)
+{
+    std::vector<size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        std::string line;
+        for (size_t i = 0; i < row.size(); ++i) {
+            fmt::format_to(std::back_inserter(line), "{:<{}}  ", row[i], widths[i]);
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        text += line + "\n";
+    }
+    return text;
+}
+
+std::string format_hex_dump(uint32_t address, std::span<const uint8_t> bytes)
+{
+    constexpr size_t per_line = 16;
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += per_line) {
+        const auto line = bytes.subspan(i, std::min(per_line, bytes.size() - i));
+        std::string printable;
+        std::ranges::transform(line, std::back_inserter(printable), [](uint8_t byte) {
+            return byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+        });
+        fmt::format_to(std::back_inserter(text), "{:08x}  {:<{}}  |{}|\n", address + i,
+                       fmt::format("{:02x}", fmt::join(line, " ")), per_line * 3 - 1, printable);
+    }
+    return text;
+}
+
+std::string format_word_dump(uint32_t address, std::span<const uint8_t> bytes)
+{
+    constexpr size_t per_line = 16;
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += per_line) {
+        fmt::format_to(std::back_inserter(text), "{:08x} ", address + i);
+        for (size_t word = i; word < std::min(bytes.size(), i + per_line); word += 4) {
+            fmt::format_to(std::back_inserter(text), " {:08x}", load_word(bytes.subspan(word, 4)));
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+} // namespace tessit::cli
