@@ -32,14 +32,16 @@ static uint8_t upper(uint8_t byte)
     return byte >= 'a' && byte <= 'z' ? (uint8_t)(byte - 'a' + 'A') : byte;
 }
 
+/* Both do as much as can be done now, and no more, however busy the host is: so the other gets its turn. */
 static void echo(void)
 {
-    while (rtt_used(echo_ring) != 0 && rtt_room(log_ring) != 0) {
+    const uint32_t waiting = rtt_used(echo_ring);
+    const uint32_t room = rtt_room(log_ring);
+    for (uint32_t bytes = waiting < room ? waiting : room; bytes != 0; --bytes) {
         rtt_put(log_ring, upper(rtt_get(echo_ring)));
     }
 }
 
-/* As many words as fit now; what does not fit comes with the next turn. */
 static void count(void)
 {
     for (uint32_t room = rtt_room(counter_ring); room >= 4; room -= 4) {

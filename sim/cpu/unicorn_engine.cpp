@@ -215,6 +215,9 @@ void UnicornEngine::write_register(unsigned index, std::uint32_t value)
         // The engine takes bit 0 of a written program counter as the Thumb bit.
         const bool thumb = (get(engine_.get(), UC_ARM_REG_XPSR) & cpu_register::xpsr_thumb) != 0;
         set(engine_.get(), id, value | (thumb ? 1U : 0U));
+    } else if (index == cpu_register::xpsr) {
+        set(engine_.get(), id, value);
+        set(engine_.get(), UC_ARM_REG_APSR_G, value); // its GE flags, which a write to XPSR leaves out
     } else if (index == cpu_register::msp || index == cpu_register::psp) {
         const Privileged privileged{engine_.get()};
         set(engine_.get(), id, value);
@@ -247,7 +250,7 @@ void UnicornEngine::restore(const State& state)
     for (std::size_t i = 0; i < state.doubles.size(); ++i) {
         uc_reg_write(engine_.get(), UC_ARM_REG_D0 + static_cast<int>(i), &state.doubles[i]);
     }
-    set(engine_.get(), UC_ARM_REG_XPSR, state.xpsr);
+    write_register(cpu_register::xpsr, state.xpsr);
 }
 
 UnicornEngine::Stop UnicornEngine::execute()

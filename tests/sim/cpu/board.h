@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
-#include <initializer_list>
 #include <iterator>
 #include <ostream>
 #include <stdexcept>
@@ -77,7 +76,7 @@ public:
     }
 
     /// Write code as the host does, and say so.
-    void put(std::uint32_t address, std::initializer_list<unsigned> halfwords)
+    void put(std::uint32_t address, const std::vector<unsigned>& halfwords)
     {
         const std::uint32_t begin = address;
         for (const unsigned halfword : halfwords) {

@@ -17,7 +17,7 @@ class Bus : public testing::Test, public Board
 {
 public:
     /// With R0 = `address`, R1 = 0x89ABCDEF, R2 = 0x01234567.
-    RunResult execute(std::initializer_list<unsigned> code, std::uint32_t address)
+    RunResult execute(const std::vector<unsigned>& code, std::uint32_t address)
     {
         put(0x100, code);
         put(0x100 + 2 * static_cast<std::uint32_t>(code.size()), {0xBE00});
@@ -35,7 +35,7 @@ TEST_F(Bus, CarriesReadsOfEveryWidth)
     struct Row
     {
         const char* what;
-        std::initializer_list<unsigned> code;
+        std::vector<unsigned> code;
         std::uint32_t address;
         unsigned width;
         std::uint32_t result; ///< in R1
@@ -58,7 +58,7 @@ TEST_F(Bus, CarriesReadsOfEveryWidth)
 
 TEST_F(Bus, CarriesWritesOfEveryWidthWithoutStrayBits)
 {
-    const std::vector<std::pair<std::initializer_list<unsigned>, Access>> rows{
+    const std::vector<std::pair<std::vector<unsigned>, Access>> rows{
         {{0x6001}, {write, 0x40000504, 4, 0x89ABCDEF}},
         {{0x8001}, {write, 0x40000504, 2, 0xCDEF}},
         {{0x7001}, {write, 0x40000504, 1, 0xEF}},

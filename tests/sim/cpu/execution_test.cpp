@@ -41,9 +41,7 @@ TEST_F(Execution, ReturnsFromBranchesThatGoNowhere)
         SCOPED_TRACE(what);
         cpu.reset(stack, 0x101);
         set_r(cpu_register::lr, 0x101);
-        for (std::uint32_t i = 0; i < code.size(); ++i) {
-            put(0x100 + 2 * i, {code[i]});
-        }
+        put(0x100, code);
         const RunResult result = cpu.run(10007);
         EXPECT_EQ(result.instructions, 10007);
         EXPECT_EQ(result.why, StopReason::budget_spent);
@@ -123,9 +121,7 @@ TEST_F(Execution, SleepsBehindItsHints)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         cpu.reset(stack, 0x101);
-        for (std::uint32_t i = 0; i < row.code.size(); ++i) {
-            put(0x100 + 2 * i, {row.code[i]});
-        }
+        put(0x100, row.code);
         EXPECT_EQ(cpu.run(10).why, row.why);
         EXPECT_EQ(pc(), 0x100 + row.length);
     }
@@ -162,9 +158,7 @@ TEST_F(Execution, FaultsWithTheProgramCounterAtTheCulprit)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
         cpu.reset(stack, 0x101);
-        for (std::uint32_t i = 0; i < row.code.size(); ++i) {
-            put(0x100 + 2 * i, {row.code[i]});
-        }
+        put(0x100, row.code);
         set_r(0, row.target);
         set_r(1, 0x77);
         const RunResult result = cpu.run(100);

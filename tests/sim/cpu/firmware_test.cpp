@@ -156,28 +156,26 @@ TEST_P(RttEcho, LosesNothingHoweverTheHostReadsAndWrites)
     std::string sent;
     std::string log;
     std::vector<std::uint8_t> stream;
-    for (unsigned turn = 0; turn < 400; ++turn) {
-        const std::string line = "Turn " + std::to_string(turn) + ": z{`@[ \xE4\n";
-        sent += line.substr(0, host.write(down_echo, line));
-        cpu.run(500 + 37 * (turn % 11)); // so that it is met in all places
-        for (const std::uint8_t byte : host.read(up_log)) {
-            log += static_cast<char>(byte);
-        }
+    const auto read = [&] {
+        const std::vector<std::uint8_t> text = host.read(up_log);
+        log.append(text.begin(), text.end());
         const std::vector<std::uint8_t> words = host.read(up_counter);
         stream.insert(stream.end(), words.begin(), words.end());
+    };
+    std::string expected = "rtt_echo is ready\n";
+    for (unsigned turn = 0; turn < 400; ++turn) {
+        const std::string number = std::to_string(turn);
+        const std::size_t written = host.write(down_echo, "Turn " + number + ": z{`@[ \xE4\n");
+        expected += ("TURN " + number + ": Z{`@[ \xE4\n").substr(0, written);
+        cpu.run(500 + 37 * (turn % 11)); // so that it is met in all places
+        read();
     }
-    cpu.run(20000);
-    for (const std::uint8_t byte : host.read(up_log)) {
-        log += static_cast<char>(byte);
+    for (int turn = 0; turn < 10; ++turn) {
+        cpu.run(20000);
+        read();
     }
-
-    std::string expected = "rtt_echo is ready\n" + sent;
-    for (char& letter : expected) {
-        letter = letter >= 'a' && letter <= 'z' && &letter >= &expected[18] ? static_cast<char>(letter - 32) : letter;
-    }
-    EXPECT_EQ(log.substr(0, expected.size()), expected.substr(0, log.size()));
-    EXPECT_GT(sent.size(), 1000);
-    EXPECT_GE(log.size() + 16 + 16, expected.size()) << "but for what may still be in two tiny rings";
+    EXPECT_EQ(log, expected);
+    EXPECT_GT(log.size(), 1000);
 
     EXPECT_GT(stream.size(), 4000);
     EXPECT_EQ(stream.size() % 4, 0);

@@ -67,7 +67,7 @@ TEST(Thumb, EvaluatesAllConditionsOverAllFlags)
 
 TEST(Thumb, WalksThroughAnIfThenBlockOfFour)
 {
-    IfThen block{0x0D}; // ITTET EQ
+    IfThen block{0x05}; // ITTET EQ
     std::vector<bool> executed;
     for (; block.active(); block = block.next()) {
         EXPECT_EQ(IfThen::of_xpsr(block.put_into(0x61000000)).state(), block.state());
