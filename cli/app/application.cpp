@@ -3,6 +3,8 @@
 #include "app/settings.h"
 #include "commands/command.h"
 #include "platform/platform.h"
+#include "sim/bench.h"
+#include "terminal/stream.h"
 
 #include <CLI/Formatter.hpp>
 #include <algorithm>
@@ -38,11 +40,26 @@ std::string help_line(const CLI::App& app)
     return fmt::format("`{} --help` shows what is possible.", line);
 }
 
+[[noreturn]] void refuse(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> rest = app.remaining();
+    const auto verb = std::ranges::find_if(rest, [](const std::string& word) { return !word.starts_with('-'); });
+    if (!app.get_subcommands().empty() || verb == rest.end()) {
+        throw Failure{ExitCode::usage, error.what(), help_line(app)};
+    }
+    std::vector<std::string> verbs;
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        verbs.push_back(command->get_name());
+    }
+    throw Failure{ExitCode::usage, fmt::format("there is no command '{}'", *verb),
+                  fmt::format("Commands are: {}.", fmt::join(verbs, ", "))};
+}
+
 // Whether there is something to run; false after help and version.
 bool parse(CLI::App& app, int argc, const char* const* argv)
 {
     if (argc < 2) {
-        fmt::print(stderr, "{}", app.help());
+        print_to(stderr, "{}", app.help());
         throw Failure{ExitCode::usage, "a verb is missing", "For example: tessit list"};
     }
     try {
@@ -51,7 +68,7 @@ bool parse(CLI::App& app, int argc, const char* const* argv)
         app.exit(success);
         return false;
     } catch (const CLI::ParseError& error) {
-        throw Failure{ExitCode::usage, error.what(), help_line(app)};
+        refuse(app, error);
     }
     return true;
 }
@@ -75,7 +92,7 @@ ExitCode flush_output(ExitCode code)
         return code;
     }
     if (errno != EPIPE) { // the reader has seen enough
-        fmt::print(stderr, "Error: cannot write to standard output: {}\n", std::strerror(errno));
+        print_to(stderr, "Error: cannot write to standard output: {}\n", std::strerror(errno));
     }
     return ExitCode::failure;
 }
@@ -87,18 +104,21 @@ int run_application(int argc, const char* const* argv)
     platform::catch_interrupts();
     Settings settings;
     CLI::App app{description, "tessit"};
-    app.footer(footer);
     app.set_version_flag("--version", "tessit " TESSIT_VERSION);
     app.fallthrough();
     app.require_subcommand(1);
     add_global_options(app, settings);
     const std::vector<Command> commands = add_all_commands(app);
+    app.footer(footer); // after the commands, which would take it over
 
     ExitCode code = ExitCode::done;
     const auto console = [&settings] { return Console{{settings.json, settings.verbose, settings.yes}}; };
     try {
         if (parse(app, argc, argv)) {
             complete_settings(app, settings);
+            if (settings.simulated) {
+                Bench{}.open();
+            }
             code = run_command(commands, {settings, console()});
         }
     } catch (const Failure& failure) {

@@ -131,7 +131,7 @@ void add_size(CLI::App& app, const std::string& name, std::optional<uint32_t>& v
     app.add_option_function<std::string>(
            name, [&value, what](const std::string& text) { value = parse_u32(text, what); },
            fmt::format("The {} instead of what the chip says", what))
-        ->type_name("SIZE");
+        ->option_text("SIZE");
 }
 
 } // namespace
@@ -144,26 +144,25 @@ void add_global_options(CLI::App& app, Settings& settings)
     auto* const probe = app.add_option("-p,--probe", settings.probes,
                                        "Probe to use: its serial number or a unique ending of it; may be repeated for "
                                        "program, verify, erase and info");
-    probe->type_name("SERIAL")->allow_extra_args(false)->check([](const std::string& text) {
+    probe->option_text("SERIAL")->allow_extra_args(false)->check([](const std::string& text) {
         const bool digits = std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
         return digits && !text.empty() ? "" : fmt::format("'{}' is not a serial number", text);
     });
     app.add_flag("--all-probes", settings.all_probes, "Use every attached probe, one after the other")->excludes(probe);
-    app.add_option("-s,--speed", settings.speed_khz, "SWD speed, 125 to 50000")
-        ->type_name("KHZ")
-        ->capture_default_str()
+    app.add_option("-s,--speed", settings.speed_khz, "SWD speed, 125 to 50000; default 4000")
+        ->option_text("KHZ")
         ->check(CLI::Range(slowest_khz, fastest_khz));
     auto* const jlink =
         app.add_option("--jlink", settings.jlink, "J-Link library to load; default: the usual install places")
-            ->type_name("PATH");
+            ->option_text("PATH");
     app.add_flag("--sim", settings.simulated, "Use the simulated bench instead of real probes")->excludes(jlink);
     add_size(app, "--flash-size", settings.flash_size, "flash size");
     add_size(app, "--page-size", settings.page_size, "page size");
     app.add_flag("--json", settings.json, "Print the result as JSON");
     app.add_flag("-v,--verbose", settings.verbose, "Show on standard error what the library does");
-    app.add_option("--log", settings.log_file, "Write what the library does to a file")->type_name("FILE");
+    app.add_option("--log", settings.log_file, "Write what the library does to a file")->option_text("FILE");
     app.add_option(config_option, "Config file; default: tessit/config.toml in the user's config folder")
-        ->type_name("FILE");
+        ->option_text("FILE");
     app.add_flag("-y,--yes", settings.yes, "Do not ask before something is destroyed");
 }
 

@@ -26,7 +26,7 @@ template <typename Parse>
 CLI::Option* add_parsed(CLI::App& app, const std::string& name, Parse parse, const std::string& help,
                         const std::string& type_name)
 {
-    return app.add_option_function<std::string>(name, parse, help)->type_name(type_name);
+    return app.add_option_function<std::string>(name, parse, help)->option_text(type_name);
 }
 
 // Each verb is declared here, defined in the file of its name, and listed in all_commands.cpp.

@@ -130,7 +130,7 @@ Command add_erase(CLI::App& app)
                 }
             },
             "The page that holds the address; may be repeated")
-        ->type_name("ADDR")
+        ->option_text("ADDR")
         ->allow_extra_args(false);
     command->add_flag("--uicr", options->uicr, "The user configuration");
     command->add_flag("--mass", options->mass, "The whole flash and the UICR through the mass-erase register");

@@ -103,7 +103,7 @@ Command add_program(CLI::App& app)
         ->add_option("--erase", options->plan.erase,
                      "What to erase before: the pages that need it, everything with the UICR, or nothing")
         ->transform(CLI::CheckedTransformer(erase_modes))
-        ->type_name("pages|all|none")
+        ->option_text("pages|all|none")
         ->default_str("pages");
     command->add_flag("--verify,!--no-verify", options->verify, "Read back and compare (default), or not");
     command->add_flag("--reset", options->reset, "Reset the chip afterwards and let it run");

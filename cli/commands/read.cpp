@@ -104,7 +104,7 @@ Command add_read(CLI::App& app)
                      "FIRST-END (END excluded), FIRST+LENGTH, an address for its word, or flash, uicr, ficr, ram")
         ->required();
     command->add_option("-o,--output", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)")
-        ->type_name("FILE");
+        ->option_text("FILE");
     command->add_flag("-w,--words", options->as_words, "Show 32-bit words instead of bytes");
     return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }

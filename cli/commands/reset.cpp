@@ -67,7 +67,7 @@ Command add_reset(CLI::App& app)
                      "system: the CPU's system reset; debug: through the control access port; pin: by the reset line. "
                      "debug and pin work on a protected chip too")
         ->transform(CLI::CheckedTransformer(kinds))
-        ->type_name("system|debug|pin")
+        ->option_text("system|debug|pin")
         ->default_str("system");
     command->add_flag("--halt", options->halt, "Leave the CPU halted after the reset");
     return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};

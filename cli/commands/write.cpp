@@ -143,7 +143,7 @@ Command add_write(CLI::App& app)
     const auto options = std::make_shared<Options>();
     command->add_option("ADDR", options->address, "Address, a multiple of 4")->required();
     command->add_option("VALUE", options->values, "32-bit words, written one behind the other");
-    command->add_option("--file", options->file, "Write the bytes of a file instead")->type_name("FILE");
+    command->add_option("--file", options->file, "Write the bytes of a file instead")->option_text("FILE");
     auto* const flash = command->add_flag("--flash", options->flash,
                                           "Write flash or UICR through the flash controller, without an erase");
     command->add_flag("--ficr", options->ficr, "Write the factory area, which cannot be undone")->excludes(flash);

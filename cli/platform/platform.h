@@ -21,6 +21,9 @@ std::vector<std::filesystem::path> jlink_install_places();
 
 bool is_terminal(std::FILE* stream);
 
+// A line of standard input without its end; empty at the end of the input and when Ctrl-C is pressed.
+std::string read_line();
+
 // Ctrl-C and a request to terminate are noted from now on; a second one ends the process at once. Writing to a closed
 // pipe becomes an ordinary write error.
 void catch_interrupts();

@@ -1,6 +1,7 @@
 #include "platform/platform.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <dlfcn.h>
@@ -17,6 +18,15 @@ volatile std::sig_atomic_t interrupt_flag = 0; // a signal handler can reach not
 void note_interrupt(int)
 {
     interrupt_flag = 1;
+}
+
+void handle_interrupts(int flags)
+{
+    struct sigaction action = {};
+    action.sa_handler = &note_interrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | flags;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
 }
 
 std::string environment(const char* name)
@@ -79,13 +89,20 @@ bool is_terminal(std::FILE* stream)
     return isatty(fileno(stream)) != 0;
 }
 
+std::string read_line()
+{
+    handle_interrupts(0); // the read ends at once
+    std::array<char, 256> buffer{};
+    const bool has_line = std::fgets(buffer.data(), static_cast<int>(buffer.size()), stdin) != nullptr;
+    handle_interrupts(SA_RESTART);
+    std::string line = has_line ? buffer.data() : "";
+    line.erase(line.find_last_not_of(" \r\n") + 1);
+    return line;
+}
+
 void catch_interrupts()
 {
-    struct sigaction action = {};
-    action.sa_handler = &note_interrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND); // and no SA_RESTART: a prompt ends at once
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    handle_interrupts(SA_RESTART);
     std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -1,6 +1,7 @@
 #include "session/library_log.h"
 
 #include "failure.h"
+#include "terminal/stream.h"
 
 #include <algorithm>
 #include <array>
@@ -56,10 +57,10 @@ void LibraryLog::take(std::string_view line)
 {
     const std::string_view shown = line.substr(0, line.find_last_not_of("\r\n") + 1);
     if (is_shown_) {
-        fmt::print(stderr, "{}\n", shown);
+        print_to(stderr, "{}\n", shown);
     }
     if (file_) {
-        fmt::print(file_.get(), "{}\n", shown);
+        print_to(file_.get(), "{}\n", shown);
     }
 
     const size_t tag = line.find(prefix);

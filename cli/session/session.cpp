@@ -41,7 +41,7 @@ void Session::disconnect()
     check(TESSIT_disconnect_from_emu(), fmt::format("release probe {}", serial_));
 }
 
-void Session::check(result_code_t result, std::string_view what) const
+void Session::check(result_code_t result, std::string_view what, std::string_view jlink_hint) const
 {
     if (result == RESULT_OK) {
         return;
@@ -49,14 +49,17 @@ void Session::check(result_code_t result, std::string_view what) const
     const ResultText& text = result_text(result);
     const std::string said = log_.reason();
     const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
-    throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result)};
+    throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint)};
 }
 
-std::string Session::hint_for(result_code_t result) const
+std::string Session::hint_for(result_code_t result, std::string_view jlink_hint) const
 {
     if (result == ERR_PROTECTED) {
         return fmt::format("`{}` unprotects it and erases everything in it: flash, UICR and RAM.",
                            command_line("recover --yes"));
+    }
+    if (result == ERR_JLINK_CALL_FAILED && !jlink_hint.empty()) {
+        return std::string{jlink_hint};
     }
     return result_text(result).hint;
 }

@@ -33,14 +33,15 @@ public:
     void disconnect();
     uint32_t serial() const { return serial_; }
 
-    // Throws unless the result is RESULT_OK. `what` completes "cannot ...".
-    void check(result_code_t result, std::string_view what) const;
+    // Throws unless the result is RESULT_OK. `what` completes "cannot ..."; `jlink_hint` is what to do when it is the
+    // J-Link library that failed, instead of the general advice.
+    void check(result_code_t result, std::string_view what, std::string_view jlink_hint = {}) const;
 
     // "tessit --sim --probe 123 recover --yes": the words for this session's probe, ready to be typed.
     std::string command_line(std::string_view words) const;
 
 private:
-    std::string hint_for(result_code_t result) const;
+    std::string hint_for(result_code_t result, std::string_view jlink_hint) const;
 
     const Settings& settings_;
     std::string jlink_path_;

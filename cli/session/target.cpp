@@ -10,6 +10,9 @@
 namespace tessit::cli {
 namespace {
 
+constexpr const char* access_hint =
+    "Check that this chip has something at that address, and the probe's cable and wires.";
+
 void report_chunk(const ChunkDone& done, size_t bytes)
 {
     if (done) {
@@ -39,7 +42,7 @@ void require_plausible(const FlashGeometry& geometry, uint64_t page_count)
 uint32_t Target::read_word(uint32_t address) const
 {
     uint32_t word = 0;
-    session_.check(TESSIT_read_u32(address, &word), fmt::format("read the word at {:#010x}", address));
+    session_.check(TESSIT_read_u32(address, &word), fmt::format("read the word at {:#010x}", address), access_hint);
     return word;
 }
 
@@ -51,7 +54,8 @@ void Target::read(uint32_t address, std::span<uint8_t> bytes, const ChunkDone& d
         const auto length = static_cast<uint32_t>(chunk.size());
         session_.check(
             TESSIT_read(address, chunk.data(), length),
-            fmt::format("read {} at {:#010x} ({})", format_size(length), address, memory_map::area_name(address)));
+            fmt::format("read {} at {:#010x} ({})", format_size(length), address, memory_map::area_name(address)),
+            access_hint);
         report_chunk(done, chunk.size());
         address += length;
         bytes = bytes.subspan(chunk.size());
@@ -73,7 +77,8 @@ void Target::write(uint32_t address, std::span<const uint8_t> bytes, WritePath p
         const auto length = static_cast<uint32_t>(chunk.size());
         session_.check(
             TESSIT_write(address, chunk.data(), length, static_cast<uint8_t>(path)),
-            fmt::format("write {} at {:#010x} ({})", format_size(length), address, memory_map::area_name(address)));
+            fmt::format("write {} at {:#010x} ({})", format_size(length), address, memory_map::area_name(address)),
+            access_hint);
         report_chunk(done, chunk.size());
         address += length;
         bytes = bytes.subspan(chunk.size());
@@ -93,8 +98,18 @@ FlashGeometry Target::flash_geometry() const
     return geometry;
 }
 
+void Target::connect() const
+{
+    bool connected = false;
+    session_.check(TESSIT_is_connected_to_device(&connected), "ask whether the chip is connected");
+    if (!connected) {
+        session_.check(TESSIT_connect_to_device(), "connect to the chip");
+    }
+}
+
 bool Target::is_halted() const
 {
+    connect();
     bool halted = false;
     session_.check(TESSIT_is_halted(&halted), "ask whether the CPU is halted");
     return halted;

@@ -49,6 +49,9 @@ public:
     // From the chip's factory area, or from --flash-size and --page-size.
     FlashGeometry flash_geometry() const;
 
+    // Every access connects on demand; this is for the sake of a message that says so.
+    void connect() const;
+
     bool is_halted() const;
     void halt() const;
     void go() const;

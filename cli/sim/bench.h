@@ -17,6 +17,10 @@ public:
     // Loads the simulated library; the bench itself is opened on first use. Throws a Failure as everything here does.
     Bench();
 
+    // Opens the bench that the environment names. The J-Link functions would do so by themselves, but could not say
+    // what is wrong with its file.
+    void open() const;
+
     std::string path() const; // of the bench file; empty for the built-in bench
     std::vector<jlinksim_probe_t> probes() const;
 
@@ -27,7 +31,6 @@ public:
 private:
     template <typename Function>
     Function find(const char* name) const;
-    void open() const;
     void require(int result, const std::string& what) const;
 
     platform::Module module_;

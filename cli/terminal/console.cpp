@@ -1,8 +1,8 @@
 #include "terminal/console.h"
 
 #include "platform/platform.h"
+#include "terminal/stream.h"
 
-#include <array>
 #include <cstdlib>
 #include <fmt/color.h>
 #include <fmt/format.h>
@@ -16,17 +16,6 @@ bool environment_has(const char* name)
     return value != nullptr && *value != '\0';
 }
 
-std::string read_answer()
-{
-    std::array<char, 64> buffer{};
-    if (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stdin) == nullptr) {
-        return {};
-    }
-    std::string answer = buffer.data();
-    answer.erase(answer.find_last_not_of(" \r\n") + 1);
-    return answer;
-}
-
 } // namespace
 
 Console::Console(const Options& options)
@@ -38,20 +27,20 @@ Console::Console(const Options& options)
 
 void Console::show(std::string_view text, const Json& json) const
 {
-    fmt::print(stdout, "{}", options_.json ? json.dump(2) + "\n" : std::string{text});
+    print_to(stdout, "{}", options_.json ? json.dump(2) + "\n" : std::string{text});
 }
 
 void Console::note(std::string_view line) const
 {
-    fmt::print(stderr, "{}\n", line);
+    print_to(stderr, "{}\n", line);
 }
 
 void Console::report_line(const Failure& failure) const
 {
     const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
-    fmt::print(stderr, "{} {}\n", fmt::format(style, "Error:"), failure.what());
+    print_to(stderr, "{} {}\n", fmt::format(style, "Error:"), failure.what());
     if (!failure.hint().empty()) {
-        fmt::print(stderr, "Hint: {}\n", failure.hint());
+        print_to(stderr, "Hint: {}\n", failure.hint());
     }
 }
 
@@ -78,8 +67,8 @@ void Console::confirm(std::string_view consequence) const
                       fmt::format("{} This needs to be confirmed, and there is no terminal to ask", consequence),
                       "Add --yes when that is what you want."};
     }
-    fmt::print(stderr, "{} Continue? [y/N] ", consequence);
-    const std::string answer = read_answer();
+    print_to(stderr, "{} Continue? [y/N] ", consequence);
+    const std::string answer = platform::read_line();
     stop_if_interrupted("nothing was changed");
     if (answer != "y" && answer != "Y" && answer != "yes") {
         throw Failure{ExitCode::failure, "not confirmed, nothing was changed"};

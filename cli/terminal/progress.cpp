@@ -1,5 +1,7 @@
 #include "terminal/progress.h"
 
+#include "terminal/stream.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -14,7 +16,7 @@ Progress::Progress(const Console& console, std::string phase, uint64_t total, st
 Progress::~Progress()
 {
     if (!is_finished_ && console_.draws_bars() && total_ != 0) {
-        fmt::print(stderr, "\n");
+        print_to(stderr, "\n");
     }
 }
 
@@ -33,9 +35,9 @@ void Progress::finish()
     const auto elapsed = std::chrono::steady_clock::now() - start_;
     if (console_.draws_bars()) {
         draw();
-        fmt::print(stderr, "  {}\n", format_seconds(elapsed));
+        print_to(stderr, "  {}\n", format_seconds(elapsed));
     } else {
-        fmt::print(stderr, "{:<8} {} {} in {}\n", phase_, total_, unit_, format_seconds(elapsed));
+        print_to(stderr, "{:<8} {} {} in {}\n", phase_, total_, unit_, format_seconds(elapsed));
     }
 }
 
@@ -46,8 +48,8 @@ void Progress::draw() const
         return;
     }
     const uint64_t filled = width * done_ / total_;
-    fmt::print(stderr, "\r{:<8} [{:#<{}}{:.<{}}] {:3}%  {} {}", phase_, "", filled, "", width - filled,
-               100 * done_ / total_, done_, unit_);
+    print_to(stderr, "\r{:<8} [{:#<{}}{:.<{}}] {:3}%  {} {}", phase_, "", filled, "", width - filled,
+             100 * done_ / total_, done_, unit_);
     std::fflush(stderr);
 }
 
