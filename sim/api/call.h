@@ -59,12 +59,13 @@ public:
     {
         session.bench().clock().call_begins();
         session.call_begins(function);
+        session.let_chip_live();
     }
     CallTime(const CallTime&) = delete;
     CallTime& operator=(const CallTime&) = delete;
     ~CallTime()
     {
-        session_.call_ends();
+        session_.let_chip_live();
         session_.bench().records().call_ends();
         session_.bench().clock().call_ends();
     }

@@ -197,6 +197,7 @@ int JLINKSIM_CALL JLINKSIM_factory_reset(uint32_t serial_number)
 {
     return control([&] {
         require_probe(serial_number).factory_reset();
+        Library::instance().session().supply_changed(serial_number);
         return 0;
     });
 }

@@ -106,10 +106,14 @@ void Probe::factory_reset()
 
 void Probe::set_supply(std::uint32_t millivolts)
 {
+    if (!config_.chip) {
+        supply_millivolts_ = millivolts;
+        return;
+    }
+    const Hold hold{*this};
     const bool had_supply = has_supply();
     supply_millivolts_ = millivolts;
-    if (!had_supply && has_supply() && config_.chip) {
-        const Hold hold{*this};
+    if (!had_supply && has_supply()) {
         chip_->chip.power_on();
     }
 }

@@ -28,7 +28,6 @@ constexpr std::uint32_t reset_key = 0x05FA;
 constexpr std::uint32_t reset_request = 1U << 2;
 constexpr std::uint32_t register_transfer_write = 1U << 16;
 
-constexpr std::uint32_t blank_word = 0xFFFFFFFF;
 constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
 constexpr unsigned program_counter = 15;
 constexpr std::uint32_t reset_vectors = 0; // where VTOR points after a reset
@@ -144,6 +143,14 @@ void Core::write_cpu_register(unsigned index, std::uint32_t value)
     keep_registers();
 }
 
+bool Core::is_executable(std::uint32_t handler)
+{
+    constexpr std::uint32_t thumb_bit = 1;
+    constexpr std::uint32_t last_code_address = 0x3FFFFFFF; // code and RAM regions of the address map
+    std::uint8_t instruction[2];
+    return (handler & thumb_bit) != 0 && handler <= last_code_address && bus_.peek(handler - thumb_bit, instruction);
+}
+
 void Core::reset(ResetKind kind)
 {
     RegisterBlock::reset(kind);
@@ -152,8 +159,8 @@ void Core::reset(ResetKind kind)
     unspent_ = 0;
     if (is_debug_enabled() && (word(exception_monitor) & catch_core_reset) != 0) {
         set_state(RunState::halted);
-    } else if (handler == blank_word) {
-        // A chip without a program: nothing to tell anybody about.
+    } else if (!is_executable(handler)) {
+        // A chip without a program: it does nothing, and there is nothing to tell anybody about.
         cpu().write_register(program_counter, lock_up_address);
         set_state(RunState::locked_up);
     } else {

@@ -71,6 +71,8 @@ private:
     void write_debug_control(std::uint32_t value, unsigned index);
     void transfer_register(std::uint32_t value, unsigned index);
 
+    /// Whether a reset vector leads to memory that could hold a program.
+    bool is_executable(std::uint32_t handler);
     Cpu& cpu();
     void run(std::uint64_t budget);
     void stopped(const RunResult& result);

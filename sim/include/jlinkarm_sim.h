@@ -13,10 +13,13 @@
  *   JLINKARM_SIM_BENCH    bench file; not set or empty means the built-in bench
  *   JLINKARM_SIM_STATE    folder of the state of the built-in bench; without it $XDG_STATE_HOME/tessit/bench or
  *                         ~/.local/state/tessit/bench. A bench file's state stands beside it, in FILE.state/
+ *   JLINKARM_SIM_REALTIME 1: real time that passes between calls counts for chips, too; 0: it does not; without it the
+ *                         bench file decides
  *   JLINKARM_SIM_TRACE    file to which every J-Link call is appended, a line each
  *   JLINKARM_SIM_RECORDS  file to which every witness record is appended, a line each
  *   JLINKARM_SIM_FAULTS   faults to inject, separated by ';', each FUNCTION#N followed by one or more of
- *                         =RESULT  !TEXT (error text)  ?CODE (pending error)  @unplug  +COUNT (calls that fail, 0 all):
+ *                         =RESULT  ?CODE (pending error)  @unplug  +COUNT (calls that fail, 0 all)  !TEXT (error text;
+ *                         it comes last, up to the ';'):
  *                         "JLINKARM_ReadMem#3=-1;JLINKARM_WriteMem#10@unplug"
  */
 #ifndef JLINKARM_SIM_H
@@ -82,6 +85,8 @@ JLINKSIM_API int JLINKSIM_CALL JLINKSIM_write_example_bench(const char* path);
 /* Path of the open bench's file, "" for the built-in bench. */
 JLINKSIM_API const char* JLINKSIM_CALL JLINKSIM_bench_path(void);
 JLINKSIM_API int JLINKSIM_CALL JLINKSIM_count_probes(void);
+/* Also of a probe that another process holds. On failure, for example when the chip's state cannot be read, the record
+ * holds what does not need the chip. */
 JLINKSIM_API int JLINKSIM_CALL JLINKSIM_describe_probe(uint32_t index, jlinksim_probe_t* probe);
 
 /* Chip. A probe that another process holds is refused. */

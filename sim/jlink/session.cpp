@@ -33,7 +33,7 @@ void Session::spend_block(std::uint64_t bytes)
     spend(words + addresses + timing::swd_transfers_around_block);
 }
 
-void Session::call_ends()
+void Session::let_chip_live()
 {
     const std::uint64_t now = bench_.clock().device();
     if (Chip* const chip = find_chip()) {

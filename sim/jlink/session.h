@@ -54,8 +54,8 @@ public:
 
     /// The function being called, for records.
     void call_begins(const char* function) { function_ = function; }
-    /// Lets the time of the call pass on the chip, too.
-    void call_ends();
+    /// Lets the bench's time, up to now, pass on the chip, too.
+    void let_chip_live();
 
     /// Choose the probe of the next open; 0 or -1 when it is not on USB.
     int select(std::uint32_t serial_number);

@@ -1,0 +1,215 @@
+#include "sim/target_session.h"
+
+#include <array>
+#include <vector>
+
+namespace tessit_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+constexpr std::uint32_t blank = 0xFFFFFFFF;
+
+std::uint64_t time_of(const auto& action)
+{
+    const std::uint64_t begin = JLINKSIM_time_ns();
+    action();
+    return JLINKSIM_time_ns() - begin;
+}
+
+TEST(SimulatedFlash, clearsBitsOnlyAndOnlyWhereWritesAreEnabled)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    write_word(0x1000, 0);
+    EXPECT_EQ(read_word(0x1000), blank);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-write-disabled: 0x00001000")));
+
+    program_word(0x1000, 0xFFFF00FF);
+    program_word(0x1000, 0xFF00FFFF);
+    EXPECT_EQ(read_word(0x1000), 0xFF0000FFU);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-bits-not-erased")));
+
+    // A block is one record, whatever its size, and only whole words are written.
+    const std::vector<std::uint8_t> block(1024, 0);
+    EXPECT_EQ(JLINKARM_WriteMem(0x2000, 1024, block.data()), 1024);
+    write_word(flash_config, 1);
+    EXPECT_EQ(JLINKARM_WriteMem(0x2002, 4, block.data()), 4);
+    EXPECT_EQ(JLINKARM_WriteMem(0x2000, 6, block.data()), 6);
+    EXPECT_EQ(read_word(0x2000), blank);
+    EXPECT_THAT(bench.take_records(),
+                ElementsAre(StartsWith("flash-write-disabled"), StartsWith("flash-write-not-word"),
+                            StartsWith("flash-write-not-word")));
+}
+
+TEST(SimulatedFlash, erasesThePageOfAnyAddressInIt)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
+    connect_halted();
+    write_word(flash_erase_page, 0x1000);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-erase-disabled")));
+    write_word(flash_config, 2);
+    write_word(flash_erase_page, 0x1ABC);
+    EXPECT_EQ(read_word(flash_ready), 0U);
+    wait_for_flash();
+    EXPECT_EQ(read_word(0x0FFC), 0U);
+    EXPECT_EQ(read_word(0x1000), blank);
+    EXPECT_EQ(read_word(0x1FFC), blank);
+    EXPECT_EQ(read_word(0x2000), 0U);
+    write_word(flash_erase_page, 0x80000);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-erase-outside")));
+}
+
+TEST(SimulatedFlash, erasesFlashAndUserAreaAndLeavesTheFactoryArea)
+{
+    struct Case
+    {
+        std::uint32_t key, register_address, value;
+        bool code_erased;
+    };
+    const std::array cases{Case{0, flash_erase_all, 1, true}, Case{0, flash_erase_uicr, 1, false},
+                           Case{0x6E71, flash_mass_erase, 3, true}};
+    for (const Case& erase : cases) {
+        SCOPED_TRACE(erase.register_address);
+        const TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1", "flash_fill = 0\n");
+        connect_halted();
+        program_word(0x10001080, 5);
+        write_word(flash_key, erase.key);
+        write_word(flash_config, 2);
+        write_word(erase.register_address, erase.value);
+        wait_for_flash();
+        EXPECT_EQ(read_word(0x10001080), blank);
+        EXPECT_EQ(read_word(0xFFFFC), erase.code_erased ? blank : 0);
+        EXPECT_EQ(read_word(0x10000130), 8U);
+    }
+}
+
+TEST(SimulatedFlash, guardsFactoryAreaAndMassEraseByTheirKeys)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
+    connect_halted();
+    constexpr std::uint32_t factory_word = 0x10000200;
+    program_word(factory_word, 0x1234);
+    EXPECT_EQ(read_word(factory_word), blank);
+    write_word(flash_key, 0x5A3C);
+    program_word(factory_word, 0x1234);
+    EXPECT_EQ(read_word(factory_word), 0x1234U);
+    write_word(flash_config, 2);
+    write_word(flash_mass_erase, 3); // under the wrong key
+    EXPECT_EQ(read_word(0), 0U);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-key-missing: write to 0x10000200 (FICR)"),
+                                                  StartsWith("flash-key-missing: MASSERASE")));
+}
+
+TEST(SimulatedFlash, takesTheTimeOfTheDataSheet)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    const std::vector<std::uint8_t> block(4096, 0);
+    write_word(flash_config, 1);
+    const std::uint64_t to_flash = time_of([&] { JLINKARM_WriteMem(0x1000, 4096, block.data()); });
+    const std::uint64_t to_ram = time_of([&] { JLINKARM_WriteMem(ram, 4096, block.data()); });
+    EXPECT_EQ(to_flash - to_ram, 1024U * 41'000);
+    // One round trip, 46 clocks at 4 MHz for each of 1024 words, 4 addresses and 3 transfers around them.
+    EXPECT_EQ(to_ram, 250'000U + (1024 + 4 + 3) * 46 * 250);
+
+    write_word(flash_config, 2);
+    const std::uint64_t page = time_of([] {
+        write_word(flash_erase_page, 0x1000);
+        wait_for_flash();
+    });
+    EXPECT_GE(page, 85'000'000U);
+    EXPECT_LT(page, 86'000'000U);
+    // A read waits for the erase instead of seeing half of it.
+    const std::uint64_t read = time_of([] {
+        write_word(flash_erase_all, 1);
+        read_word(0x1000);
+    });
+    EXPECT_GE(read, 169'000'000U);
+    EXPECT_LT(read, 170'000'000U);
+}
+
+TEST(SimulatedFlash, ignoresWhatIsAskedOfABusyController)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
+    connect_halted();
+    write_word(flash_config, 2);
+    write_word(flash_erase_page, 0x1000);
+    write_word(flash_erase_page, 0x2000);
+    write_word(flash_config, 0);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-busy"), StartsWith("flash-busy")));
+    EXPECT_EQ(read_word(flash_config), 2U);
+    EXPECT_EQ(read_word(0x2000), 0U);
+}
+
+TEST(SimulatedFlash, neverGetsReadyWhenTheBenchSaysSo)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "faults = [\"flash_never_ready\"]\n");
+    connect_halted();
+    program_word(0x1000, 0);
+    for (int polls = 0; polls < 100; ++polls) {
+        ASSERT_EQ(read_word(flash_ready), 0U);
+    }
+    EXPECT_EQ(read_word(0x1000), blank);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-busy")));
+}
+
+struct BlockProtectionCase
+{
+    const char* version;
+    std::uint32_t disable_register; ///< 0: the chip has none, and any reset releases
+};
+
+class BlockProtection : public testing::TestWithParam<BlockProtectionCase>
+{
+};
+
+TEST_P(BlockProtection, holdsUntilTheChipsWayOfReleasingIt)
+{
+    const auto [version, disable_register] = GetParam();
+    TempBench bench = TempBench::with_chip(version, "flash_fill = 0xF0\nprotected_blocks = [1]\n");
+    connect_halted();
+    const auto try_to_change = [&] {
+        program_word(0x1000, 0);
+        program_word(0x2000, 0);
+        write_word(flash_config, 2);
+        write_word(flash_erase_page, 0x1000);
+        wait_for_flash();
+        write_word(flash_erase_all, 1);
+        wait_for_flash();
+    };
+    try_to_change();
+    EXPECT_EQ(read_word(0x1000), 0xF0F0F0F0);
+    EXPECT_EQ(read_word(0x2000), 0U);
+    EXPECT_THAT(bench.take_records(),
+                ElementsAre(StartsWith("flash-block-protected: write"), StartsWith("flash-block-protected: ERASEPAGE"),
+                            StartsWith("flash-block-protected: ERASEALL")));
+    if (disable_register != 0) {
+        ASSERT_GE(JLINKARM_Reset(), 0); // not enough by itself
+        try_to_change();
+        EXPECT_EQ(bench.take_records().size(), 3U);
+        write_word(disable_register, 1);
+    }
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    write_word(flash_config, 2);
+    write_word(flash_erase_all, 1);
+    wait_for_flash();
+    EXPECT_EQ(read_word(0x1000), blank);
+
+    JLINKSIM_power_cycle(TempBench::serial_number);
+    ASSERT_GE(JLINKARM_Connect(), 0);
+    program_word(0x1000, 0);
+    EXPECT_EQ(read_word(0x1000), blank);
+    EXPECT_EQ(bench.take_records().size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Chips, BlockProtection,
+                         testing::Values(BlockProtectionCase{"BIRCH_M1_VA_REV2", 0x40000608},
+                                         BlockProtectionCase{"BIRCH_M3_VA_REV1", 0x40000608},
+                                         BlockProtectionCase{"BIRCH_M2_VA_ENGA", 0x4001E704},
+                                         BlockProtectionCase{"BIRCH_M2_VA_REV1", 0}),
+                         [](const auto& chip) { return std::string{chip.param.version}; });
+
+} // namespace
+} // namespace tessit_test

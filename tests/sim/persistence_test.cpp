@@ -1,0 +1,234 @@
+#include "sim/target_session.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace tessit_test {
+namespace {
+
+using testing::HasSubstr;
+
+/// Another process at work on the same bench: it tells its progress in bytes, and is killed at the end.
+class OtherProcess
+{
+public:
+    OtherProcess(const TempBench& bench, const std::function<void(const std::function<void()>& tell)>& work)
+    {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(::pipe(ends), 0);
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            const bool opened = JLINKSIM_open_bench(bench.path().c_str()) == 0;
+            if (opened) {
+                work([&] { std::ignore = ::write(ends[1], "x", 1); });
+            }
+            ::_exit(1);
+        }
+        ::close(ends[1]);
+        progress_ = ends[0];
+    }
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+    ~OtherProcess()
+    {
+        kill_now();
+        ::close(progress_);
+    }
+
+    pid_t pid() const { return pid_; }
+    void wait_for_progress(int steps) const
+    {
+        char step = 0;
+        for (int i = 0; i < steps; ++i) {
+            ASSERT_EQ(::read(progress_, &step, 1), 1) << "the other process ended early";
+        }
+    }
+    void kill_now()
+    {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+            pid_ = -1;
+        }
+    }
+
+private:
+    pid_t pid_ = -1;
+    int progress_ = -1;
+};
+
+void hold_probe(const std::function<void()>& tell)
+{
+    if (open_probe()) {
+        tell();
+        ::pause();
+    }
+}
+
+TEST(State, isFoundByTheNextProcessAsTheLastOneLeftIt)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1", "external_flash_bytes = 65536\n");
+    connect_halted();
+    program_word(0x1000, 0x12345678);
+    program_word(0x10001080, 5);
+    write_word(ram + 0x100, 0xCAFE);
+    write_word(0x40000908, 2); // RAM section 1 off
+    write_word(0x50000700, 0x302);
+    EXPECT_EQ(JLINKARM_WriteReg(3, 77), 0);
+    JLINKARM_Close();
+    bench.reopen();
+
+    ASSERT_TRUE(open_probe());
+    ASSERT_GE(JLINKARM_Connect(), 0);
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+    EXPECT_EQ(JLINKARM_ReadReg(3), 77U);
+    EXPECT_EQ(read_word(0x1000), 0x12345678U);
+    EXPECT_EQ(read_word(0x10001080), 5U);
+    EXPECT_EQ(read_word(ram + 0x100), 0xCAFEU);
+    EXPECT_EQ(read_word(0x40000900), 1U);
+    EXPECT_EQ(read_word(0x50000700), 0x302U);
+    EXPECT_TRUE(bench.take_records().empty());
+    write_word(ram + 0x1000, 0);
+    EXPECT_EQ(bench.take_records().size(), 1U) << "the section is still off";
+}
+
+TEST(State, survivesAKillAtAnyInstant)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    OtherProcess writer{bench, [](const std::function<void()>& tell) {
+                            connect_halted();
+                            write_word(flash_config, 1);
+                            for (std::uint32_t address = 0; address < 0x80000; address += 4) {
+                                JLINKARM_WriteU32(address, address);
+                                tell();
+                            }
+                        }};
+    writer.wait_for_progress(200);
+    writer.kill_now();
+
+    connect_halted();
+    std::uint32_t address = 0;
+    while (read_word(address) == address) {
+        address += 4;
+    }
+    EXPECT_GE(address, 200U * 4);
+    for (; address < 0x80000; address += 0x400) {
+        ASSERT_EQ(read_word(address), 0xFFFFFFFFU);
+    }
+}
+
+TEST(State, givesAProbeToOneProcessAtATime)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "protected = true\n");
+    OtherProcess holder{bench, hold_probe};
+    holder.wait_for_progress(1);
+    const char* const refusal = JLINKARM_OpenEx(nullptr, nullptr);
+    ASSERT_NE(refusal, nullptr);
+    EXPECT_THAT(refusal, HasSubstr("600000011"));
+    EXPECT_THAT(refusal, HasSubstr(std::to_string(holder.pid())));
+    EXPECT_LT(JLINKSIM_power_cycle(TempBench::serial_number), 0);
+    EXPECT_LT(JLINKSIM_factory_reset(TempBench::serial_number), 0);
+    // Looking is free.
+    jlinksim_probe_t probe{};
+    ASSERT_EQ(JLINKSIM_describe_probe(0, &probe), 0) << JLINKSIM_error_text();
+    EXPECT_EQ(probe.in_use, 1U);
+    EXPECT_EQ(probe.chip_protected, 1U);
+
+    holder.kill_now();
+    ASSERT_EQ(JLINKSIM_describe_probe(0, &probe), 0);
+    EXPECT_EQ(probe.in_use, 0U);
+    EXPECT_TRUE(open_probe());
+    ASSERT_EQ(JLINKSIM_describe_probe(0, &probe), 0);
+    EXPECT_EQ(probe.in_use, 1U) << "by this process";
+}
+
+TEST(State, isMadeAnewWhenItsMakingWasInterrupted)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
+    connect_halted();
+    JLINKARM_Close();
+    const std::filesystem::path folder = bench.path() + ".state/600000011";
+    std::filesystem::remove(folder / "chip.txt");
+    std::filesystem::resize_file(folder / "flash.bin", 100);
+    bench.reopen();
+    connect_halted();
+    EXPECT_EQ(read_word(0x1000), 0U);
+}
+
+TEST(State, ofAnotherChipIsKeptUntilAFactoryReset)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    program_word(0x1000, 0x1234);
+    JLINKARM_Close();
+    bench.folder().write("bench.toml", "[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VB_REV1\"\n");
+    bench.reopen();
+    const char* const refusal = JLINKARM_OpenEx(nullptr, nullptr);
+    ASSERT_NE(refusal, nullptr);
+    EXPECT_THAT(refusal, HasSubstr("BIRCH_M1_VA_REV2"));
+    EXPECT_THAT(refusal, HasSubstr("BIRCH_M1_VB_REV1"));
+    EXPECT_THAT(refusal, HasSubstr("factory state"));
+    EXPECT_LT(JLINKSIM_power_cycle(TempBench::serial_number), 0);
+
+    ASSERT_EQ(JLINKSIM_factory_reset(TempBench::serial_number), 0) << JLINKSIM_error_text();
+    connect_halted();
+    EXPECT_EQ(read_word(0x10000110), 256U);
+    EXPECT_EQ(read_word(0x1000), 0xFFFFFFFFU);
+}
+
+TEST(State, comesBackFromTheBenchFileAtAFactoryReset)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0x5A\n");
+    for (const bool in_session : {false, true}) {
+        connect_halted();
+        write_word(flash_config, 2);
+        write_word(flash_erase_all, 1);
+        wait_for_flash();
+        write_word(ram, 1);
+        if (!in_session) {
+            JLINKARM_Close();
+        }
+        ASSERT_EQ(JLINKSIM_factory_reset(TempBench::serial_number), 0);
+        EXPECT_EQ(bench.peek_word(0x1000), 0x5A5A5A5AU);
+        EXPECT_NE(bench.peek_word(ram), 1U);
+    }
+}
+
+TEST(State, ofTheBuiltInBenchStandsWhereTheEnvironmentSays)
+{
+    const TempFolder folder;
+    ASSERT_EQ(::setenv("JLINKARM_SIM_STATE", folder.path().c_str(), 1), 0);
+    ::unsetenv("JLINKARM_SIM_BENCH");
+    ASSERT_EQ(JLINKSIM_open_bench(nullptr), 0) << JLINKSIM_error_text();
+    EXPECT_STREQ(JLINKSIM_bench_path(), "");
+    ASSERT_EQ(JLINKSIM_count_probes(), 3);
+    std::vector<std::string> versions;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        jlinksim_probe_t probe{};
+        ASSERT_EQ(JLINKSIM_describe_probe(i, &probe), 0) << JLINKSIM_error_text();
+        EXPECT_EQ(probe.state_folder, (folder.path() / std::to_string(probe.serial_number)).string());
+        EXPECT_EQ(probe.flash_used_bytes, 0U);
+        EXPECT_EQ(probe.uicr_blank, 1U);
+        versions.emplace_back(probe.chip_version);
+    }
+    EXPECT_THAT(versions, testing::ElementsAre("BIRCH_M1_VA_REV2", "BIRCH_M2_VA_REV1", "BIRCH_M3_VA_REV1"));
+    JLINKSIM_close_bench();
+    ::unsetenv("JLINKARM_SIM_STATE");
+}
+
+TEST(State, thatTheDiskRefusesIsAClearError)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    bench.folder().write("bench.toml.state", "a file where the folder should be");
+    const char* const refusal = JLINKARM_OpenEx(nullptr, nullptr);
+    ASSERT_NE(refusal, nullptr);
+    EXPECT_THAT(refusal, HasSubstr("bench.toml.state"));
+}
+
+} // namespace
+} // namespace tessit_test

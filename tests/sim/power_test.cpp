@@ -1,0 +1,134 @@
+#include "sim/target_session.h"
+
+#include <array>
+
+namespace tessit_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+constexpr std::uint32_t reset_reasons = 0x40000400;
+
+constexpr std::uint32_t ram_power(std::uint32_t block)
+{
+    return 0x40000900 + 0x10 * block;
+}
+
+TEST(SimulatedPower, showsTheSectionsThatTheChipHas)
+{
+    struct Case
+    {
+        const char* version;
+        std::uint32_t blocks; ///< with two small sections each
+        std::uint32_t large_sections;
+        std::uint32_t ram_bytes;
+    };
+    const std::array cases{Case{"BIRCH_M1_VA_REV2", 8, 0x00, 0x10000}, Case{"BIRCH_M1_VB_REV1", 4, 0x00, 0x8000},
+                           Case{"BIRCH_M2_VA_ENGB", 8, 0x3F, 0x40000}, Case{"BIRCH_M3_VA_REV1", 3, 0x00, 0x6000}};
+    for (const Case& chip : cases) {
+        SCOPED_TRACE(chip.version);
+        const TempBench bench = TempBench::with_chip(chip.version);
+        connect_halted();
+        for (std::uint32_t block = 0; block <= 8; ++block) {
+            write_word(ram_power(block) + 4, 0xFFFF);
+            const std::uint32_t small = block < chip.blocks ? 3 : 0;
+            EXPECT_EQ(read_word(ram_power(block)), block == 8 ? chip.large_sections : small) << block;
+        }
+        jlinksim_probe_t probe{};
+        ASSERT_EQ(JLINKSIM_describe_probe(0, &probe), 0);
+        EXPECT_EQ(probe.ram_bytes, chip.ram_bytes);
+        EXPECT_EQ(read_word(ram + chip.ram_bytes - 4), bench.peek_word(ram + chip.ram_bytes - 4));
+    }
+}
+
+TEST(SimulatedPower, losesTheContentOfASectionThatIsOff)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1");
+    connect_halted();
+    constexpr std::uint32_t section_5 = ram + 0x5000;
+    constexpr std::uint32_t section_18 = ram + 0x10000 + 2 * 0x8000;
+    for (const std::uint32_t address : {section_5 - 4, section_5, section_18, section_18 + 0x8000}) {
+        write_word(address, 0xCAFE);
+    }
+    write_word(ram_power(2) + 8, 2);
+    write_word(ram_power(8) + 8, 4);
+    EXPECT_EQ(read_word(ram_power(2)), 1U);
+    EXPECT_EQ(read_word(ram_power(8)), 0x3BU);
+    // Off: not the old content, no effect of writes, and a record for each.
+    EXPECT_NE(read_word(section_5), 0xCAFEU);
+    write_word(section_18, 0xBEEF);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("ram-off: read"), StartsWith("ram-off: write")));
+    write_word(ram_power(2) + 4, 0xFFFF);
+    write_word(ram_power(8), 0x3F);
+    EXPECT_NE(read_word(section_5), 0xCAFEU);
+    EXPECT_NE(read_word(section_18), 0xCAFEU);
+    EXPECT_NE(read_word(section_18), 0xBEEFU);
+    EXPECT_EQ(read_word(section_5 - 4), 0xCAFEU);
+    EXPECT_EQ(read_word(section_18 + 0x8000), 0xCAFEU);
+}
+
+TEST(SimulatedPower, writesThePoweredPartOfABlockThatCrossesASection)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    write_word(ram_power(0) + 8, 2);
+    const std::array<std::uint32_t, 2> block{0x11111111, 0x22222222};
+    EXPECT_EQ(JLINKARM_WriteMem(ram + 0xFFC, sizeof block, block.data()), 8);
+    EXPECT_EQ(bench.peek_word(ram + 0xFFC), block[0]);
+    EXPECT_NE(bench.peek_word(ram + 0x1000), block[1]);
+    bench.take_records();
+}
+
+TEST(SimulatedPower, keepsRamAndItsPowerThroughResetsButNotThroughPowerOn)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    const std::uint32_t fresh = read_word(ram);
+    write_word(ram, 0xCAFE);
+    write_word(ram_power(7) + 8, 1);
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    EXPECT_EQ(read_word(ram), 0xCAFEU);
+    EXPECT_EQ(read_word(ram_power(7)), 2U);
+    ASSERT_EQ(JLINKSIM_power_cycle(TempBench::serial_number), 0);
+    EXPECT_EQ(JLINKARM_IsConnected(), 0);
+    ASSERT_GE(JLINKARM_Connect(), 0);
+    EXPECT_EQ(read_word(ram), fresh);
+    EXPECT_EQ(read_word(ram_power(7)), 3U);
+}
+
+TEST(SimulatedPower, collectsResetReasonsUntilOnesClearThem)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    EXPECT_EQ(read_word(reset_reasons), 0U);
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    EXPECT_EQ(read_word(reset_reasons), 0x4U);
+    write_port(1, 0x00, 1);
+    write_port(1, 0x00, 0);
+    JLINKARM_ClrRESET();
+    JLINKARM_SetRESET();
+    ASSERT_GE(JLINKARM_Connect(), 0);
+    EXPECT_EQ(read_word(reset_reasons), 0x40005U);
+    write_word(reset_reasons, 0x4);
+    EXPECT_EQ(read_word(reset_reasons), 0x40001U);
+    write_word(reset_reasons, 0xFFFFFFFF);
+    EXPECT_EQ(read_word(reset_reasons), 0U);
+}
+
+TEST(SimulatedPower, hasPinConfigurationOfThePortsThatTheChipHas)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1");
+    connect_halted();
+    for (const std::uint32_t address : {0x50000700U, 0x5000077CU, 0x50000A00U, 0x50000A3CU}) {
+        EXPECT_EQ(read_word(address), 2U);
+        write_word(address, 0x302);
+        EXPECT_EQ(read_word(address), 0x302U);
+    }
+    EXPECT_TRUE(bench.take_records().empty());
+    write_word(0x50000A40, 0x302); // there is no pin 16 on the second port
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("register-reserved")));
+}
+
+} // namespace
+} // namespace tessit_test

@@ -1,0 +1,236 @@
+#include "sim/target_session.h"
+
+#include <array>
+#include <chrono>
+#include <fstream>
+#include <span>
+#include <thread>
+#include <vector>
+
+namespace tessit_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+constexpr unsigned program_counter = 15;
+constexpr std::uint32_t debug_control = 0xE000EDF0;
+constexpr std::uint32_t counter = ram + 0x100;
+
+/// A program at address 0 that counts in RAM: vectors, then the loop at 8, its constant at 20.
+constexpr std::array<std::uint16_t, 12> counting_program{
+    0x1000, 0x2000, 0x0009, 0x0000, // stack pointer 0x20001000, reset handler 8
+    0x4802,                         //  8: ldr r0, [pc, #8]
+    0x6801,                         // 10: ldr r1, [r0]
+    0x3101,                         // 12: adds r1, #1
+    0x6001,                         // 14: str r1, [r0]
+    0xE7FB,                         // 16: b 10
+    0xBF00,                         // 18: nop
+    0x0100, 0x2000,                 // 20: counter
+};
+
+/// A bench whose chip holds a program, taken from halfwords.
+TempBench bench_with_program(std::span<const std::uint16_t> program)
+{
+    const TempFolder image;
+    const std::filesystem::path path = image.path() / "program.bin";
+    std::ofstream{path, std::ios::binary}.write(reinterpret_cast<const char*>(program.data()),
+                                                static_cast<std::streamsize>(program.size_bytes()));
+    return TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_file = \"" + path.string() + "\"\n");
+}
+
+/// Let modelled time pass: a poll takes about a quarter of a millisecond, 16000 instructions.
+void pass_time(int polls)
+{
+    for (int i = 0; i < polls; ++i) {
+        JLINKARM_IsHalted();
+    }
+}
+
+bool cpu_executes()
+{
+#if defined(TESSIT_SIM_CPU_UNICORN)
+    return true;
+#else
+    return false;
+#endif
+}
+
+TEST(RunControl, haltsStepsAndGoesOn)
+{
+    const TempBench bench = bench_with_program(counting_program);
+    connect_halted();
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+    EXPECT_EQ(JLINKARM_ReadReg(program_counter), 8U);
+    EXPECT_EQ(JLINKARM_ReadReg(13), 0x20001000U);
+    JLINKARM_Go();
+    EXPECT_EQ(JLINKARM_IsHalted(), 0);
+    EXPECT_NE(JLINKARM_Step(), 0) << "a running CPU cannot be stepped";
+    EXPECT_EQ(JLINKARM_Halt(), 0);
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+    EXPECT_EQ(JLINKARM_Step(), 0);
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+}
+
+TEST(RunControl, executesFirmwareWhileTimePasses)
+{
+    if (!cpu_executes()) {
+        GTEST_SKIP() << "the register-file CPU executes nothing";
+    }
+    const TempBench bench = bench_with_program(counting_program);
+    connect_halted();
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    write_word(counter, 0);
+    for (const std::uint32_t address : {10U, 12U, 14U, 16U, 10U}) {
+        EXPECT_EQ(JLINKARM_Step(), 0);
+        EXPECT_EQ(JLINKARM_ReadReg(program_counter), address);
+    }
+    EXPECT_EQ(read_word(counter), 1U);
+    JLINKARM_Go();
+    const std::uint64_t begin = JLINKSIM_time_ns();
+    pass_time(100);
+    const std::uint32_t counted = read_word(counter);
+    const std::uint64_t instructions = (JLINKSIM_time_ns() - begin) * 64 / 1000;
+    EXPECT_NEAR(static_cast<double>(counted), static_cast<double>(instructions) / 4, 10000);
+    JLINKARM_Halt();
+    const std::uint32_t halted = read_word(counter);
+    pass_time(10);
+    EXPECT_EQ(read_word(counter), halted);
+}
+
+TEST(RunControl, executesInRealTimeWhenTheBenchSaysSo)
+{
+    if (!cpu_executes()) {
+        GTEST_SKIP() << "the register-file CPU executes nothing";
+    }
+    for (const bool real_time : {true, false}) {
+        const TempFolder image;
+        image.write("program.bin", {reinterpret_cast<const char*>(counting_program.data()), sizeof counting_program});
+        const TempBench bench{"real_time = " + std::string{real_time ? "true" : "false"} +
+                              "\n[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n" +
+                              "flash_file = \"" + (image.path() / "program.bin").string() + "\"\n"};
+        connect_halted();
+        ASSERT_GE(JLINKARM_Reset(), 0);
+        write_word(counter, 0);
+        JLINKARM_Go();
+        std::this_thread::sleep_for(std::chrono::milliseconds{12});
+        JLINKARM_Halt();
+        EXPECT_EQ(read_word(counter) > 100'000, real_time) << read_word(counter);
+    }
+}
+
+TEST(RunControl, stopsAtABreakpointSleepsInWfiAndHaltsOnAFault)
+{
+    if (!cpu_executes()) {
+        GTEST_SKIP() << "the register-file CPU executes nothing";
+    }
+    struct Case
+    {
+        std::array<std::uint16_t, 3> code; ///< at address 8
+        bool halted;
+        std::uint32_t stopped_at;
+        bool recorded;
+    };
+    const std::array cases{
+        Case{{0xBF00, 0xBE00, 0xE7FE}, true, 10, false},  // nop; bkpt
+        Case{{0xBF00, 0xBF30, 0xE7FE}, false, 12, false}, // nop; wfi
+        Case{{0xBF00, 0xDE00, 0xE7FE}, true, 10, true},   // nop; udf
+    };
+    for (const Case& program : cases) {
+        SCOPED_TRACE(program.code[1]);
+        std::vector<std::uint16_t> image{0x1000, 0x2000, 0x0009, 0x0000};
+        image.insert(image.end(), program.code.begin(), program.code.end());
+        TempBench bench = bench_with_program(image);
+        connect_halted();
+        ASSERT_GE(JLINKARM_Reset(), 0);
+        bench.take_records();
+        JLINKARM_Go();
+        pass_time(3);
+        EXPECT_EQ(JLINKARM_IsHalted() == 1, program.halted);
+        EXPECT_EQ((read_word(debug_control) >> 18 & 1) != 0, !program.halted) << "asleep";
+        EXPECT_EQ(JLINKARM_Halt(), 0);
+        EXPECT_EQ(JLINKARM_ReadReg(program_counter), program.stopped_at);
+        EXPECT_EQ(!bench.take_records().empty(), program.recorded);
+    }
+}
+
+TEST(RunControl, locksUpQuietlyWithoutAProgram)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    ASSERT_TRUE(open_probe());
+    ASSERT_GE(JLINKARM_Connect(), 0);
+    EXPECT_EQ(JLINKARM_IsHalted(), 0);
+    EXPECT_NE(read_word(debug_control) & 1U << 19, 0U);
+    EXPECT_EQ(JLINKARM_Halt(), 0);
+    EXPECT_EQ(JLINKARM_ReadReg(program_counter), 0xFFFFFFFEU);
+}
+
+TEST(RunControl, keepsAllRegistersOfAHaltedCpuOnly)
+{
+    TempBench bench = bench_with_program(counting_program);
+    connect_halted();
+    for (std::uint32_t index = 0; index < 13; ++index) {
+        EXPECT_EQ(JLINKARM_WriteReg(index, 0x1000 + index), 0);
+    }
+    EXPECT_EQ(JLINKARM_WriteReg(17, 0x20000800), 0);
+    EXPECT_EQ(JLINKARM_WriteReg(18, 0x20000400), 0);
+    JLINKARM_Close();
+    connect_halted();
+    for (std::uint32_t index = 0; index < 13; ++index) {
+        EXPECT_EQ(JLINKARM_ReadReg(index), 0x1000 + index);
+    }
+    EXPECT_EQ(JLINKARM_ReadReg(13), 0x20000800U);
+    EXPECT_EQ(JLINKARM_ReadReg(18), 0x20000400U);
+    EXPECT_TRUE(bench.take_records().empty());
+
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    JLINKARM_Go();
+    EXPECT_EQ(JLINKARM_ReadReg(0), 0U);
+    EXPECT_EQ(JLINKARM_WriteReg(0, 1), 1);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("cpu-running"), StartsWith("cpu-running")));
+}
+
+TEST(RunControl, isReachableThroughTheCoresDebugRegisters)
+{
+    TempBench bench = bench_with_program(counting_program);
+    ASSERT_TRUE(open_probe());
+    ASSERT_GE(JLINKARM_Connect(), 0);
+    write_word(debug_control, 0xA05F0003); // halt
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+    write_word(0xE000EDF8, 0x1234); // write R5 through DCRDR and DCRSR
+    write_word(0xE000EDF4, 0x10005);
+    EXPECT_EQ(JLINKARM_ReadReg(5), 0x1234U);
+    write_word(debug_control, 0xA05F0001); // run
+    EXPECT_EQ(JLINKARM_IsHalted(), 0);
+    write_word(debug_control, 0x00000003); // without its key
+    EXPECT_EQ(JLINKARM_IsHalted(), 0);
+    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("register-key")));
+
+    write_word(0xE000EDFC, 1);          // catch the next reset
+    write_word(0xE000ED0C, 0x05FA0004); // and ask for it
+    EXPECT_EQ(JLINKARM_IsHalted(), 1);
+    EXPECT_EQ(JLINKARM_ReadReg(program_counter), 8U);
+}
+
+TEST(RunControl, leavesTheRunStateToTheNextSessionAsTheHostChose)
+{
+    struct Case
+    {
+        const char* setting;
+        std::uint8_t halted;
+    };
+    for (const Case& host : {Case{"SetRestartOnClose = 0", 1}, Case{"SetRestartOnClose = 1", 0}}) {
+        const TempBench bench = bench_with_program(counting_program);
+        connect_halted();
+        EXPECT_EQ(command(host.setting), "");
+        JLINKARM_Close();
+        ASSERT_TRUE(open_probe());
+        ASSERT_GE(JLINKARM_Connect(), 0);
+        EXPECT_EQ(JLINKARM_IsHalted(), host.halted);
+    }
+}
+
+} // namespace
+} // namespace tessit_test

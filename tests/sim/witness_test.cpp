@@ -1,0 +1,199 @@
+#include "sim/target_session.h"
+
+#include <array>
+#include <cstdlib>
+
+namespace tessit_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// An environment variable for the length of a test.
+class Environment
+{
+public:
+    Environment(const char* name, const std::string& value) : name_(name) { ::setenv(name, value.c_str(), 1); }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+    ~Environment() { ::unsetenv(name_); }
+
+private:
+    const char* name_;
+};
+
+TEST(Trace, tellsEveryCallWithArgumentsAndResult)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    std::uint32_t value = 0;
+    ASSERT_EQ(JLINKSIM_start_trace(), 0);
+    JLINKARM_IsOpen();
+    JLINKARM_EMU_SelectByUSBSN(5);
+    ASSERT_EQ(JLINKARM_OpenEx(nullptr, nullptr), nullptr);
+    command("Device = BIRCH_M1_VA");
+    JLINKARM_HasError();
+    JLINKARM_TIF_Select(1);
+    JLINKARM_Connect();
+    JLINKARM_Halt();
+    JLINKARM_WriteU32(ram, 0xABC);
+    JLINKARM_ReadMem(ram, 4, &value);
+    JLINKARM_ReadReg(15);
+    JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0);
+    JLINKARM_Close();
+    JLINKSIM_stop_trace();
+    JLINKARM_IsOpen();
+    EXPECT_THAT(bench.trace(),
+                ElementsAre("JLINKARM_IsOpen() = 0", "JLINKARM_EMU_SelectByUSBSN(5) = -1", "JLINKARM_OpenEx() = null",
+                            "JLINKARM_ExecCommand(\"Device = BIRCH_M1_VA\") = 0", "JLINKARM_TIF_Select(1)",
+                            "JLINKARM_Connect() = 0", "JLINKARM_Halt() = 0", "JLINKARM_WriteU32(0x20000000, 0xABC) = 0",
+                            "JLINKARM_ReadMem(0x20000000, 4) = 0", "JLINKARM_ReadReg(15) = 0xFFFFFFFE",
+                            "JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0) = 0", "JLINKARM_Close()"));
+}
+
+TEST(Faults, takeTheirTurnAndPass)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    jlinksim_fault_t fault{};
+    fault.function = "JLINKARM_WriteU32";
+    fault.occurrence = 2;
+    fault.count = 2;
+    fault.set_result = 1;
+    fault.result = -7;
+    fault.pending_error = 9;
+    ASSERT_EQ(JLINKSIM_inject_fault(&fault), 0);
+    const std::uint32_t before = read_word(ram + 4);
+    EXPECT_EQ(JLINKARM_WriteU32(ram, 1), 0);
+    EXPECT_EQ(JLINKARM_HasError(), 0);
+    EXPECT_EQ(JLINKARM_WriteU32(ram + 4, 2), -7);
+    EXPECT_EQ(JLINKARM_HasError(), 9);
+    JLINKARM_ClrError();
+    EXPECT_EQ(JLINKARM_WriteU32(ram + 4, 3), -7);
+    EXPECT_EQ(read_word(ram + 4), before) << "a replaced call does nothing";
+    EXPECT_EQ(JLINKARM_WriteU32(ram + 4, 4), 0);
+}
+
+TEST(Faults, fitTheFunctionTheyReplace)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    const auto order = [](jlinksim_fault_t fault) {
+        fault.occurrence = 1;
+        fault.count = 1;
+        ASSERT_EQ(JLINKSIM_inject_fault(&fault), 0) << JLINKSIM_error_text();
+    };
+    order({.function = "JLINKARM_OpenEx", .error_text = "No luck."});
+    EXPECT_STREQ(JLINKARM_OpenEx(nullptr, nullptr), "No luck.");
+    connect_halted();
+    order({.function = "JLINKARM_ExecCommand", .error_text = "Not now."});
+    EXPECT_EQ(command("InvalidateCache"), "Not now.");
+    order({.function = "JLINKARM_ReadMemU32", .status = 3});
+    std::uint32_t value = 0;
+    std::uint8_t status = 0;
+    EXPECT_EQ(JLINKARM_ReadMemU32(ram, 1, &value, &status), 0);
+    EXPECT_EQ(status, 3);
+    order({.function = "JLINKARM_IsHalted", .set_result = 1, .result = 258});
+    EXPECT_EQ(JLINKARM_IsHalted(), 2) << "cut to a byte";
+    order({.function = "JLINKARM_GetDLLVersion", .set_result = 1, .result = 50100});
+    EXPECT_EQ(JLINKARM_GetDLLVersion(), 50100U);
+    order({.function = "JLINKARM_WriteMem", .unplug = 1});
+    EXPECT_LT(JLINKARM_WriteMem(ram, 4, &value), 0);
+    EXPECT_EQ(JLINKARM_IsOpen(), 0);
+    jlinksim_fault_t unknown{.function = "JLINKARM_Unknown", .occurrence = 1};
+    EXPECT_LT(JLINKSIM_inject_fault(&unknown), 0);
+    unknown = {.function = "JLINKARM_Halt", .occurrence = 0};
+    EXPECT_LT(JLINKSIM_inject_fault(&unknown), 0);
+}
+
+TEST(Environment, ordersFaultsTraceAndRecords)
+{
+    const TempFolder folder;
+    const Environment trace{"JLINKARM_SIM_TRACE", folder.path() / "trace.txt"};
+    const Environment records{"JLINKARM_SIM_RECORDS", folder.path() / "records.txt"};
+    const Environment faults{"JLINKARM_SIM_FAULTS",
+                             "JLINKARM_Halt#2=1?5;JLINKARM_WriteU32#1@unplug;JLINKARM_OpenEx#1+1!Try = again?"};
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    EXPECT_STREQ(JLINKARM_OpenEx(nullptr, nullptr), "Try = again?");
+    connect_halted();
+    EXPECT_EQ(JLINKARM_Halt(), 1);
+    EXPECT_EQ(JLINKARM_HasError(), 5);
+    std::uint32_t value = 0;
+    EXPECT_LT(JLINKARM_WriteMem(0x1000, 4, &value), 5);
+    EXPECT_NE(JLINKARM_WriteU32(ram, 0), 0);
+    EXPECT_THAT(folder.read("trace.txt"), HasSubstr("JLINKARM_Halt() = 1\nJLINKARM_HasError() = 5\n"));
+    EXPECT_THAT(folder.read("records.txt"), StartsWith("flash-write-disabled: 0x00001000 (flash)\n"));
+    bench.take_records();
+}
+
+TEST(Environment, thatCannotBeUnderstoodFailsTheOpening)
+{
+    const TempFolder folder;
+    const std::string path = folder.write("bench.toml", "[[probe]]\nserial = 5\n");
+    for (const char* const text : {"JLINKARM_Halt", "JLINKARM_Halt#", "JLINKARM_Halt#1", "JLINKARM_Halt#0=1",
+                                   "JLINKARM_Halt#1=", "JLINKARM_Halt#1=x", "JLINKARM_Halt#1*", "Halt#1=1"}) {
+        const Environment faults{"JLINKARM_SIM_FAULTS", text};
+        EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0) << text;
+        EXPECT_STRNE(JLINKSIM_error_text(), "") << text;
+    }
+    {
+        const Environment real_time{"JLINKARM_SIM_REALTIME", "yes"};
+        EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0);
+    }
+    {
+        const Environment trace{"JLINKARM_SIM_TRACE", folder.path() / "no" / "trace.txt"};
+        EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0);
+    }
+    // Without anybody to ask why, the J-Link functions fail and the open call says so.
+    const Environment bench{"JLINKARM_SIM_BENCH", folder.path() / "none.toml"};
+    JLINKSIM_close_bench();
+    EXPECT_EQ(JLINKARM_EMU_GetNumDevices(), 0U);
+    EXPECT_NE(JLINKARM_OpenEx(nullptr, nullptr), nullptr);
+    EXPECT_LT(JLINKSIM_count_probes(), 0);
+    EXPECT_THAT(JLINKSIM_error_text(), HasSubstr("none.toml"));
+}
+
+TEST(ModelledTime, isTheSameInEveryRun)
+{
+    std::array<std::uint64_t, 2> times{};
+    for (std::uint64_t& time : times) {
+        const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+        connect_halted();
+        write_word(flash_config, 2);
+        write_word(flash_erase_page, 0);
+        wait_for_flash();
+        program_word(0, 0);
+        time = JLINKSIM_time_ns();
+    }
+    EXPECT_EQ(times[0], times[1]);
+    EXPECT_GT(times[0], 85'000'000U);
+}
+
+TEST(ModelledTime, followsTheSpeedOfTheInterface)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    std::array<std::uint8_t, 1024> block{};
+    const auto time_at = [&](std::uint32_t kilohertz) {
+        JLINKARM_SetSpeed(kilohertz);
+        const std::uint64_t begin = JLINKSIM_time_ns();
+        JLINKARM_ReadMem(ram, block.size(), block.data());
+        return JLINKSIM_time_ns() - begin - 250'000;
+    };
+    EXPECT_EQ(time_at(1000), 8 * time_at(8000));
+    EXPECT_EQ(time_at(0xFFFFFFFF), time_at(50'000));
+    EXPECT_EQ(time_at(0), time_at(4000));
+}
+
+TEST(Rtt, failsAndSaysThatItIsNotSimulated)
+{
+    static std::string reported;
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    ASSERT_EQ(JLINKARM_OpenEx(nullptr, [](const char* text) { reported = text; }), nullptr);
+    EXPECT_LT(JLINK_RTTERMINAL_Control(0, nullptr), 0);
+    EXPECT_THAT(reported, HasSubstr("RTT is not simulated"));
+    EXPECT_LT(JLINK_RTTERMINAL_Read(0, nullptr, 0), 0);
+    EXPECT_LT(JLINK_RTTERMINAL_Write(0, nullptr, 0), 0);
+}
+
+} // namespace
+} // namespace tessit_test
