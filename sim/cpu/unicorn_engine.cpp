@@ -3,6 +3,7 @@
 #include <unicorn/unicorn.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -17,6 +18,8 @@ constexpr std::uint64_t no_end = ~std::uint64_t{0};
 /// Numbers of the engine's interrupts.
 constexpr std::uint32_t prefetch_abort = 3;
 constexpr std::uint32_t exception_exit = 8;
+
+constexpr std::uint32_t control_unprivileged = 1;
 
 /// By the J-Link library's register index.
 constexpr std::array<int, cpu_register_count> register_ids{
@@ -127,17 +130,25 @@ struct UnicornEngine::Hooks
 class UnicornEngine::Privileged
 {
 public:
-    explicit Privileged(uc_engine* engine) : engine_{engine}, xpsr_{get(engine, UC_ARM_REG_XPSR)}
+    explicit Privileged(uc_engine* engine) : engine_{engine}
     {
-        set(engine_, UC_ARM_REG_XPSR, xpsr_ | 1U);
+        if ((get(engine_, UC_ARM_REG_CONTROL) & control_unprivileged) != 0) {
+            xpsr_ = get(engine_, UC_ARM_REG_XPSR);
+            set(engine_, UC_ARM_REG_XPSR, *xpsr_ | 1U);
+        }
     }
-    ~Privileged() { set(engine_, UC_ARM_REG_XPSR, xpsr_); }
+    ~Privileged()
+    {
+        if (xpsr_) {
+            set(engine_, UC_ARM_REG_XPSR, *xpsr_);
+        }
+    }
     Privileged(const Privileged&) = delete;
     Privileged& operator=(const Privileged&) = delete;
 
 private:
     uc_engine* engine_;
-    std::uint32_t xpsr_;
+    std::optional<std::uint32_t> xpsr_; ///< to go back to
 };
 
 void UnicornEngine::Close::operator()(uc_struct* engine) const
@@ -241,11 +252,8 @@ UnicornEngine::State UnicornEngine::save() const
 
 void UnicornEngine::restore(const State& state)
 {
-    {
-        const Privileged privileged{engine_.get()};
-        for (std::size_t i = 0; i < state_words.size(); ++i) {
-            set(engine_.get(), state_words[i], state.words[i]);
-        }
+    for (std::size_t i = 0; i < state_words.size(); ++i) {
+        set(engine_.get(), state_words[i], state.words[i]);
     }
     for (std::size_t i = 0; i < state.doubles.size(); ++i) {
         uc_reg_write(engine_.get(), UC_ARM_REG_D0 + static_cast<int>(i), &state.doubles[i]);
@@ -333,7 +341,8 @@ void UnicornEngine::settle()
     forgotten_.clear();
 }
 
-/// Only of the direct memories: for other addresses the engine would try a fetch.
+/// Under every address at which the same bytes can be executed. Nothing is dropped outside the direct memories: the
+/// engine would try a fetch there.
 void UnicornEngine::forget_now(const Range& range)
 {
     const std::uint64_t range_end = std::uint64_t{range.address} + range.length;
@@ -341,7 +350,24 @@ void UnicornEngine::forget_now(const Range& range)
         const std::uint64_t begin = std::max<std::uint64_t>(range.address, memory.base);
         const std::uint64_t end = std::min<std::uint64_t>(range_end, memory.base + memory.bytes.size());
         if (begin < end) {
-            uc_ctl_remove_cache(engine_.get(), begin, end);
+            forget_bytes(memory.bytes.subspan(begin - memory.base, end - begin));
+        }
+    }
+}
+
+void UnicornEngine::forget_bytes(std::span<const std::uint8_t> bytes)
+{
+    const std::less<const std::uint8_t*> before;
+    for (const DirectMemory& memory : memories_) {
+        const std::uint8_t* const origin = memory.bytes.data();
+        const std::uint8_t* const begin = std::max<const std::uint8_t*>(bytes.data(), origin, before);
+        const std::uint8_t* const end =
+            std::min<const std::uint8_t*>(bytes.data() + bytes.size(), origin + memory.bytes.size(), before);
+        if (before(begin, end)) {
+            const auto address = [&](const std::uint8_t* byte) {
+                return std::uint64_t{memory.base} + static_cast<std::uint64_t>(byte - origin);
+            };
+            uc_ctl_remove_cache(engine_.get(), address(begin), address(end));
         }
     }
 }

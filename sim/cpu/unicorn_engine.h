@@ -59,6 +59,7 @@ public:
     std::uint32_t read_register(unsigned index) const;
     void write_register(unsigned index, std::uint32_t value);
     State save() const;
+    /// Only into an engine that has not executed yet.
     void restore(const State& state);
 
     /// Execute from the program counter on. XPSR's Thumb bit must be set.
@@ -104,6 +105,7 @@ private:
     void keep_as_written(std::uint32_t address, unsigned size);
     void settle();
     void forget_now(const Range& range);
+    void forget_bytes(std::span<const std::uint8_t> bytes);
 
     std::unique_ptr<uc_struct, Close> engine_;
     Observer& observer_;

@@ -206,6 +206,20 @@ TEST_F(Execution, SeesCodeThatTheHostHasChanged)
     }
 }
 
+TEST_F(Execution, SeesCodeThatTheHostHasChangedUnderAnotherAddress)
+{
+    constexpr std::uint32_t alias = 0x08000000;
+    std::vector<DirectMemory> all = memories();
+    all.push_back({.base = alias, .bytes = std::span{ram}.subspan(0x1000), .writable = true});
+    cpu.set_memories(all);
+    for (const unsigned value : {1U, 2U}) {
+        put(ram_base + 0x1000, {0x2000 + value, 0xE7FD}); // movs r0, #value; b
+        set_pc(alias);
+        cpu.run(1000);
+        EXPECT_EQ(r(0), value);
+    }
+}
+
 TEST_F(Execution, SeesCodeThatFirmwareHasChanged)
 {
     put(ram_base + 0x200, {0x2001, 0x4770});      // movs r0, #1; bx lr
