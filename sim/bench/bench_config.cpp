@@ -1,14 +1,14 @@
 #include "bench/bench_config.h"
 
 #include "bench/table_reader.h"
-#include "time/timing.h"
+#include "platform/read_file.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <fstream>
 #include <iterator>
 #include <limits>
 
@@ -63,15 +63,14 @@ std::vector<std::uint8_t> read_image(TableReader& chip, const std::filesystem::p
         return {};
     }
     const std::filesystem::path path = folder / name;
-    std::ifstream file{path, std::ios::binary};
-    std::vector<std::uint8_t> image{std::istreambuf_iterator<char>{file}, {}};
-    if (!file || std::filesystem::is_directory(path)) {
+    const std::optional<std::string> image = platform::read_file(path);
+    if (!image) {
         chip.fail("flash_file", fmt::format("cannot read {}", path.string()));
     }
-    if (image.size() > room) {
-        chip.fail("flash_file", fmt::format("{} bytes do not fit into {} bytes of flash", image.size(), room));
+    if (image->size() > room) {
+        chip.fail("flash_file", fmt::format("{} bytes do not fit into {} bytes of flash", image->size(), room));
     }
-    return image;
+    return {image->begin(), image->end()};
 }
 
 std::uint32_t factory_offset(TableReader& ficr, const std::string& key)

@@ -1,10 +1,10 @@
 #include "bench/table_reader.h"
 
+#include "platform/read_file.h"
+
 #include <algorithm>
 #include <fmt/format.h>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 namespace jlinksim {
@@ -23,12 +23,11 @@ toml::table parse(std::string_view text, std::string_view name)
 
 toml::table parse_toml_file(const std::filesystem::path& path)
 {
-    std::ifstream file{path, std::ios::binary};
-    const std::string text{std::istreambuf_iterator<char>{file}, {}};
-    if (!file || std::filesystem::is_directory(path)) {
+    const std::optional<std::string> text = platform::read_file(path);
+    if (!text) {
         throw std::runtime_error(fmt::format("Cannot read the bench file {}.", path.string()));
     }
-    return parse(text, path.string());
+    return parse(*text, path.string());
 }
 
 toml::table parse_toml_text(std::string_view text)

@@ -1,9 +1,10 @@
 #include "state/chip_state.h"
 
+#include "platform/read_file.h"
+
 #include <bit>
 #include <fmt/format.h>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace jlinksim {
@@ -21,12 +22,6 @@ std::string describe(const ChipModel& model, std::uint32_t external_flash_bytes)
                        model.flash_bytes, model.ram_bytes(), external_flash_bytes);
 }
 
-std::string read_text(const std::filesystem::path& path)
-{
-    std::ifstream file{path};
-    return {std::istreambuf_iterator<char>{file}, {}};
-}
-
 std::string without_end_of_line(std::string text)
 {
     if (text.ends_with('\n')) {
@@ -41,7 +36,7 @@ ChipState::ChipState(const std::filesystem::path& folder, const ChipModel& model
     : folder_(folder), identity_(describe(model, external_flash_bytes))
 {
     std::filesystem::create_directories(folder);
-    const std::string kept = read_text(folder / identity_file);
+    const std::string kept = platform::read_file(folder / identity_file).value_or("");
     if (!kept.empty() && kept != identity_) {
         throw std::runtime_error(fmt::format(
             "The state in {} is of another chip ({}) than the bench names now ({}). Put the bench back as it was, or "

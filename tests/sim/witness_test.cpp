@@ -77,32 +77,40 @@ TEST(Faults, takeTheirTurnAndPass)
 TEST(Faults, fitTheFunctionTheyReplace)
 {
     const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    const auto order = [](jlinksim_fault_t fault) {
+    const auto order = [](const char* function, const auto& describe) {
+        jlinksim_fault_t fault{};
+        fault.function = function;
         fault.occurrence = 1;
         fault.count = 1;
-        ASSERT_EQ(JLINKSIM_inject_fault(&fault), 0) << JLINKSIM_error_text();
+        describe(fault);
+        return JLINKSIM_inject_fault(&fault);
     };
-    order({.function = "JLINKARM_OpenEx", .error_text = "No luck."});
+    const auto result = [](std::int32_t value) {
+        return [=](jlinksim_fault_t& fault) {
+            fault.set_result = 1;
+            fault.result = value;
+        };
+    };
+    const auto text = [](const char* value) { return [=](jlinksim_fault_t& fault) { fault.error_text = value; }; };
+    ASSERT_EQ(order("JLINKARM_OpenEx", text("No luck.")), 0);
     EXPECT_STREQ(JLINKARM_OpenEx(nullptr, nullptr), "No luck.");
     connect_halted();
-    order({.function = "JLINKARM_ExecCommand", .error_text = "Not now."});
+    ASSERT_EQ(order("JLINKARM_ExecCommand", text("Not now.")), 0);
     EXPECT_EQ(command("InvalidateCache"), "Not now.");
-    order({.function = "JLINKARM_ReadMemU32", .status = 3});
+    ASSERT_EQ(order("JLINKARM_ReadMemU32", [](jlinksim_fault_t& fault) { fault.status = 3; }), 0);
     std::uint32_t value = 0;
     std::uint8_t status = 0;
     EXPECT_EQ(JLINKARM_ReadMemU32(ram, 1, &value, &status), 0);
     EXPECT_EQ(status, 3);
-    order({.function = "JLINKARM_IsHalted", .set_result = 1, .result = 258});
+    ASSERT_EQ(order("JLINKARM_IsHalted", result(258)), 0);
     EXPECT_EQ(JLINKARM_IsHalted(), 2) << "cut to a byte";
-    order({.function = "JLINKARM_GetDLLVersion", .set_result = 1, .result = 50100});
+    ASSERT_EQ(order("JLINKARM_GetDLLVersion", result(50100)), 0);
     EXPECT_EQ(JLINKARM_GetDLLVersion(), 50100U);
-    order({.function = "JLINKARM_WriteMem", .unplug = 1});
+    ASSERT_EQ(order("JLINKARM_WriteMem", [](jlinksim_fault_t& fault) { fault.unplug = 1; }), 0);
     EXPECT_LT(JLINKARM_WriteMem(ram, 4, &value), 0);
     EXPECT_EQ(JLINKARM_IsOpen(), 0);
-    jlinksim_fault_t unknown{.function = "JLINKARM_Unknown", .occurrence = 1};
-    EXPECT_LT(JLINKSIM_inject_fault(&unknown), 0);
-    unknown = {.function = "JLINKARM_Halt", .occurrence = 0};
-    EXPECT_LT(JLINKSIM_inject_fault(&unknown), 0);
+    EXPECT_LT(order("JLINKARM_Unknown", result(1)), 0);
+    EXPECT_LT(order("JLINKARM_Halt", [](jlinksim_fault_t& fault) { fault.occurrence = 0; }), 0);
 }
 
 TEST(Environment, ordersFaultsTraceAndRecords)
