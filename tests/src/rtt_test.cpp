@@ -184,7 +184,7 @@ TEST_F(RttTest, NamesFill32BytesAndAreTerminatedWhereThereIsRoom)
     EXPECT_EQ(info(32), RESULT_OK);
     EXPECT_EQ((std::string{name.data(), 33}), name_ + "#");
     EXPECT_EQ(info(33), RESULT_OK);
-    EXPECT_EQ((std::string{name.data(), 34}), name_ + '\0' + '#');
+    EXPECT_EQ((std::string{name.data(), 34}), name_ + std::string("\0#", 2));
     EXPECT_EQ(info(31), ERR_BAD_ARGUMENT);
     EXPECT_EQ(TESSIT_rtt_read_channel_info(3, DOWN_DIRECTION, name.data(), 32, &size), ERR_BAD_ARGUMENT);
     EXPECT_EQ(log_messages().back(), "Invalid channel_index provided.");
