@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -19,7 +20,9 @@ constexpr const char* default_firmware_text = "J-Link V11 (simulated) compiled F
 constexpr std::uint32_t default_supply_millivolts = 3300;
 constexpr std::uint32_t highest_supply_millivolts = 5000;
 constexpr std::uint32_t largest_serial_number = 0x7FFFFFFF; // negative ones are JLINKARM_GetSN's errors
-constexpr std::uint32_t largest_external_flash = 128U << 20;
+constexpr std::uint32_t smallest_serial_flash = 64U << 10;  // of one 64 KiB block
+constexpr std::uint32_t largest_serial_flash = 128U << 20;
+constexpr std::uint32_t large_serial_flash_page = 512;
 constexpr std::uint32_t word_max = std::numeric_limits<std::uint32_t>::max();
 
 struct NamedFault
@@ -32,6 +35,7 @@ constexpr std::array hardware_faults{
     NamedFault{"flash_never_ready", &HardwareFaults::flash_never_ready},
     NamedFault{"ctrl_ap_fails", &HardwareFaults::control_port_fails},
     NamedFault{"connect_fails", &HardwareFaults::connect_fails},
+    NamedFault{"qspi_never_ready", &HardwareFaults::qspi_never_ready},
 };
 
 struct NamedWord
@@ -118,12 +122,42 @@ void read_hardware_faults(TableReader& chip, HardwareFaults& faults)
     for (const std::string& name : chip.texts("faults")) {
         const auto found = std::ranges::find(hardware_faults, name, &NamedFault::name);
         if (found == hardware_faults.end()) {
-            chip.fail("faults", fmt::format("'{}' is not a fault; there are erase_never_ends, flash_never_ready, "
-                                            "ctrl_ap_fails and connect_fails",
-                                            name));
+            std::vector<std::string_view> known;
+            std::ranges::transform(hardware_faults, std::back_inserter(known), &NamedFault::name);
+            chip.fail("faults", fmt::format("'{}' is not a fault; there are {}", name, fmt::join(known, ", ")));
         }
         faults.*found->member = true;
     }
+}
+
+void read_serial_flash(TableReader& chip, ChipOptions& options)
+{
+    std::optional<TableReader> flash = chip.table("external_flash");
+    if (!flash) {
+        return;
+    }
+    if (!options.model->has_qspi) {
+        chip.fail("external_flash", fmt::format("{} has no QSPI peripheral", options.model->name));
+    }
+    SerialFlashOptions& read = options.serial_flash;
+    read.bytes = flash->required_number("size", smallest_serial_flash, largest_serial_flash);
+    if (!std::has_single_bit(read.bytes)) {
+        flash->fail("size", "expected a power of two");
+    }
+    read.page_bytes = flash->number("page", read.page_bytes, read.page_bytes, large_serial_flash_page);
+    if (!std::has_single_bit(read.page_bytes)) {
+        flash->fail("page", "expected 256 or 512");
+    }
+    read.busy_bit = flash->number("wip_bit", read.busy_bit, 0, 7);
+    read.is_protected = flash->flag("protected", false);
+    read.is_missing = flash->flag("missing", false);
+    for (const std::string& name : flash->texts("faults")) {
+        if (name != "never_ready") {
+            flash->fail("faults", fmt::format("'{}' is not a fault of a serial flash; there is never_ready", name));
+        }
+        read.never_ready = true;
+    }
+    flash->refuse_unknown_keys();
 }
 
 ChipConfig read_chip(TableReader& chip, const std::filesystem::path& folder)
@@ -142,13 +176,7 @@ ChipConfig read_chip(TableReader& chip, const std::filesystem::path& folder)
     config.content.image = read_image(chip, folder, model.flash_bytes);
     config.content.fill = static_cast<std::uint8_t>(chip.number("flash_fill", 0xFF, 0, 0xFF));
     read_factory_overrides(chip, config.content);
-    config.external_flash_bytes = chip.number("external_flash_bytes", 0, 0, largest_external_flash);
-    if (config.external_flash_bytes != 0 && !model.has_qspi) {
-        chip.fail("external_flash_bytes", fmt::format("{} has no QSPI peripheral", model.name));
-    }
-    if (config.external_flash_bytes % flash_page_bytes != 0) {
-        chip.fail("external_flash_bytes", "expected a multiple of 4096");
-    }
+    read_serial_flash(chip, config.options);
     chip.refuse_unknown_keys();
     return config;
 }

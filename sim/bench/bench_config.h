@@ -15,7 +15,6 @@ struct ChipConfig
 {
     ChipOptions options;
     FactoryContent content;
-    std::uint32_t external_flash_bytes = 0;
 };
 
 /// A probe as the bench file gives it.

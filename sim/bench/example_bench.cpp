@@ -24,7 +24,7 @@ version = "BIRCH_M1_VA_REV2"
 # flash_fill = 0xFF                 # the flash behind it
 # protected_blocks = [0, 1]         # flash blocks of 4 KiB that ignore writes and erases
 # ctrl_ap = false                   # a chip without its control access port
-# faults = ["erase_never_ends"]     # and flash_never_ready, ctrl_ap_fails, connect_fails
+# faults = ["erase_never_ends"]     # and flash_never_ready, ctrl_ap_fails, connect_fails, qspi_never_ready
 # ficr = { part = 0xFFFFFFFF }      # also revision, variant, or an offset such as "0x060"
 # rom_table = { part = 6, revision = 3 }
 
@@ -33,7 +33,14 @@ serial = 600000002
 
 [probe.chip]
 version = "BIRCH_M2_VA_REV1"
-external_flash_bytes = 8388608      # serial flash behind the QSPI peripheral
+
+[probe.chip.external_flash]         # serial flash behind the QSPI peripheral, which BIRCH_M2 chips have
+size = 8388608                      # bytes, a power of two from 65536 to 134217728
+# page = 256                        # or 512: what one program instruction can write
+# wip_bit = 0                       # 0 to 7, of its status register: 1 while it writes or erases
+# protected = true                  # ignores writes and erases
+# missing = true                    # not fitted: everything reads as ones
+# faults = ["never_ready"]          # busy for ever
 
 [[probe]]
 serial = 600000003

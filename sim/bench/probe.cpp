@@ -17,7 +17,7 @@ Probe::Probe(const ProbeConfig& config, std::filesystem::path folder, Services s
 }
 
 Probe::LoadedChip::LoadedChip(const Probe& probe, Services services)
-    : state(probe.folder_, *probe.config_.chip->options.model, probe.config_.chip->external_flash_bytes),
+    : state(probe.folder_, *probe.config_.chip->options.model, probe.config_.chip->options.serial_flash.bytes),
       chip(probe.config_.chip->options, state, services)
 {
 }

@@ -100,12 +100,38 @@ void Chip::attach_devices()
         bus_.attach(Gpio::first_port_base + port * Gpio::port_stride + Gpio::window_begin, Gpio::window_bytes,
                     gpio_.back(), Gpio::window_begin);
     }
+    if (model().has_qspi) {
+        attach_qspi();
+    }
     bus_.attach(Core::base, Core::bytes, core_);
     bus_.attach(RomTable::base, RomTable::bytes, rom_table_);
     debug_port_.attach(memory_port_index, memory_port_);
     if (options_.has_control_port) {
         debug_port_.attach(control_port_index, control_port_);
     }
+}
+
+void Chip::attach_qspi()
+{
+    serial_flash_.emplace(options_.serial_flash, state_.external_flash(), take_words(SerialFlash::words),
+                          services_.records);
+    qspi_.emplace(
+        *serial_flash_, model().has_long_frames, options_.faults, take_words(register_words(Qspi::table)), services_,
+        Qspi::Connections{
+            .pin_configuration = [this](unsigned port, unsigned pin) { return gpio_.at(port).pin_configuration(pin); },
+            .is_ram =
+                [this](std::uint32_t address, std::uint32_t length) {
+                    const std::uint32_t offset = address - Ram::base;
+                    return length <= model().ram_bytes() && offset <= model().ram_bytes() - length;
+                },
+            .read_ram = [this](std::uint32_t address, std::span<std::uint8_t> data) { bus_.read(address, data); },
+            .write_ram =
+                [this](std::uint32_t address, std::span<const std::uint8_t> data) {
+                    bus_.write(address, data);
+                    core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
+                },
+        });
+    bus_.attach(Qspi::base, peripheral_bytes, *qspi_);
 }
 
 std::vector<DirectMemory> Chip::direct_memories()
@@ -180,6 +206,9 @@ bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data
 {
     if (!is_debuggable()) {
         return false;
+    if (qspi_) {
+        qspi_->reset(kind);
+    }
     }
     const bool ok = bus_.write(address, data);
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
@@ -206,5 +235,15 @@ void Chip::carry_out_requests()
         reset(ResetKind::system);
     }
 }
+    settle();
 
 } // namespace jlinksim
+    settle();
+void Chip::settle()
+{
+    if (qspi_) {
+        qspi_->settle();
+    }
+}
+
+    settle();

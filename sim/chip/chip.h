@@ -13,9 +13,11 @@
 #include "chip/ram.h"
 #include "chip/rom_table.h"
 #include "chip/services.h"
+#include "qspi/qspi.h"
 #include "state/chip_state.h"
 
 #include <deque>
+#include <optional>
 #include <vector>
 
 namespace jlinksim {
@@ -29,6 +31,7 @@ struct ChipOptions
     std::uint32_t rom_revision = 0;
     std::vector<std::uint32_t> protected_blocks;
     HardwareFaults faults;
+    SerialFlashOptions serial_flash;
 };
 
 /// A chip: its parts, and the wires between them. Parts know nothing of each other.
@@ -75,8 +78,11 @@ private:
     std::vector<DirectMemory> direct_memories();
     void hold(ResetKind kind, bool held);
     void carry_out_requests();
+    void attach_qspi();
 
     ChipOptions options_;
+    /// What peripherals began is carried out as far as its time has come.
+    void settle();
     ChipState& state_;
     Services services_;
     std::size_t words_taken_ = 0;
@@ -94,6 +100,8 @@ private:
     RomTable rom_table_;
     ControlPort control_port_;
     DebugPort debug_port_;
+    std::optional<SerialFlash> serial_flash_; ///< behind the QSPI, which BIRCH_M2 chips have
+    std::optional<Qspi> qspi_;
     Core core_;
     MemoryPort memory_port_;
 

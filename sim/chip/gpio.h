@@ -18,6 +18,9 @@ public:
     static const std::span<const Register<Gpio>> small_table; ///< a port of 16 pins
 
     using RegisterBlock::RegisterBlock;
+
+    /// What PIN_CNF of a pin holds; the port has the pin.
+    std::uint32_t pin_configuration(unsigned pin) const;
 };
 
 } // namespace jlinksim

@@ -33,6 +33,7 @@ struct ChipModel
     std::uint32_t release_register; ///< address of the block-protection disable register
     std::uint32_t gpio_ports;
     bool has_qspi;
+    bool has_long_frames;         ///< of the QSPI's custom instructions
     std::uint32_t ram_code_alias; ///< where the upper half of the RAM appears in code space too; 0 without one
 
     constexpr std::uint32_t ram_bytes() const

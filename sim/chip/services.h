@@ -19,6 +19,7 @@ struct HardwareFaults
     bool flash_never_ready = false;  ///< the flash controller stays busy and does nothing
     bool control_port_fails = false; ///< accesses to the CTRL-AP are not acknowledged
     bool connect_fails = false;      ///< the core does not answer
+    bool qspi_never_ready = false;   ///< the QSPI peripheral's ready event never comes
 };
 
 } // namespace jlinksim

@@ -31,6 +31,16 @@ inline constexpr std::uint64_t flash_word_write_ns = 41'000;
 inline constexpr std::uint64_t flash_page_erase_ns = 85'000'000;
 inline constexpr std::uint64_t flash_erase_all_ns = 169'000'000;
 
+/// The QSPI peripheral: the clock that it divides for its lines, and its start, from the chips' data sheet.
+inline constexpr std::uint64_t qspi_clock_hertz = 32'000'000;
+inline constexpr std::uint64_t qspi_activation_ns = 10'000;
+/// The serial flash behind it: typical values of 3 V NOR flashes' data sheets. A chip erase takes what erasing its
+/// 64 KiB blocks takes.
+inline constexpr std::uint64_t serial_flash_page_program_ns = 700'000;
+inline constexpr std::uint64_t serial_flash_erase_4k_ns = 45'000'000;
+inline constexpr std::uint64_t serial_flash_erase_32k_ns = 120'000'000;
+inline constexpr std::uint64_t serial_flash_erase_64k_ns = 150'000'000;
+
 /// The CPU's clock, one instruction a cycle.
 inline constexpr std::uint64_t cpu_hertz = 64'000'000;
 /// Executed at most in one J-Link call, about a tenth of a second of the host's time: a call must not hang because the

@@ -68,8 +68,8 @@ TEST(BenchFile, refusesChipsThatCannotBe)
         BadChip{"BIRCH_M1_VA_REV2", "ficr = { \"0x1000\" = 1 }", "0x1000: expected part"},
         BadChip{"BIRCH_M1_VA_REV2", "ficr = { part = -1 }", "part: expected a whole number"},
         BadChip{"BIRCH_M1_VA_REV2", "rom_table = { part = 0x1000 }", "part: expected a whole number from 0 to 4095"},
-        BadChip{"BIRCH_M1_VA_REV2", "external_flash_bytes = 65536", "BIRCH_M1_VA_REV2 has no QSPI"},
-        BadChip{"BIRCH_M2_VA_REV1", "external_flash_bytes = 1000", "expected a multiple of 4096"},
+        BadChip{"BIRCH_M1_VA_REV2", "external_flash = { size = 65536 }", "BIRCH_M1_VA_REV2 has no QSPI"},
+        BadChip{"BIRCH_M2_VA_REV1", "external_flash = { size = 65537 }", "expected a power of two"},
     };
     const TempFolder folder;
     folder.write("large.bin", std::string(200000, 'x'));
@@ -117,7 +117,7 @@ TEST(BenchFile, exampleDescribesTheBuiltInBench)
     text.replace(text.find("# supply_mv"), 2, "");
     text.replace(text.find("# plugged"), 2, "");
     for (const char* const key : {"# protected =", "# flash_file", "# flash_fill", "# protected_blocks", "# faults",
-                                  "# ficr", "# rom_table", "# real_time"}) {
+                                  "# ficr", "# rom_table", "# real_time", "# page", "# wip_bit", "# missing"}) {
         text.replace(text.find(key), 2, "");
     }
     folder.write("firmware.bin", "firmware");

@@ -72,7 +72,7 @@ void hold_probe(const std::function<void()>& tell)
 
 TEST(State, isFoundByTheNextProcessAsTheLastOneLeftIt)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1", "external_flash_bytes = 65536\n");
+    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1", "external_flash = { size = 65536 }\n");
     connect_halted();
     program_word(0x1000, 0x12345678);
     program_word(0x10001080, 5);
