@@ -6,6 +6,7 @@
 #ifndef JLINKARM_API_H
 #define JLINKARM_API_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers, modernize-use-using): C reads this header, too. */
 #include <stdint.h>
 
 #if defined(_WIN32)
@@ -109,4 +110,5 @@ JLINKARM_API int32_t JLINKARM_CALL JLINK_RTTERMINAL_Write(uint32_t channel, cons
 }
 #endif
 
+/* NOLINTEND(modernize-deprecated-headers, modernize-use-using) */
 #endif

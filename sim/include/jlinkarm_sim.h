@@ -25,6 +25,7 @@
 #ifndef JLINKARM_SIM_H
 #define JLINKARM_SIM_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers, modernize-use-using): C reads this header, too. */
 #include <stdint.h>
 
 #if defined(_WIN32)
@@ -125,4 +126,5 @@ JLINKSIM_API int JLINKSIM_CALL JLINKSIM_clear_records(void);
 }
 #endif
 
+/* NOLINTEND(modernize-deprecated-headers, modernize-use-using) */
 #endif
