@@ -105,6 +105,7 @@ std::vector<Piece> loadable_segments(const ElfFile& elf)
             elf.refuse("its program headers lie beyond the end of the file");
         }
         const uint32_t header = table + i * entry_size;
+        elf.slice(header, program_header_size, "a program header");
         const Piece piece{elf.u32(header + 4), elf.u32(header + 16), elf.u32(header + 12)};
         if (elf.u32(header) == segment_load && piece.length != 0) {
             elf.slice(piece.offset, piece.length, fmt::format("segment {}", i));
@@ -129,6 +130,7 @@ std::vector<Piece> loadable_sections(const ElfFile& elf, const std::vector<Piece
             elf.refuse("its section headers lie beyond the end of the file");
         }
         const uint32_t header = table + i * entry_size;
+        elf.slice(header, section_header_size, "a section header");
         Piece piece{elf.u32(header + 16), elf.u32(header + 20), 0};
         const bool has_content =
             (elf.u32(header + 8) & section_allocated) != 0 && elf.u32(header + 4) != section_no_bits;

@@ -76,12 +76,14 @@ Image parse_srecord(std::string_view text, const std::string& name)
 {
     Image image;
     uint32_t data_records = 0;
+    bool is_counted = false; // a count that agrees proves completeness as well: some writers leave the end record out
     RecordLines lines{text, name};
     while (lines.next()) {
         const Record record = decode_record(lines);
         switch (record.role) {
         case Role::data:
             ++data_records;
+            is_counted = false;
             lines.add(image, record.address, record.data);
             break;
         case Role::count:
@@ -90,6 +92,7 @@ Image parse_srecord(std::string_view text, const std::string& name)
                     fmt::format("the count says {} data records and there are {}: a part of the file is missing",
                                 record.address, data_records));
             }
+            is_counted = true;
             break;
         case Role::end:
             if (lines.next()) {
@@ -99,6 +102,9 @@ Image parse_srecord(std::string_view text, const std::string& name)
         default: // the header holds a comment
             break;
         }
+    }
+    if (is_counted) {
+        return image;
     }
     lines.refuse_truncated("S7, S8 or S9");
 }

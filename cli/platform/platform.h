@@ -29,8 +29,7 @@ std::string read_line();
 void catch_interrupts();
 bool is_interrupted();
 
-// A shared library that is loaded until the object goes. The constructor throws std::runtime_error with the system's
-// reason.
+// A shared library that is loaded until the object goes. The constructor throws a Failure with the system's reason.
 class Module
 {
 public:

@@ -1,11 +1,13 @@
 #include "platform/platform.h"
 
+#include "failure.h"
+
 #include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <dlfcn.h>
-#include <stdexcept>
+#include <fmt/format.h>
 #include <unistd.h>
 
 namespace tessit::cli::platform {
@@ -114,7 +116,8 @@ bool is_interrupted()
 Module::Module(const fs::path& path) : handle_{dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)}
 {
     if (handle_ == nullptr) {
-        throw std::runtime_error{dlerror()};
+        throw Failure{ExitCode::failure, fmt::format("cannot load {}: {}", path.string(), dlerror()),
+                      "Install the command and its libraries again."};
     }
 }
 

@@ -1,13 +1,14 @@
 // The readers against files that are written here by hand: what they accept, and every way of being malformed.
 #include "failure.h"
 #include "firmware/firmware.h"
-#include "firmware_files.h"
+#include "support/temp_folder.h"
 
 #include <gmock/gmock.h>
 
-namespace tessit::cli::test {
+namespace tessit::cli {
 namespace {
 
+using tessit_test::TempFolder;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -102,6 +103,13 @@ TEST(SRecord, ReadsEveryAddressWidth)
                 ElementsAre(Segment{0x10001000, {0xAA, 0xBB}}));
 }
 
+TEST(SRecord, ACountThatAgreesEndsAFileWithoutAnEndRecord)
+{
+    EXPECT_THAT(parse_srecord("S1051000AABB85\nS5030001FB\n", "app").segments(),
+                ElementsAre(Segment{0x1000, {0xAA, 0xBB}}));
+    expect_refused(&parse_srecord, {"S1051000AABB85\nS5030001FB\nS1051002AABB83\n", 3, "without its end record"});
+}
+
 TEST(SRecord, RefusesEveryMalformedRecordByLineAndReason)
 {
     const Malformed cases[] = {
@@ -137,7 +145,7 @@ std::string refusal_of(const std::vector<std::string>& arguments)
 
 TEST(FirmwareFiles, AreToldApartByEndingAndThenByContent)
 {
-    const TemporaryFolder folder;
+    const TempFolder folder;
     const std::string hex = std::string{":0300300002337A1E\n"} + hex_end;
     const Segment segment{0x30, {0x02, 0x33, 0x7A}};
     for (const char* name : {"app.hex", "APP.HEX", "app.ihex", "app", "app.txt"}) {
@@ -145,33 +153,34 @@ TEST(FirmwareFiles, AreToldApartByEndingAndThenByContent)
     }
     EXPECT_THAT(read_firmware(folder.write("app.img", "S1051000AABB85\nS9030000FC\n")).segments(),
                 ElementsAre(Segment{0x1000, {0xAA, 0xBB}}));
-    EXPECT_THAT(read_firmware(folder.write("app.bin", "ab") + "@0x20000").segments(),
+    EXPECT_THAT(read_firmware(folder.write("app.bin", "ab").string() + "@0x20000").segments(),
                 ElementsAre(Segment{0x20000, {'a', 'b'}}));
     EXPECT_THAT(read_firmware(folder.write("v1@2.hex", hex)).segments(), ElementsAre(segment));
 }
 
 TEST(FirmwareFiles, UnusableOnesAreRefusedWithWhatToDo)
 {
-    const TemporaryFolder folder;
+    const TempFolder folder;
     const std::string bin = folder.write("app.bin", "ab");
     const std::string hex = folder.write("app.hex", std::string{":0300300002337A1E\n"} + hex_end);
-    EXPECT_THAT(refusal_of({folder / "none.hex"}), AllOf(HasSubstr("none.hex"), HasSubstr("No such file")));
+    EXPECT_THAT(refusal_of({(folder.path() / "none.hex").string()}),
+                AllOf(HasSubstr("none.hex"), HasSubstr("No such file")));
     EXPECT_THAT(refusal_of({folder.path().string()}), HasSubstr("directory"));
     EXPECT_THAT(refusal_of({bin}), AllOf(HasSubstr("holds no address"), HasSubstr("app.bin@0x0")));
     EXPECT_THAT(refusal_of({bin + "@zero"}), HasSubstr("'zero'"));
     EXPECT_THAT(refusal_of({bin + "@0xFFFFFFFF"}), HasSubstr("beyond 4 GiB"));
     EXPECT_THAT(refusal_of({hex + "@0x100"}), HasSubstr("holds its own addresses"));
-    EXPECT_THAT(refusal_of({folder.write("notes", "hello")}), HasSubstr("neither Intel HEX"));
-    EXPECT_THAT(refusal_of({folder.write("empty.bin", "") + "@0"}), HasSubstr("holds no data"));
-    EXPECT_THAT(refusal_of({folder.write("empty.hex", hex_end)}), HasSubstr("holds no data"));
+    EXPECT_THAT(refusal_of({folder.write("notes", "hello").string()}), HasSubstr("neither Intel HEX"));
+    EXPECT_THAT(refusal_of({folder.write("empty.bin", "").string() + "@0"}), HasSubstr("holds no data"));
+    EXPECT_THAT(refusal_of({folder.write("empty.hex", hex_end).string()}), HasSubstr("holds no data"));
 }
 
 TEST(FirmwareFiles, SeveralAreJoinedAndOverlapsNameBothFiles)
 {
-    const TemporaryFolder folder;
-    const std::string boot = folder.write("boot.bin", "abcd") + "@0x0";
-    const std::string app = folder.write("app.bin", "efgh") + "@0x4";
-    const std::string late = folder.write("late.bin", "ijkl") + "@0x6";
+    const TempFolder folder;
+    const std::string boot = folder.write("boot.bin", "abcd").string() + "@0x0";
+    const std::string app = folder.write("app.bin", "efgh").string() + "@0x4";
+    const std::string late = folder.write("late.bin", "ijkl").string() + "@0x6";
     EXPECT_EQ(read_firmware({app, boot}).segments().size(), 1);
     EXPECT_THAT(refusal_of({boot, app, late}), AllOf(HasSubstr(app + " and " + late), HasSubstr("0x00000006")));
     EXPECT_THAT(refusal_of({boot, boot}), HasSubstr("0x00000000"));
@@ -179,23 +188,23 @@ TEST(FirmwareFiles, SeveralAreJoinedAndOverlapsNameBothFiles)
 
 TEST(FirmwareFiles, ReadsAreWrittenByEndingWholeOrNotAtAll)
 {
-    const TemporaryFolder folder;
+    const TempFolder folder;
     const std::vector<uint8_t> bytes{1, 2, 3};
-    write_firmware(folder / "out.bin", 0x100, bytes);
-    write_firmware(folder / "out.hex", 0x100, bytes);
-    EXPECT_THAT(read_firmware(folder / "out.bin@0x100"), read_firmware(folder / "out.hex"));
-    EXPECT_THROW(require_writable_format(folder / "out.elf"), Failure);
+    write_firmware(folder.path() / "out.bin", 0x100, bytes);
+    write_firmware(folder.path() / "out.hex", 0x100, bytes);
+    EXPECT_THAT(read_firmware(folder.path() / "out.bin@0x100"), read_firmware(folder.path() / "out.hex"));
+    EXPECT_THROW(require_writable_format(folder.path() / "out.elf"), Failure);
 
-    std::filesystem::create_symlink("/dev/full", folder / "full.bin");
+    std::filesystem::create_symlink("/dev/full", folder.path() / "full.bin");
     try {
-        write_firmware(folder / "full.bin", 0, std::vector<uint8_t>(100000));
+        write_firmware(folder.path() / "full.bin", 0, std::vector<uint8_t>(100000));
         FAIL();
     } catch (const Failure& failure) {
         EXPECT_THAT(failure.what(), AllOf(HasSubstr("full.bin"), EndsWith("No space left on device")));
     }
-    EXPECT_THROW(write_firmware(folder / "missing/out.bin", 0, bytes), Failure);
-    EXPECT_FALSE(std::filesystem::exists(folder / "out.bin.partial"));
+    EXPECT_THROW(write_firmware(folder.path() / "missing/out.bin", 0, bytes), Failure);
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "out.bin.partial"));
 }
 
 } // namespace
-} // namespace tessit::cli::test
+} // namespace tessit::cli

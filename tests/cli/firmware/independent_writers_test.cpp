@@ -1,0 +1,122 @@
+// The readers against files that other programs wrote, where those are installed.
+#include "failure.h"
+#include "firmware/firmware.h"
+#include "support/temp_folder.h"
+
+#include <cstdlib>
+#include <gmock/gmock.h>
+
+namespace tessit::cli {
+namespace {
+
+using tessit_test::TempFolder;
+using testing::ElementsAre;
+
+class IndependentWriters : public testing::Test
+{
+protected:
+    IndependentWriters()
+    {
+        for (size_t i = 0; i < 70001; ++i) {
+            bytes_.push_back(static_cast<uint8_t>(i * 31 + i / 251));
+        }
+        folder_.write("a.bin", {reinterpret_cast<const char*>(bytes_.data()), bytes_.size()});
+    }
+
+    static bool is_installed(const std::string& program)
+    {
+        return std::system((program + " --version > /dev/null 2>&1").c_str()) == 0;
+    }
+
+    void run(const std::string& command) const
+    {
+        ASSERT_EQ(std::system(("cd " + folder_.path().string() + " && " + command).c_str()), 0) << command;
+    }
+
+    Image read(const char* name) const { return read_firmware((folder_.path() / name).string()); }
+
+    TempFolder folder_;
+    std::vector<uint8_t> bytes_;
+};
+
+TEST_F(IndependentWriters, ObjcopyWritesIntelHexAndSRecord)
+{
+    if (!is_installed("objcopy")) {
+        GTEST_SKIP() << "objcopy is not installed";
+    }
+    for (const uint32_t address : {0U, 0xFFF3U, 0x20000U, 0x10001000U}) {
+        const std::string base = "objcopy -I binary --change-addresses " + std::to_string(address);
+        run(base + " -O ihex a.bin a.hex && " + base + " -O srec a.bin a.srec");
+        EXPECT_THAT(read("a.hex").segments(), ElementsAre(Segment{address, bytes_}));
+        EXPECT_THAT(read("a.srec").segments(), ElementsAre(Segment{address, bytes_}));
+    }
+}
+
+TEST_F(IndependentWriters, SrecCatWritesEveryAddressWidthAndLineLength)
+{
+    if (!is_installed("srec_cat")) {
+        GTEST_SKIP() << "srec_cat is not installed";
+    }
+    const char* const formats[] = {
+        "-intel",    "-intel -address-length=3",    "-intel -line-length=44",
+        "-motorola", "-motorola -address-length=3", "-motorola -address-length=4 -line-length=250"};
+    for (const char* const format : formats) {
+        run(std::string{"srec_cat a.bin -binary -offset 0x3FFF1 -o out "} + format);
+        EXPECT_THAT(read("out").segments(), ElementsAre(Segment{0x3FFF1, bytes_})) << format;
+    }
+}
+
+TEST_F(IndependentWriters, OurIntelHexIsReadBySrecCat)
+{
+    if (!is_installed("srec_cat")) {
+        GTEST_SKIP() << "srec_cat is not installed";
+    }
+    write_firmware(folder_.path() / "ours.hex", 0x1FFF8, bytes_);
+    run("srec_cat ours.hex -intel -offset -0x1FFF8 -o back.bin -binary && cmp a.bin back.bin");
+}
+
+TEST_F(IndependentWriters, LinkedElfFilesAreLoadedAsObjcopyDoes)
+{
+    if (!is_installed("arm-none-eabi-ld") || !is_installed("arm-none-eabi-objcopy")) {
+        GTEST_SKIP() << "the Arm binutils are not installed";
+    }
+    // At 0x8000 the linker puts the headers of the file into the segment, before the data; they are not for the chip.
+    for (const char* const address : {"0x0", "0x8000", "0x26000"}) {
+        run(std::string{"arm-none-eabi-ld -b binary a.bin -e 0 -Tdata="} + address + " -o a.elf");
+        EXPECT_THAT(read("a.elf").segments(),
+                    ElementsAre(Segment{static_cast<uint32_t>(std::stoul(address, nullptr, 0)), bytes_}));
+    }
+    run("arm-none-eabi-ld -r -b binary a.bin -o object.elf");
+    EXPECT_THROW(read("object.elf"), Failure);
+}
+
+TEST_F(IndependentWriters, AnElfFileThatIsCutShortOrChangedIsRefusedOrReadButNeverHarms)
+{
+    if (!is_installed("arm-none-eabi-ld")) {
+        GTEST_SKIP() << "the Arm binutils are not installed";
+    }
+    folder_.write("a.bin", "firmware");
+    run("arm-none-eabi-ld -b binary a.bin -e 0 -Tdata=0x0 -o a.elf");
+    const std::string whole = folder_.read("a.elf");
+    const auto parse = [](const std::string& file) {
+        return parse_elf({reinterpret_cast<const uint8_t*>(file.data()), file.size()}, "a.elf");
+    };
+    const size_t section_headers_end = whole.size();
+    for (size_t length = 0; length < section_headers_end; ++length) {
+        EXPECT_THROW(parse(whole.substr(0, length)), Failure) << length;
+    }
+    size_t refused = 0;
+    for (size_t i = 0; i < 84; ++i) { // the file's header and the first program header
+        std::string changed = whole;
+        changed[i] = static_cast<char>(~changed[i]);
+        try {
+            parse(changed);
+        } catch (const Failure&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 20U);
+}
+
+} // namespace
+} // namespace tessit::cli

@@ -1,0 +1,71 @@
+#include "program/bench_fixture.h"
+
+namespace tessit::cli {
+
+BenchTest::BenchTest()
+{
+    set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
+}
+
+BenchTest::~BenchTest()
+{
+    EXPECT_EQ(content("records"), "") << "a real chip would have ignored this";
+}
+
+void BenchTest::set_bench(std::string_view toml)
+{
+    file("bench.toml", toml);
+}
+
+Environment BenchTest::environment(const Environment& extra) const
+{
+    Environment environment{
+        {"JLINKARM_SIM_BENCH", path("bench.toml")},
+        {"JLINKARM_SIM_RECORDS", path("records")},
+        {"XDG_CONFIG_HOME", path("config")},
+        {"TESSIT_JLINK", ""},
+        {"TESSIT_PROBE", ""},
+    };
+    for (const auto& [name, value] : extra) {
+        environment[name] = value;
+    }
+    return environment;
+}
+
+Outcome BenchTest::tessit(const Arguments& arguments, const Environment& extra) const
+{
+    Arguments all{"--sim"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return run_command(all, environment(extra));
+}
+
+nlohmann::json BenchTest::tessit_json(const Arguments& arguments) const
+{
+    Arguments all{"--json"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const Outcome outcome = tessit(all);
+    EXPECT_THAT(outcome, Exits(0));
+    return nlohmann::json::parse(outcome.output, nullptr, false);
+}
+
+std::string BenchTest::binary(std::string_view name, size_t length, uint32_t seed) const
+{
+    std::string bytes(length, '\0');
+    for (char& byte : bytes) {
+        seed = seed * 1664525 + 1013904223; // a linear congruential generator
+        byte = static_cast<char>(seed >> 24);
+    }
+    return file(name, bytes);
+}
+
+std::string BenchTest::file(std::string_view name, std::string_view content) const
+{
+    return folder_.write(name, content).string();
+}
+
+std::string BenchTest::memory(const std::string& range) const
+{
+    return tessit_json({"read", range}).value("data", "");
+}
+
+} // namespace tessit::cli

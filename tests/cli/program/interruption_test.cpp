@@ -1,0 +1,89 @@
+// Commands that are cut short: killed, interrupted, or left without their probe.
+#include "program/bench_fixture.h"
+
+#include <csignal>
+
+namespace tessit::cli {
+namespace {
+
+using testing::HasSubstr;
+
+class InterruptionTest : public BenchTest
+{
+protected:
+    // Two images that differ everywhere: programming the second erases page by page.
+    InterruptionTest() : old_{binary("old.bin", length, 1)}, new_{binary("new.bin", length, 2)} {}
+
+    void SetUp() override { ASSERT_THAT(tessit({"program", old_ + "@0"}), Exits(0)); }
+
+    // A command in the middle of erasing: its narration is no longer read, so it cannot go on.
+    void stop_in_the_middle(RunningCommand& command) const { ASSERT_TRUE(command.wait_for("Birch_erase_page", 10)); }
+
+    Arguments narrated_program() const { return {"--sim", "-v", "program", new_ + "@0"}; }
+
+    static constexpr size_t length = 40 * 4096;
+    std::string old_;
+    std::string new_;
+};
+
+TEST_F(InterruptionTest, AKilledProgramLeavesTheProbeFreeAndTheChipAsFarAsItWas)
+{
+    {
+        RunningCommand command{narrated_program(), environment()};
+        stop_in_the_middle(command);
+        command.signal(SIGKILL);
+        EXPECT_EQ(command.finish().exit_code, 128 + SIGKILL);
+    }
+    EXPECT_EQ(memory("0+4"), "ffffffff");       // the first page was erased
+    EXPECT_NE(memory("0x27000+4"), "ffffffff"); // the last one was not
+    EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
+    EXPECT_THAT(tessit({"verify", new_ + "@0"}), Exits(0));
+}
+
+TEST_F(InterruptionTest, ASecondCommandIsToldThatTheProbeIsInUse)
+{
+    RunningCommand command{narrated_program(), environment()};
+    stop_in_the_middle(command);
+    EXPECT_THAT(tessit({"info"}), FailsWith(1, "use"));
+    EXPECT_EQ(command.finish().exit_code, 0);
+}
+
+TEST_F(InterruptionTest, CtrlCEndsAtTheNextSafePointAndClosesTheSession)
+{
+    RunningCommand command{narrated_program(), environment()};
+    stop_in_the_middle(command);
+    command.signal(SIGINT);
+    const Outcome outcome = command.finish();
+    EXPECT_THAT(outcome, FailsWith(130, "partly written"));
+    EXPECT_THAT(outcome.errors, HasSubstr("Birch_close_dll"));
+    EXPECT_NE(memory("0x27000+4"), "ffffffff");
+    EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
+}
+
+TEST_F(InterruptionTest, ACtrlCWhileOnlyReadingChangesNothing)
+{
+    RunningCommand command{{"--sim", "-v", "verify", old_ + "@0"}, environment()};
+    ASSERT_TRUE(command.wait_for("Birch_read_u32", 2));
+    command.signal(SIGINT);
+    EXPECT_EQ(command.finish().exit_code, 130);
+    EXPECT_THAT(tessit({"verify", old_ + "@0"}), Exits(0));
+}
+
+TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
+{
+    const Outcome outcome = tessit({"program", new_ + "@0"}, {{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2@unplug"}});
+    EXPECT_THAT(outcome, FailsWith(1, "JLinkARM.dll WriteMem returned error"));
+    EXPECT_THAT(outcome.errors, HasSubstr("partly written"));
+    EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
+    EXPECT_THAT(tessit({"verify", new_ + "@0"}), Exits(0));
+}
+
+TEST_F(InterruptionTest, AWriteThatTheChipDidNotTakeIsFoundByReadingBack)
+{
+    const Environment lost{{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2=0"}};
+    EXPECT_THAT(tessit({"program", new_ + "@0"}, lost), FailsWith(6, "differs from what was written"));
+    EXPECT_THAT(tessit({"program", old_ + "@0", "--no-verify"}, lost), Exits(0));
+}
+
+} // namespace
+} // namespace tessit::cli

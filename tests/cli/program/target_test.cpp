@@ -1,0 +1,234 @@
+// Commands that look at the chip and change it: memory, erases, CPU, RAM power, protection, the bench itself.
+#include "program/bench_fixture.h"
+
+namespace tessit::cli {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class TargetTest : public BenchTest
+{
+protected:
+    // A vector table, and at 0x200: movs r0, #1; adds r0, #2; b . ; also movw r1, #0x1234 behind them.
+    void program_instructions()
+    {
+        std::string image(0x210, '\0');
+        image.replace(0, 8, std::string{"\x00\x10\x00\x20\x01\x02\x00\x00", 8}); // SP 0x20001000, PC 0x200
+        image.replace(0x200, 6, "\x01\x20\x02\x30\xFE\xE7");
+        ASSERT_THAT(tessit({"program", file("code.bin", image) + "@0"}), Exits(0));
+    }
+};
+
+TEST_F(TargetTest, WordsAreWrittenAndShown)
+{
+    EXPECT_THAT(tessit({"write", "0x20000010", "0x12345678", "1"}), Exits(0));
+    EXPECT_EQ(tessit({"read", "0x20000010+8", "--words"}).output, "20000010  12345678 00000001\n");
+    EXPECT_EQ(memory("0x20000010"), "78563412"); // an address stands for its word
+    EXPECT_THAT(tessit({"write", "0x20000020", "--file", file("a.bin", "abcdef")}), Exits(0));
+    EXPECT_EQ(memory("0x20000020+6"), "616263646566");
+}
+
+TEST_F(TargetTest, AWriteThatTheChipWouldIgnoreIsRefusedWithTheRightWay)
+{
+    EXPECT_THAT(tessit({"write", "0x1000", "1"}), FailsWith(2, "--flash"));
+    EXPECT_THAT(tessit({"write", "0x10001080", "1"}), FailsWith(2, "--flash"));
+    EXPECT_THAT(tessit({"write", "0x20000000", "1", "--flash"}), FailsWith(2, "Leave --flash away"));
+    EXPECT_THAT(tessit({"write", "0x10000100", "1"}), FailsWith(2, "--ficr"));
+    EXPECT_THAT(tessit({"write", "0x10000100", "1", "--ficr"}), FailsWith(2, "--yes"));
+    EXPECT_THAT(tessit({"write", "0x10001208", "0", "--flash"}), FailsWith(2, "protect"));
+    EXPECT_THAT(tessit({"write", "0x20000002", "1"}), FailsWith(2, "0x20000000"));
+    EXPECT_THAT(tessit({"write", "0x1000", "0x12345678", "--flash"}), Exits(0));
+    EXPECT_EQ(memory("0x1000+4"), "78563412");
+    EXPECT_THAT(tessit({"write", "0x1000", "0xFFFFFFFF", "--flash"}), FailsWith(6, "erase first"));
+}
+
+TEST_F(TargetTest, EraseDoesWhatItIsToldAndNothingElse)
+{
+    const std::string firmware = binary("app.bin", 0x5000) + "@0";
+    ASSERT_THAT(tessit({"program", firmware}), Exits(0));
+    const std::string before = memory("0+0x5000");
+
+    EXPECT_THAT(tessit({"erase"}), FailsWith(2, "--all"));
+    EXPECT_THAT(tessit({"erase", "--all", "--uicr"}), FailsWith(2, "--all"));
+    EXPECT_THAT(tessit({"erase", "--range", "0x800-0x1800"}), FailsWith(2, "--range 0x00000000-0x00002000"));
+    EXPECT_THAT(tessit({"erase", "--range", "0x7F000-0x81000"}), FailsWith(2, "0x00080000"));
+    EXPECT_THAT(tessit({"erase", "--page", "0x10001000"}), FailsWith(2, "--uicr"));
+    EXPECT_EQ(memory("0+0x5000"), before);
+
+    EXPECT_THAT(tessit({"erase", "--range", "0x1000+4k", "--page", "0x3004"}), Exits(2));
+    EXPECT_THAT(tessit({"erase", "--range", "0x1000+4k"}), Exits(0));
+    EXPECT_THAT(tessit({"erase", "--page", "0x3004"}), Exits(0));
+    std::string expected = before;
+    expected.replace(2 * 0x1000, 2 * 0x1000, 2 * 0x1000, 'f');
+    expected.replace(2 * 0x3000, 2 * 0x1000, 2 * 0x1000, 'f');
+    EXPECT_EQ(memory("0+0x5000"), expected);
+
+    ASSERT_THAT(tessit({"write", "0x10001080", "0", "--flash"}), Exits(0));
+    EXPECT_THAT(tessit({"erase", "--uicr"}), Exits(0));
+    EXPECT_EQ(memory("0x10001080+4"), "ffffffff");
+    EXPECT_EQ(memory("0+0x5000"), expected);
+    EXPECT_THAT(tessit({"erase", "--mass"}), Exits(0));
+    EXPECT_EQ(memory("0+0x5000"), std::string(2 * 0x5000, 'f'));
+}
+
+TEST_F(TargetTest, StepShowsWhereTheCpuIsAndWhatChanged)
+{
+    program_instructions();
+    ASSERT_THAT(tessit({"reset", "--halt"}), Exits(0));
+    const Outcome halted = tessit({"halt"});
+    EXPECT_THAT(halted.output, AllOf(HasSubstr("PC 0x00000200  2001"), HasSubstr("SP 0x20001000")));
+    const auto steps = tessit_json({"step", "3"})["steps"];
+    EXPECT_EQ(steps[0]["pc"], 0x202);
+    EXPECT_EQ(steps[1]["pc"], 0x204);
+    EXPECT_THAT(steps[1]["changes"].get<std::string>(), HasSubstr("r0 0x00000001 -> 0x00000003"));
+    EXPECT_EQ(steps[2]["instruction"], "e7fe");
+}
+
+TEST_F(TargetTest, RegistersAreShownAndSetByName)
+{
+    program_instructions();
+    ASSERT_THAT(tessit({"reset", "--halt"}), Exits(0));
+    EXPECT_THAT(tessit({"reg", "R3=0x1234", "sp=0x20000800"}), Exits(0));
+    const auto all = tessit_json({"reg"});
+    EXPECT_EQ(all.size(), 19);
+    EXPECT_EQ(all["r3"], 0x1234);
+    EXPECT_EQ(all["sp"], 0x20000800);
+    EXPECT_EQ(tessit_json({"reg", "r15"}), nlohmann::json({{"pc", 0x200}}));
+}
+
+TEST_F(TargetTest, RunGoAndHaltMoveTheCpu)
+{
+    program_instructions();
+    ASSERT_THAT(tessit({"run", "0x200", "0x20001000"}), Exits(0));
+    EXPECT_EQ(tessit_json({"info"})["cpu"], "running");
+    ASSERT_THAT(tessit({"halt"}), Exits(0));
+    EXPECT_EQ(tessit_json({"info"})["cpu"], "halted"); // looking does not set it running
+    ASSERT_THAT(tessit({"go"}), Exits(0));
+    EXPECT_EQ(memory("0x200+2"), "0120");
+    EXPECT_EQ(tessit_json({"info"})["cpu"], "running"); // reading put it back
+    for (const char* kind : {"system", "debug", "pin"}) {
+        EXPECT_THAT(tessit({"reset", "--kind", kind, "--halt"}), Exits(0)) << kind;
+        EXPECT_EQ(tessit_json({"info"})["cpu"], "halted") << kind;
+        EXPECT_THAT(tessit({"reset", "--kind", kind}), Exits(0)) << kind;
+        EXPECT_EQ(tessit_json({"info"})["cpu"], "running") << kind;
+    }
+}
+
+TEST_F(TargetTest, RamSectionsAreShownAndSwitched)
+{
+    EXPECT_THAT(tessit({"ram", "off", "5"}).output, HasSubstr("15 of 16 sections on"));
+    const auto sections = tessit_json({"ram"})["sections"];
+    EXPECT_EQ(sections.size(), 16);
+    EXPECT_EQ(sections[5]["on"], false);
+    EXPECT_EQ(sections[5]["address"], 0x20005000);
+    EXPECT_THAT(tessit({"ram", "off", "16"}), FailsWith(2, "0 to 15"));
+    EXPECT_THAT(tessit({"ram", "on"}).output, HasSubstr("16 of 16 sections on"));
+}
+
+TEST_F(TargetTest, DebugAndAccessPortRegistersAreReached)
+{
+    EXPECT_EQ(tessit_json({"ap", "read", "1", "0xFC"})["value"], 0x02880000);
+    EXPECT_THAT(tessit({"ap", "write", "1", "0", "0"}), Exits(0));
+    EXPECT_NE(tessit_json({"dp", "read", "0"})["value"], 0);
+    EXPECT_THAT(tessit({"dp", "write", "4", "0x50000000"}), Exits(0));
+    EXPECT_THAT(tessit({"dp", "read", "8"}), Exits(2)); // SELECT cannot be read
+    EXPECT_THAT(tessit({"ap", "read", "256", "0"}), FailsWith(2, "256"));
+}
+
+TEST_F(TargetTest, InfoTellsWhatIsThere)
+{
+    const auto info = tessit_json({"info"});
+    EXPECT_EQ(info["chip"], "BIRCH_M1_VA_REV2");
+    EXPECT_EQ(info["flash_bytes"], 512 * 1024);
+    EXPECT_EQ(info["ram_bytes"], 64 * 1024);
+    EXPECT_EQ(info["is_protected"], false);
+    ASSERT_THAT(tessit({"reset", "--kind", "pin"}), Exits(0));
+    EXPECT_EQ(tessit_json({"info"})["reset_reasons"][0], "reset pin");
+}
+
+TEST_F(TargetTest, TheBenchIsShownAndBroughtBack)
+{
+    EXPECT_THAT(tessit({"sim", "init", path("new.toml")}), Exits(0));
+    EXPECT_THAT(tessit({"sim", "init", path("new.toml")}), FailsWith(1, "new.toml"));
+    EXPECT_THAT(tessit({"sim", "show"}, {{"JLINKARM_SIM_BENCH", path("new.toml")}}).output, HasSubstr("600000003"));
+
+    ASSERT_THAT(tessit({"program", binary("app.bin", 256) + "@0"}), Exits(0));
+    EXPECT_EQ(tessit_json({"sim", "show"})["probes"][0]["flash_used_bytes"], 256);
+    ASSERT_THAT(tessit({"sim", "power-cycle"}), Exits(0));
+    EXPECT_EQ(tessit_json({"sim", "show"})["probes"][0]["flash_used_bytes"], 256);
+    ASSERT_THAT(tessit({"sim", "factory-reset", "--all"}), Exits(0));
+    EXPECT_EQ(tessit_json({"sim", "show"})["probes"][0]["flash_used_bytes"], 0);
+    EXPECT_THAT(tessit({"list"}, {{"JLINKARM_SIM_BENCH", path("none.toml")}}), FailsWith(1, "none.toml"));
+}
+
+class ProtectionTest : public BenchTest, public testing::WithParamInterface<const char*>
+{
+protected:
+    void SetUp() override
+    {
+        set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"" + std::string{GetParam()} + "\"\n");
+        ASSERT_THAT(tessit({"program", firmware}), Exits(0));
+    }
+
+    std::string firmware = file("app.hex", ":0400100001020304E2\n:00000001FF\n");
+};
+
+TEST_P(ProtectionTest, ProtectLocksRecoverUnlocksAndProgramWorksAgain)
+{
+    EXPECT_THAT(tessit({"protect"}), FailsWith(2, "--yes")); // no terminal to ask
+    EXPECT_THAT(tessit({"read", "0x10+4"}), Exits(0));
+    ASSERT_THAT(tessit({"protect", "--yes"}), Exits(0));
+
+    const Arguments needing_the_target[] = {
+        {"program", firmware},
+        {"verify", firmware},
+        {"read", "0+4"},
+        {"write", "0x20000000", "1"},
+        {"erase", "--all"},
+        {"reset"},
+        {"halt"},
+        {"go"},
+        {"step"},
+        {"run", "0", "0"},
+        {"reg"},
+        {"ram"},
+        {"ram", "on"},
+    };
+    for (const Arguments& arguments : needing_the_target) {
+        EXPECT_THAT(tessit(arguments), FailsWith(5, "tessit --sim --probe 600000011 recover --yes")) << arguments[0];
+    }
+    EXPECT_EQ(tessit_json({"info"})["is_protected"], true);
+    EXPECT_THAT(tessit({"protect", "--yes"}).output, HasSubstr("already"));
+    EXPECT_THAT(tessit({"reset", "--kind", "debug"}), Exits(0));
+
+    EXPECT_THAT(tessit({"recover"}), FailsWith(2, "--yes"));
+    const Outcome recovered = tessit({"recover", "--yes"});
+    EXPECT_THAT(recovered, Exits(0));
+    EXPECT_THAT(recovered.errors, AllOf(HasSubstr("control access port"), HasSubstr("Erasing the flash")));
+    EXPECT_EQ(memory("0x10+4"), "ffffffff");
+    EXPECT_THAT(tessit({"program", firmware}), Exits(0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, ProtectionTest,
+                         testing::Values("BIRCH_M1_VA_REV2", "BIRCH_M2_VA_REV1", "BIRCH_M3_VA_REV1"));
+
+using UnprotectableTest = BenchTest;
+
+TEST_F(UnprotectableTest, AChipWithoutTheFeatureRefusesProtect)
+{
+    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_ENGA\"\n");
+    EXPECT_THAT(tessit({"protect", "--yes"}), FailsWith(1, "does not support"));
+    EXPECT_THAT(tessit({"read", "0+4"}), Exits(0));
+}
+
+TEST_F(UnprotectableTest, ARecoveryThatFailsSaysSo)
+{
+    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\nprotected = true\n"
+              "faults = [\"ctrl_ap_fails\"]\n");
+    EXPECT_THAT(tessit({"recover", "--yes"}), testing::Not(Exits(0)));
+}
+
+} // namespace
+} // namespace tessit::cli
