@@ -150,6 +150,39 @@ std::vector<DirectMemory> Chip::direct_memories()
     return memories;
 }
 
+namespace {
+
+/// Whether the memories cover a stretch, one of them behind the other.
+bool covers(std::span<const DirectMemory> memories, std::uint32_t address, std::uint64_t length)
+{
+    const std::uint64_t end = address + length;
+    std::uint64_t covered = address;
+    for (bool goes_on = true; goes_on && covered < end;) {
+        goes_on = false;
+        for (const DirectMemory& memory : memories) {
+            if (covered >= memory.base && covered - memory.base < memory.bytes.size()) {
+                covered = memory.base + memory.bytes.size();
+                goes_on = true;
+            }
+        }
+    }
+    return covered >= end;
+}
+
+} // namespace
+
+bool Chip::is_ram(std::uint32_t address, std::uint64_t length)
+{
+    std::vector<DirectMemory> memories = direct_memories();
+    std::erase_if(memories, [](const DirectMemory& memory) { return !memory.writable; });
+    return covers(memories, address, length);
+}
+
+bool Chip::is_memory(std::uint32_t address, std::uint64_t length)
+{
+    return covers(direct_memories(), address, length);
+}
+
 bool Chip::is_powered_up() const
 {
     const VolatileState& powered = state_.powered();

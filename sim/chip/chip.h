@@ -60,6 +60,9 @@ public:
     /// The chip's memory through its debug access. False: fault, or closed.
     bool debug_read(std::uint32_t address, std::span<std::uint8_t> data);
     bool debug_write(std::uint32_t address, std::span<const std::uint8_t> data);
+    /// Whether all of a stretch is RAM that has its power, or this or flash.
+    bool is_ram(std::uint32_t address, std::uint64_t length);
+    bool is_memory(std::uint32_t address, std::uint64_t length);
     bool peek(std::uint32_t address, std::span<std::uint8_t> data) { return bus_.peek(address, data); }
     bool poke(std::uint32_t address, std::span<const std::uint8_t> data);
 

@@ -176,8 +176,7 @@ void Core::elapse(std::uint64_t nanoseconds)
         return;
     }
     constexpr std::uint64_t second = 1'000'000'000;
-    constexpr std::uint64_t longest = timing::most_instructions_per_call * second / timing::cpu_hertz;
-    unspent_ += std::min(nanoseconds, longest) * timing::cpu_hertz;
+    unspent_ += std::min(nanoseconds, timing::longest_life_per_call_ns) * timing::cpu_hertz;
     const std::uint64_t budget = unspent_ / second;
     unspent_ %= second;
     if (budget != 0) {

@@ -97,6 +97,7 @@ bool reset(Session& session)
     if (chip == nullptr) {
         return false;
     }
+    session.reset_rtt(*chip);
     chip->reset(ResetKind::system);
     if (!chip->is_debuggable()) {
         session.report("The chip closed its debug access at the reset: it is readback-protected now.");

@@ -5,6 +5,47 @@
 #include <stdexcept>
 
 namespace jlinksim {
+namespace {
+
+std::uint64_t wire_time(std::uint64_t transfers, std::uint32_t speed_khz)
+{
+    return transfers * timing::swd_clocks_per_transfer * 1'000'000 / speed_khz;
+}
+
+std::uint64_t block_transfers(std::uint64_t bytes)
+{
+    const std::uint64_t words = (bytes + 3) / 4;
+    const std::uint64_t addresses = bytes / timing::address_increment_range;
+    return words + addresses + timing::swd_transfers_around_block;
+}
+
+/// Target memory as RTT's polls reach it.
+class RttWire final : public RttMemory
+{
+public:
+    RttWire(Session& session, Chip& chip) : session_(session), chip_(chip) {}
+
+    // Rtt records what it finds in memory, once. The same finding again in every poll would bury the others.
+    bool read(std::uint32_t address, std::span<std::uint8_t> data) override
+    {
+        session_.spend_in_background(chip_, data.size());
+        const Records::Mute mute{session_.bench().records()};
+        return chip_.debug_read(address, data);
+    }
+    bool write(std::uint32_t address, std::span<const std::uint8_t> data) override
+    {
+        session_.spend_in_background(chip_, data.size());
+        const Records::Mute mute{session_.bench().records()};
+        return chip_.debug_write(address, data);
+    }
+    bool is_ram(std::uint32_t address, std::uint64_t length) const override { return chip_.is_ram(address, length); }
+
+private:
+    Session& session_;
+    Chip& chip_;
+};
+
+} // namespace
 
 void Session::log(std::string_view text) const
 {
@@ -22,25 +63,69 @@ void Session::report(std::string_view text) const
 
 void Session::spend(std::uint64_t transfers)
 {
-    const std::uint64_t clocks = transfers * timing::swd_clocks_per_transfer;
-    bench_.clock().advance(timing::usb_round_trip_ns + clocks * 1'000'000 / settings_.speed_khz);
+    bench_.clock().advance(timing::usb_round_trip_ns + wire_time(transfers, settings_.speed_khz));
 }
 
 void Session::spend_block(std::uint64_t bytes)
 {
-    const std::uint64_t words = (bytes + 3) / 4;
-    const std::uint64_t addresses = bytes / timing::address_increment_range;
-    spend(words + addresses + timing::swd_transfers_around_block);
+    spend(block_transfers(bytes));
+}
+
+void Session::spend_in_background(Chip& chip, std::uint64_t bytes)
+{
+    live(chip, wire_time(block_transfers(bytes), settings_.speed_khz));
+}
+
+void Session::live(Chip& chip, std::uint64_t nanoseconds)
+{
+    chip.elapse(nanoseconds);
+    chip_time_ += nanoseconds;
 }
 
 void Session::let_chip_live()
 {
     const std::uint64_t now = bench_.clock().device();
     if (Chip* const chip = find_chip()) {
-        chip->elapse(now - chip_time_);
+        poll_rtt(*chip, now);
+        if (chip_time_ < now) {
+            live(*chip, now - chip_time_);
+        }
+    }
+    // A poll that was under way made the call wait.
+    if (const std::uint64_t device = bench_.clock().device(); chip_time_ > device) {
+        bench_.clock().advance(chip_time_ - device);
     }
     // What the chip's own doings took is not to be lived again.
     chip_time_ = bench_.clock().device();
+}
+
+void Session::poll_rtt(Chip& chip, std::uint64_t now)
+{
+    if (!connected_ || !rtt_.is_started()) {
+        return;
+    }
+    // The chip executes no more than this in one call; polls in the rest would find nothing new.
+    chip_time_ = std::max(chip_time_, now - std::min(now, timing::longest_life_per_call_ns));
+    RttWire wire{*this, chip};
+    while (rtt_.next_poll() <= now && chip_time_ <= now) {
+        if (rtt_.next_poll() > chip_time_) {
+            live(chip, rtt_.next_poll() - chip_time_);
+        }
+        rtt_.poll(wire, chip_time_);
+    }
+}
+
+void Session::wait_for_rtt_poll()
+{
+    const std::uint64_t now = bench_.clock().device();
+    bench_.clock().advance(rtt_.next_poll() - std::min(now, rtt_.next_poll()));
+    let_chip_live();
+}
+
+void Session::reset_rtt(Chip& chip)
+{
+    RttWire wire{*this, chip};
+    rtt_.target_is_reset(wire);
 }
 
 int Session::select(std::uint32_t serial_number)
@@ -121,6 +206,7 @@ void Session::drop()
     lost_ = false;
     connected_ = false;
     has_coresight_ = false;
+    rtt_.stop();
 }
 
 void Session::unplug()

@@ -2,6 +2,7 @@
 
 #include "bench/bench.h"
 #include "jlinkarm_api.h"
+#include "rtt/rtt.h"
 #include "time/timing.h"
 
 #include <optional>
@@ -15,13 +16,6 @@ enum class TargetInterface : std::int32_t
 {
     jtag = 0, ///< the library's choice until the host makes one
     swd = 1,
-};
-
-/// Target memory in which RTT's control block is looked for.
-struct RttSearchRange
-{
-    std::uint32_t address;
-    std::uint32_t length;
 };
 
 /// What the host's commands and calls chose for a session; a new session starts with these.
@@ -45,7 +39,7 @@ public:
     /// Code of JLINKARM_HasError after the connection to the probe was lost.
     static constexpr std::uint32_t error_probe_lost = 1;
 
-    explicit Session(Bench& bench) : bench_(bench) {}
+    explicit Session(Bench& bench) : bench_(bench), rtt_(bench.records()) {}
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session() { drop(); }
@@ -54,8 +48,10 @@ public:
 
     /// The function being called, for records.
     void call_begins(const char* function) { function_ = function; }
-    /// Lets the bench's time, up to now, pass on the chip, too.
+    /// Lets the bench's time, up to now, pass on the chip, too, and RTT do its polls in it.
     void let_chip_live();
+    /// What the library does on the wire by itself: the chip lives meanwhile.
+    void spend_in_background(Chip& chip, std::uint64_t bytes);
 
     /// Choose the probe of the next open; 0 or -1 when it is not on USB.
     int select(std::uint32_t serial_number);
@@ -76,6 +72,12 @@ public:
     void lose_connection() { connected_ = false; }
     /// The supply of this probe's chip changed: a debug connection does not outlive that.
     void supply_changed(std::uint32_t serial_number);
+
+    Rtt& rtt() { return rtt_; }
+    /// Time goes on up to RTT's next poll, which is done.
+    void wait_for_rtt_poll();
+    /// The host resets the target.
+    void reset_rtt(Chip& chip);
 
     SessionSettings& settings() { return settings_; }
     bool has_coresight() const { return has_coresight_; }
@@ -101,6 +103,8 @@ private:
     std::string reason_not_to_connect();
     void notice_lost_probe();
     void drop();
+    void live(Chip& chip, std::uint64_t nanoseconds);
+    void poll_rtt(Chip& chip, std::uint64_t now);
 
     Bench& bench_;
     const char* function_ = "";
@@ -116,6 +120,7 @@ private:
     jlinkarm_log_t log_ = nullptr;
     jlinkarm_log_t error_ = nullptr;
     std::uint64_t chip_time_ = 0; ///< device time up to which the chip has lived
+    Rtt rtt_;
 };
 
 } // namespace jlinksim

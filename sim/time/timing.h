@@ -46,5 +46,12 @@ inline constexpr std::uint64_t cpu_hertz = 64'000'000;
 /// Executed at most in one J-Link call, about a tenth of a second of the host's time: a call must not hang because the
 /// CPU has much time to catch up with.
 inline constexpr std::uint64_t most_instructions_per_call = 1'000'000;
+inline constexpr std::uint64_t longest_life_per_call_ns = most_instructions_per_call * 1'000'000'000 / cpu_hertz;
+
+/// RTT's polls are requests to the probe, too: the next one cannot begin before the answer to the last one.
+inline constexpr std::uint64_t rtt_poll_period_ns = usb_round_trip_ns;
+/// For so long an RTT call that has nothing to do lets the target run. On hardware it returns at once, and the target
+/// runs all the same; here time would stand still for a host that only asks again.
+inline constexpr std::uint64_t rtt_longest_wait_ns = 4 * rtt_poll_period_ns;
 
 } // namespace jlinksim::timing
