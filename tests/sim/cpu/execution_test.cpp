@@ -171,6 +171,18 @@ TEST_F(Execution, FaultsWithTheProgramCounterAtTheCulprit)
     }
 }
 
+TEST_F(Execution, GoesOnInAnItBlockWhereItFaulted)
+{
+    put(0x100, {0xBF1C, 0x6801, 0x2205, 0xE7FE}); // itt ne; ldrne r1, [r0]; movne r2, #5; b .
+    set_pc(0x100);
+    set_r(0, nowhere);
+    EXPECT_EQ(cpu.run(100).why, StopReason::fault);
+    EXPECT_EQ(xpsr(), 0x01001C00);
+    set_r(0, peripherals);
+    EXPECT_EQ(cpu.run(2).why, StopReason::budget_spent);
+    EXPECT_EQ((std::vector{r(1), r(2), xpsr()}), (std::vector<std::uint32_t>{peripherals, 5, 0x01000000}));
+}
+
 TEST_F(Execution, FaultsOnlyWhenTheBudgetGetsThere)
 {
     put(0x100, {0x4700}); // bx r0
