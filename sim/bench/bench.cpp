@@ -20,7 +20,7 @@ BenchConfig read_config(const char* path)
     const std::string file = path != nullptr ? std::string{path} : environment("JLINKARM_SIM_BENCH");
     BenchConfig config = file.empty() ? built_in_bench() : read_bench_file(file);
     const std::string real_time = environment("JLINKARM_SIM_REALTIME");
-    if (real_time != "" && real_time != "0" && real_time != "1") {
+    if (!real_time.empty() && real_time != "0" && real_time != "1") {
         throw std::runtime_error(fmt::format("JLINKARM_SIM_REALTIME is '{}'; expected 0 or 1.", real_time));
     }
     if (!real_time.empty()) {

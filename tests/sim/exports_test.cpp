@@ -1,3 +1,7 @@
+#include "support/temp_bench.h"
+
+#include "jlinkarm_sim.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <gmock/gmock.h>
@@ -31,6 +35,14 @@ TEST(Exports, areTheJLinkAndTheControlFunctionsOnly)
     names.erase(control.begin(), control.end());
     EXPECT_EQ(names.size(), 38U);
     EXPECT_THAT(names, testing::Each(testing::AnyOf(testing::StartsWith("JLINKARM_"), testing::StartsWith("JLINK_"))));
+
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    for (const std::string& name : names) {
+        jlinksim_fault_t fault{};
+        fault.function = name.c_str();
+        fault.occurrence = 1;
+        EXPECT_EQ(JLINKSIM_inject_fault(&fault), 0) << "no fault can be ordered for " << name;
+    }
 }
 
 } // namespace

@@ -192,16 +192,5 @@ TEST(ModelledTime, followsTheSpeedOfTheInterface)
     EXPECT_EQ(time_at(0), time_at(4000));
 }
 
-TEST(Rtt, failsAndSaysThatItIsNotSimulated)
-{
-    static std::string reported;
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    ASSERT_EQ(JLINKARM_OpenEx(nullptr, [](const char* text) { reported = text; }), nullptr);
-    EXPECT_LT(JLINK_RTTERMINAL_Control(0, nullptr), 0);
-    EXPECT_THAT(reported, HasSubstr("RTT is not simulated"));
-    EXPECT_LT(JLINK_RTTERMINAL_Read(0, nullptr, 0), 0);
-    EXPECT_LT(JLINK_RTTERMINAL_Write(0, nullptr, 0), 0);
-}
-
 } // namespace
 } // namespace tessit_test
