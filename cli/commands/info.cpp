@@ -72,7 +72,8 @@ void add_probe(InfoBuilder& info, const Session& session)
              session.settings().speed_khz);
     info.add("J-Link library", "jlink_version", fmt::format("{} ({})", version, session.jlink_path()), version);
     info.add("tessit", "version", TESSIT_VERSION, TESSIT_VERSION);
-    info.add("Target supply", "supply", "at least 1.5 V", ">=1500mV"); // less is refused at the connection
+    constexpr uint32_t least_millivolts = 1500; // less is refused at the connection; more is not told
+    info.add("Target supply", "supply_at_least_millivolts", "at least 1.5 V", least_millivolts);
 }
 
 void add_chip(InfoBuilder& info, const Target& target)

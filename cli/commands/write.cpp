@@ -1,5 +1,6 @@
 #include "commands/on_probes.h"
 #include "firmware/file.h"
+#include "flash/flash_bytes.h"
 #include "flash/mismatches.h"
 #include "session/memory_map.h"
 #include "text/bytes.h"
@@ -90,25 +91,33 @@ void require_right_way(const Options& options, const Data& data)
     }
 }
 
+void require_writable(const Target& target, const Data& data)
+{
+    const std::vector<uint8_t> current = target.read(data.range());
+    if (const auto offset = first_unwritable(current, data.bytes)) {
+        throw Failure{ExitCode::failure,
+                      fmt::format("the byte at {:#010x} holds {:#04x} and cannot become {:#04x} without an erase; "
+                                  "nothing was written",
+                                  data.address + *offset, current[*offset], data.bytes[*offset]),
+                      "Erase first with `tessit erase`, or use `tessit program`, which does both."};
+    }
+}
+
 void require_written(const Target& target, const Data& data)
 {
     Mismatches mismatches;
     mismatches.compare(data.address, data.bytes, target.read(data.range()));
-    if (mismatches.count() == 0) {
-        return;
-    }
-    const Mismatch& mismatch = mismatches.first().front();
-    throw Failure{ExitCode::verify_mismatch,
-                  fmt::format("the byte at {:#010x} reads {:#04x} after writing {:#04x}", mismatch.address,
-                              mismatch.found, mismatch.expected),
-                  "Writing only clears bits: erase first with `tessit erase`, or use `tessit program`."};
+    mismatches.require_none("what was written");
 }
 
 Report write(const Target& target, const Options& options, const Data& data)
 {
     RunStateKeeper run_state{target};
-    if (options.ficr) {
+    if (options.ficr || options.flash) {
+        require_writable(target, data);
         run_state.release();
+    }
+    if (options.ficr) {
         target.session().check(
             TESSIT_ficrwrite(data.address, data.bytes.data(), static_cast<uint32_t>(data.bytes.size())),
             fmt::format("write the factory area at {:#010x}", data.address));
@@ -116,7 +125,6 @@ Report write(const Target& target, const Options& options, const Data& data)
         target.write(data.address, data.bytes, options.flash ? WritePath::flash_controller : WritePath::bus);
     }
     if (options.ficr || options.flash) {
-        run_state.release();
         require_written(target, data);
     }
     run_state.restore();

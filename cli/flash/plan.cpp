@@ -1,31 +1,15 @@
 #include "flash/plan.h"
 
+#include "flash/flash_bytes.h"
 #include "session/memory_map.h"
 #include "terminal/progress.h"
-#include "text/bytes.h"
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <optional>
 #include <set>
 
 namespace tessit::cli {
 namespace {
-
-constexpr uint8_t erased_byte = 0xFF;
-
-bool is_blank(std::span<const uint8_t> bytes)
-{
-    return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == erased_byte; });
-}
-
-// The first byte that a write alone cannot make, since writing only clears bits.
-std::optional<size_t> first_unwritable(std::span<const uint8_t> current, std::span<const uint8_t> wanted)
-{
-    const auto [have, want] =
-        std::ranges::mismatch(current, wanted, [](uint8_t have, uint8_t want) { return (have & want) == want; });
-    return want == wanted.end() ? std::nullopt : std::optional{static_cast<size_t>(want - wanted.begin())};
-}
 
 // First addresses of the pages that hold data of the image, with their sizes.
 std::vector<Range> touched_pages(const Image& image, const FlashGeometry& geometry)
@@ -56,7 +40,7 @@ std::vector<Range> touched_pages(const Image& image, const FlashGeometry& geomet
 // blank. Erasing then costs less than reading the flash to see what of it could stay.
 bool replaces_everything(const Target& target, const Image& image, const FlashGeometry& geometry)
 {
-    return image.covers(geometry.flash()) && image.segments().size() == 1 && is_blank(target.read(memory_map::uicr));
+    return image.covers(geometry.flash()) && image.segments().size() == 1 && is_erased(target.read(memory_map::uicr));
 }
 
 void require_writable(const Page& page, EraseMode mode)

@@ -1,6 +1,6 @@
 #include "flash/programmer.h"
 
-#include "session/memory_map.h"
+#include "flash/flash_bytes.h"
 #include "terminal/progress.h"
 
 #include <algorithm>
@@ -10,11 +10,6 @@ namespace tessit::cli {
 namespace {
 
 constexpr size_t word_bytes = 4;
-
-bool is_erased_word(std::span<const uint8_t> word)
-{
-    return std::ranges::all_of(word, [](uint8_t byte) { return byte == 0xFF; });
-}
 
 // Collects words to be written into blocks as large as one call takes. Every call opens and closes the flash
 // controller's write bracket, which costs about as much as a few dozen words, so a short erased gap is written through;
@@ -28,7 +23,7 @@ public:
             const auto wanted = std::span{page.wanted}.subspan(i, word_bytes);
             if (!std::ranges::equal(wanted, std::span{page.current}.subspan(i, word_bytes))) {
                 add_word(page.address + static_cast<uint32_t>(i), wanted);
-            } else if (!is_erased_word(wanted)) {
+            } else if (!is_erased(wanted)) {
                 may_bridge_ = false;
             }
         }
@@ -48,7 +43,7 @@ private:
             blocks_.push_back({address, {}});
         }
         std::vector<uint8_t>& bytes = blocks_.back().bytes;
-        bytes.resize(address - blocks_.back().address, 0xFF);
+        bytes.resize(address - blocks_.back().address, erased_byte);
         bytes.insert(bytes.end(), word.begin(), word.end());
         may_bridge_ = true;
     }

@@ -1,6 +1,25 @@
 #include "program/bench_fixture.h"
 
+#include <sstream>
+
 namespace tessit::cli {
+
+namespace {
+
+// What the chip's own CPU did wrong is the firmware's affair, or that of a chip without any.
+std::string without_cpu_faults(const std::string& records)
+{
+    std::istringstream lines{records};
+    std::string others;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("cpu-fault: ")) {
+            others += line + "\n";
+        }
+    }
+    return others;
+}
+
+} // namespace
 
 BenchTest::BenchTest()
 {
@@ -9,7 +28,7 @@ BenchTest::BenchTest()
 
 BenchTest::~BenchTest()
 {
-    EXPECT_EQ(content("records"), "") << "a real chip would have ignored this";
+    EXPECT_EQ(without_cpu_faults(content("records")), "") << "a real chip would have ignored this";
 }
 
 void BenchTest::set_bench(std::string_view toml)
@@ -61,6 +80,14 @@ std::string BenchTest::binary(std::string_view name, size_t length, uint32_t see
 std::string BenchTest::file(std::string_view name, std::string_view content) const
 {
     return folder_.write(name, content).string();
+}
+
+void BenchTest::program_endless_loop() const
+{
+    std::string image(0x206, '\0');
+    image.replace(0, 8, std::string{"\x00\x10\x00\x20\x01\x02\x00\x00", 8});
+    image.replace(0x200, 6, "\x01\x20\x02\x30\xFE\xE7");
+    ASSERT_THAT(tessit({"program", file("loop.bin", image) + "@0", "--reset"}), Exits(0));
 }
 
 std::string BenchTest::memory(const std::string& range) const

@@ -11,7 +11,7 @@
 namespace tessit::cli {
 
 // The bench has the one probe 600000011 with a BIRCH_M1_VA_REV2 chip (512 KiB of flash, pages of 4 KiB) unless
-// set_bench says otherwise. What a real chip would have ignored without telling fails the test.
+// set_bench says otherwise. What a real chip would have ignored without telling the command fails the test.
 class BenchTest : public testing::Test
 {
 protected:
@@ -30,6 +30,9 @@ protected:
     std::string file(std::string_view name, std::string_view content) const;
     std::string path(std::string_view name) const { return (folder_.path() / name).string(); }
     std::string content(std::string_view name) const { return folder_.read(name); }
+
+    // Programs firmware with its reset vector at 0x200: movs r0, #1; adds r0, #2; b . and its stack at 0x20001000.
+    void program_endless_loop() const;
 
     // Memory as another process reads it, two digits a byte.
     std::string memory(const std::string& range) const;

@@ -182,6 +182,7 @@ TEST_F(ProgramTest, ReadSavesByEndingAndLeavesNoHalfWrittenFile)
 
 TEST_F(ProgramTest, RefusalsLeaveTheFirmwareRunning)
 {
+    program_endless_loop();
     EXPECT_THAT(tessit({"program", binary("a.bin", 4) + "@0x80000"}), Exits(1));
     EXPECT_EQ(tessit_json({"info"})["cpu"], "running");
     EXPECT_THAT(tessit({"verify", hex()}), Exits(6));
