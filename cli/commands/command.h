@@ -39,6 +39,7 @@ Command add_info(CLI::App& app);
 Command add_list(CLI::App& app);
 Command add_program(CLI::App& app);
 Command add_protect(CLI::App& app);
+Command add_qspi(CLI::App& app);
 Command add_ram(CLI::App& app);
 Command add_read(CLI::App& app);
 Command add_recover(CLI::App& app);

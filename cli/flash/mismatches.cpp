@@ -24,6 +24,12 @@ void Mismatches::compare(uint32_t address, std::span<const uint8_t> expected, st
 
 void Mismatches::require_none(std::string_view what) const
 {
+    require_none(what, "the chip",
+                 "`tessit program` writes the file anew. Firmware that writes to its own flash also differs.");
+}
+
+void Mismatches::require_none(std::string_view what, std::string_view holder, const std::string& hint) const
+{
     if (count_ == 0) {
         return;
     }
@@ -36,8 +42,8 @@ void Mismatches::require_none(std::string_view what) const
         fmt::format_to(std::back_inserter(list), "\n  and {} more", count_ - first_.size());
     }
     throw Failure{ExitCode::verify_mismatch,
-                  fmt::format("the chip differs from {} in {} byte{}:{}", what, count_, count_ == 1 ? "" : "s", list),
-                  "`tessit program` writes the file anew. Firmware that writes to its own flash also differs."};
+                  fmt::format("{} differs from {} in {} byte{}:{}", holder, what, count_, count_ == 1 ? "" : "s", list),
+                  hint};
 }
 
 Mismatches compare_with_target(const Target& target, const Image& image, const std::string& phase,

@@ -28,8 +28,10 @@ public:
     uint64_t count() const { return count_; }
     const std::vector<Mismatch>& first() const { return first_; }
 
-    // Throws a Failure with ExitCode::verify_mismatch that lists them, unless there are none.
+    // Throws a Failure with ExitCode::verify_mismatch that lists them, unless there are none. `what` was compared with
+    // the chip, or with what `holder` names; the hint says what to do about a difference.
     void require_none(std::string_view what) const;
+    void require_none(std::string_view what, std::string_view holder, const std::string& hint) const;
 
 private:
     uint64_t count_ = 0;

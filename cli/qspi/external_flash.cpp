@@ -1,0 +1,173 @@
+#include "qspi/external_flash.h"
+
+#include "terminal/console.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+constexpr uint8_t read_status_opcode = 0x05;
+constexpr uint8_t identify_opcode = 0x9F;
+constexpr uint8_t use_long_addresses_opcode = 0xB7;
+constexpr uint8_t use_short_addresses_opcode = 0xE9;
+constexpr uint8_t ones = 0xFF;
+
+constexpr const char* connection_hint =
+    "Check the pins of the connection against the board, and that the flash has its supply; `tessit qspi info` shows "
+    "what answers.";
+
+} // namespace
+
+uint32_t FlashIdentification::size() const
+{
+    constexpr uint8_t smallest = 16; // 64 KiB
+    constexpr uint8_t largest = 31;
+    return bytes[2] >= smallest && bytes[2] <= largest ? uint32_t{1} << bytes[2] : 0;
+}
+
+bool FlashIdentification::is_of_nobody() const
+{
+    const auto all_are = [this](uint8_t value) {
+        return std::ranges::all_of(bytes, [value](uint8_t byte) { return byte == value; });
+    };
+    return all_are(ones) || all_are(0);
+}
+
+ExternalFlash::ExternalFlash(const Session& session, const QspiConnection& connection, bool retains_ram)
+    : session_{session}, connection_{connection}, retains_ram_{retains_ram}
+{
+    session_.check(TESSIT_qspi_init(retains_ram ? 1 : 0, &connection_.config), "initialize the QSPI peripheral");
+}
+
+ExternalFlash::~ExternalFlash()
+{
+    if (!is_released_) {
+        TESSIT_qspi_uninit();
+    }
+}
+
+void ExternalFlash::release()
+{
+    if (uses_long_addresses_) {
+        instruct(use_short_addresses_opcode, {}, 0);
+    }
+    is_released_ = true;
+    session_.check(TESSIT_qspi_uninit(), "release the QSPI peripheral");
+}
+
+void ExternalFlash::open()
+{
+    // A flash that is busy answers nothing but its status; where there is none, that reads as ones, too.
+    if (read_status() != ones) {
+        wait_until_ready("before anything was done");
+    }
+    identification_ = identify();
+    if (identification_.is_of_nobody()) {
+        throw Failure{ExitCode::failure,
+                      fmt::format("no external flash answers (its identification reads {:02x})",
+                                  fmt::join(identification_.bytes, " ")),
+                      connection_hint};
+    }
+    if (connection_.config.address_mode == ADDRESS_MODE_32BIT) {
+        instruct(use_long_addresses_opcode, {}, 0);
+        uses_long_addresses_ = true;
+    }
+}
+
+FlashIdentification ExternalFlash::identify() const
+{
+    FlashIdentification identification;
+    std::ranges::copy(instruct(identify_opcode, {}, identification.bytes.size()), identification.bytes.begin());
+    return identification;
+}
+
+uint32_t ExternalFlash::size() const
+{
+    const uint32_t size = connection_.flash_size.value_or(identification_.size());
+    if (size == 0) {
+        throw Failure{ExitCode::failure,
+                      fmt::format("the external flash does not tell its size (its identification reads {:02x})",
+                                  fmt::join(identification_.bytes, " ")),
+                      "Give it by hand, for example --flash-size 8M."};
+    }
+    return size;
+}
+
+Range ExternalFlash::reachable() const
+{
+    const uint64_t reach = uint64_t{1} << connection_.address_bits();
+    return {0, std::min<uint64_t>(size(), reach)};
+}
+
+std::vector<uint8_t> ExternalFlash::instruct(uint8_t opcode, std::span<const uint8_t> sent, size_t received) const
+{
+    std::vector<uint8_t> data{sent.begin(), sent.end()};
+    data.resize(sent.size() + received);
+    std::vector<uint8_t> answer(data.size());
+    const auto length = static_cast<uint32_t>(1 + data.size());
+    session_.check(TESSIT_qspi_custom(opcode, length, data.data(), answer.data()),
+                   fmt::format("send the instruction {:#04x} to the external flash", opcode));
+    return answer;
+}
+
+uint8_t ExternalFlash::read_status() const
+{
+    return instruct(read_status_opcode, {}, 1).front();
+}
+
+void ExternalFlash::wait_until_ready(std::string_view what) const
+{
+    const auto give_up_at = std::chrono::steady_clock::now() + connection_.ready_timeout;
+    while ((read_status() >> connection_.config.WIP_index & 1) != 0) {
+        stop_if_interrupted("the external flash was still busy");
+        if (std::chrono::steady_clock::now() >= give_up_at) {
+            throw Failure{
+                ExitCode::failure,
+                fmt::format("the external flash is still busy after {} s, {}", connection_.ready_timeout.count(), what),
+                "Check that the wip-bit is the flash's, and its supply; a slow flash needs a longer "
+                "--ready-timeout."};
+        }
+    }
+}
+
+void ExternalFlash::read(uint32_t address, std::span<uint8_t> bytes, const ChunkDone& done) const
+{
+    while (!bytes.empty()) {
+        stop_if_interrupted();
+        const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
+        const auto length = static_cast<uint32_t>(chunk.size());
+        session_.check(TESSIT_qspi_read(address, chunk.data(), length),
+                       fmt::format("read {} of the external flash at {:#010x}", format_size(length), address));
+        if (done) {
+            done(chunk.size());
+        }
+        address += length;
+        bytes = bytes.subspan(chunk.size());
+    }
+}
+
+void ExternalFlash::write(uint32_t address, std::span<const uint8_t> bytes, const ChunkDone& done) const
+{
+    while (!bytes.empty()) {
+        stop_if_interrupted();
+        const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
+        const auto length = static_cast<uint32_t>(chunk.size());
+        session_.check(TESSIT_qspi_write(address, chunk.data(), length),
+                       fmt::format("write {} to the external flash at {:#010x}", format_size(length), address));
+        wait_until_ready(fmt::format("writing at {:#010x}", address));
+        if (done) {
+            done(chunk.size());
+        }
+        address += length;
+        bytes = bytes.subspan(chunk.size());
+    }
+}
+
+void ExternalFlash::erase(uint32_t address, qspi_erase_len_t length) const
+{
+    session_.check(TESSIT_qspi_erase(address, length), fmt::format("erase the external flash at {:#010x}", address));
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,207 @@
+// `qspi`: images into the external flash of a simulated board and back out of it.
+#include "program/bench_fixture.h"
+
+#include <chrono>
+#include <filesystem>
+
+namespace tessit::cli {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class QspiTest : public BenchTest
+{
+protected:
+    QspiTest()
+    {
+        set_flash("size = 1048576");
+        EXPECT_THAT(tessit({"qspi", "example", board()}), Exits(0));
+    }
+
+    void set_flash(const std::string& lines, const std::string& version = "BIRCH_M2_VA_REV1")
+    {
+        set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"" + version +
+                  "\"\n[probe.chip.external_flash]\n" + lines + "\n");
+    }
+
+    std::string board() const { return path("board.toml"); }
+
+    Arguments on_board(const Arguments& arguments) const
+    {
+        Arguments all{"qspi", "--qspi-config", board()};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return all;
+    }
+    Outcome qspi(const Arguments& arguments) const { return tessit(on_board(arguments)); }
+    nlohmann::json qspi_json(const Arguments& arguments) const { return tessit_json(on_board(arguments)); }
+
+    // The whole flash, as another process reads it.
+    std::string whole_flash() const
+    {
+        EXPECT_THAT(qspi({"read", "all", "--output", path("whole.bin")}), Exits(0));
+        return content("whole.bin");
+    }
+
+    // What the simulation recorded; the fixture expects nothing afterwards.
+    std::string take_records() const
+    {
+        std::string records = content("records");
+        file("records", "");
+        return records;
+    }
+};
+
+TEST_F(QspiTest, AnImageOfTheWholeFlashIsReadBackByAnotherProcess)
+{
+    set_flash("size = 8388608");
+    const std::string image = binary("image.bin", 8388608);
+    const auto written = qspi_json({"write", image + "@0", "--read-mode", "4", "--write-mode", "3", "--divider", "1"});
+    EXPECT_EQ(written["verified_bytes"], 8388608);
+    EXPECT_THAT(written["erases"], IsEmpty()) << "it is blank";
+    EXPECT_TRUE(whole_flash() == content("image.bin"));
+    const auto again = qspi_json({"write", image + "@0"});
+    EXPECT_EQ(again["sectors_changed"], 0);
+    EXPECT_EQ(again["written_bytes"], 0);
+}
+
+TEST_F(QspiTest, NeighboursOfUnalignedWritesStay)
+{
+    ASSERT_THAT(qspi({"write", binary("before.bin", 1048576) + "@0"}), Exits(0));
+    std::string expected = content("before.bin");
+    size_t address = 0x1FFFD;
+    for (const size_t length : {1U, 2U, 3U, 5U, 4097U}) {
+        const std::string name = "patch" + std::to_string(length);
+        const std::string patch = binary(name + ".bin", length, static_cast<uint32_t>(length));
+        ASSERT_THAT(qspi({"write", patch + "@" + std::to_string(address)}), Exits(0));
+        expected.replace(address, length, content(name + ".bin"));
+        address += 0x10003;
+    }
+    EXPECT_TRUE(whole_flash() == expected);
+}
+
+TEST_F(QspiTest, ErasesAreTheLargestThatFitAndWholeSectorsOnly)
+{
+    ASSERT_THAT(qspi({"write", binary("before.bin", 1048576) + "@0"}), Exits(0));
+    const auto written = qspi_json({"write", binary("image.bin", 0x1A000, 2) + "@0xF000"});
+    const auto erases = written["erases"].dump();
+    EXPECT_EQ(erases, R"([{"address":61440,"bytes":4096},{"address":65536,"bytes":65536},)"
+                      R"({"address":131072,"bytes":32768},{"address":163840,"bytes":4096}])");
+    ASSERT_THAT(qspi({"erase", "--range", "0x8000-0x21000"}), Exits(0));
+    std::string expected = content("before.bin");
+    expected.replace(0xF000, 0x1A000, content("image.bin"));
+    expected.replace(0x8000, 0x19000, std::string(0x19000, '\xFF'));
+    EXPECT_TRUE(whole_flash() == expected);
+
+    EXPECT_THAT(qspi({"erase"}), FailsWith(2, "needs to be told what to erase"));
+    EXPECT_THAT(qspi({"erase", "--range", "0x8100+0x1000"}), FailsWith(2, "--range 0x00008000-0x0000a000"));
+    EXPECT_THAT(qspi({"erase", "--range", "0xFF000+0x2000"}), FailsWith(2, "which has 1 MiB"));
+    EXPECT_TRUE(whole_flash() == expected);
+    ASSERT_THAT(qspi({"erase", "--all"}), Exits(0));
+    EXPECT_EQ(whole_flash().find_first_not_of('\xFF'), std::string::npos);
+}
+
+TEST_F(QspiTest, WhatDoesNotFitIsRefusedBeforeAnythingIsErased)
+{
+    ASSERT_THAT(qspi({"write", binary("before.bin", 4096) + "@0xFF000"}), Exits(0));
+    const std::string image = binary("image.bin", 5000, 2);
+    EXPECT_THAT(qspi({"write", image + "@0xFF000"}), FailsWith(2, "nothing was erased"));
+    EXPECT_THAT(qspi({"write", image + "@0x80000", "--flash-size", "512k"}), FailsWith(2, "which has 512 KiB"));
+    EXPECT_THAT(qspi({"write", image + "@0x1000", "--base", "0x2000"}), FailsWith(2, "before --base"));
+    EXPECT_THAT(qspi({"read", "0xFFFF0+32"}), FailsWith(2, "reaches beyond the external flash"));
+    EXPECT_TRUE(whole_flash().substr(0xFF000) == content("before.bin"));
+
+    // An image that is linked to where the CPU would see the flash.
+    EXPECT_THAT(qspi({"write", image + "@0x12000000", "--base", "0x12000000"}), Exits(0));
+    EXPECT_THAT(qspi({"verify", image + "@0"}), Exits(0));
+
+    set_flash("size = 33554432");
+    std::filesystem::remove_all(path("bench.toml.state"));
+    EXPECT_THAT(qspi({"write", image + "@0xFFF000"}), FailsWith(2, "--address-bits 32"));
+    EXPECT_THAT(qspi({"write", image + "@0x1234567", "--address-bits", "32"}), Exits(0));
+    EXPECT_THAT(qspi({"verify", image + "@0x1234567", "--address-bits", "32"}), Exits(0));
+}
+
+TEST_F(QspiTest, DifferencesAreReported)
+{
+    ASSERT_THAT(qspi({"write", file("a.bin", "abcd") + "@2"}), Exits(0));
+    EXPECT_THAT(qspi({"verify", file("b.bin", "abXd") + "@2"}), FailsWith(6, "0x00000004  expected 0x58, found 0x63"));
+    EXPECT_THAT(qspi({"write", path("b.bin") + "@2", "--erase", "none"}),
+                FailsWith(1, "0x00000004 holds 0x63 and cannot become 0x58"));
+    EXPECT_THAT(qspi({"read", "0+8"}).output, StartsWith("00000000  ff ff 61 62 63 64 ff ff"));
+}
+
+TEST_F(QspiTest, InfoTellsWhatTheFlashTells)
+{
+    EXPECT_THAT(qspi({"info"}).output, AllOf(HasSubstr("5a 51 14"), HasSubstr("1 MiB")));
+    const auto info = qspi_json({"info", "--flash-size", "512k"});
+    EXPECT_THAT(info["identification"], ElementsAre(0x5A, 0x51, 20));
+    EXPECT_EQ(info["size"], 524288);
+    EXPECT_EQ(info["status"], 0);
+
+    EXPECT_EQ(qspi({"custom", "0x9f", "--receive", "3"}).output, "5a 51 14\n");
+    EXPECT_THAT(qspi({"custom", "0x06"}), Exits(0));
+    EXPECT_EQ(qspi({"custom", "0x05", "--receive", "1"}).output, "02\n");
+    ASSERT_THAT(qspi({"write", file("a.bin", "0123456789") + "@0x100"}), Exits(0));
+    EXPECT_EQ(qspi({"custom", "0x03", "0", "1", "0", "--receive", "10"}).output, "30 31 32 33 34 35 36 37 38 39\n");
+    EXPECT_THAT(qspi({"custom", "0x100"}), FailsWith(2, "larger than 0xff"));
+}
+
+TEST_F(QspiTest, RetainedRamIsAsItWasAndTheFirmwareGoesOn)
+{
+    program_endless_loop();
+    ASSERT_THAT(tessit({"write", "0x20000000", "0x11111111"}), Exits(0));
+    ASSERT_THAT(tessit({"write", "0x20001000", "0x22222222"}), Exits(0));
+    ASSERT_THAT(tessit({"go"}), Exits(0));
+    const std::string image = binary("image.bin", 10000) + "@0";
+    EXPECT_THAT(qspi({"write", image, "--retain-ram"}), Exits(0));
+    EXPECT_EQ(memory("0x20000000+4") + memory("0x20001000+4"), "1111111122222222");
+    EXPECT_EQ(tessit_json({"info"})["cpu"], "running");
+    EXPECT_THAT(qspi({"verify", image}), AllOf(Exits(0), testing::Field(&Outcome::errors, HasSubstr("CPU is halted"))));
+    EXPECT_EQ(tessit_json({"info"})["cpu"], "halted");
+    EXPECT_NE(memory("0x20000000+4"), "11111111");
+}
+
+TEST_F(QspiTest, FlashesThatCannotWorkAreClearErrorsInTime)
+{
+    using Clock = std::chrono::steady_clock;
+    const std::string image = file("a.bin", "abcd") + "@0";
+    const Arguments write{"write", image, "--ready-timeout", "1"};
+
+    set_flash("size = 1048576\nmissing = true");
+    EXPECT_THAT(qspi(write), FailsWith(1, "no external flash answers (its identification reads ff ff ff)"));
+
+    set_flash("size = 1048576\nfaults = [\"never_ready\"]\nwip_bit = 3");
+    const auto start = Clock::now();
+    Arguments with_bit = write;
+    with_bit.insert(with_bit.end(), {"--wip-bit", "3"});
+    EXPECT_THAT(qspi(with_bit), FailsWith(1, "still busy after 1 s"));
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds{10});
+
+    set_flash("size = 1048576");
+    ASSERT_THAT(qspi({"write", image}), Exits(0));
+    set_flash("size = 1048576\nprotected = true");
+    EXPECT_THAT(qspi({"write", file("b.bin", "xyzw") + "@0"}),
+                FailsWith(1, "did not carry out its erase: the byte at 0x00000000 still holds 0x61"));
+    EXPECT_THAT(qspi({"erase", "--all"}), FailsWith(1, "did not carry out its erase"));
+    EXPECT_THAT(qspi({"write", image.substr(0, image.size() - 1) + "0x1000"}), FailsWith(6, "write-protected"));
+    EXPECT_THAT(take_records(), HasSubstr("serial-flash-protected"));
+    set_flash("size = 1048576");
+    EXPECT_THAT(qspi({"verify", image}), Exits(0)) << "nothing was changed";
+}
+
+TEST_F(QspiTest, ChipsAndCommandLinesThatCannotWorkAreRefused)
+{
+    EXPECT_THAT(tessit({"qspi", "info"}), FailsWith(2, "csn, clk, dio0, dio1, dio2, dio3 are missing"));
+    EXPECT_THAT(qspi({"info", "--dio1", "P0.19"}), FailsWith(2, "clk and dio1 are both on pin P0.19"));
+    EXPECT_THAT(tessit({"qspi", "example", board()}), FailsWith(1, "exists already"));
+    set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
+    EXPECT_THAT(qspi({"info"}), FailsWith(1, "this chip version does not support it"));
+}
+
+} // namespace
+} // namespace tessit::cli
