@@ -1,8 +1,10 @@
 // What the command asks of the operating system; each system has its own file beside this one.
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,16 @@ bool is_terminal(std::FILE* stream);
 
 // A line of standard input without its end; empty at the end of the input and when Ctrl-C is pressed.
 std::string read_line();
+
+// What standard input has had to say.
+struct Input
+{
+    size_t length = 0; // bytes in the buffer
+    bool has_ended = false;
+};
+
+// What is there now, up to the size of the buffer. Waits for it at most so long; Ctrl-C cuts the wait short.
+Input read_input(std::span<char> buffer, std::chrono::milliseconds wait);
 
 // Ctrl-C and a request to terminate are noted from now on; a second one ends the process at once. Writing to a closed
 // pipe becomes an ordinary write error.

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace tessit::cli::platform {
@@ -100,6 +102,19 @@ std::string read_line()
     std::string line = has_line ? buffer.data() : "";
     line.erase(line.find_last_not_of(" \r\n") + 1);
     return line;
+}
+
+Input read_input(std::span<char> buffer, std::chrono::milliseconds wait)
+{
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, static_cast<int>(wait.count())) <= 0) {
+        return {};
+    }
+    const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
+    if (count < 0) {
+        return {0, errno != EINTR && errno != EAGAIN};
+    }
+    return {static_cast<size_t>(count), count == 0};
 }
 
 void catch_interrupts()

@@ -1,0 +1,217 @@
+#include "rtt/conversation.h"
+
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <thread>
+
+namespace tessit::cli {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Taken from a channel at once; more than the J-Link library buffers.
+constexpr size_t read_bytes = size_t{256} * 1024;
+constexpr size_t input_bytes = size_t{64} * 1024;
+
+// Between two looks at channels that had nothing: short enough to seem immediate, long enough to leave the processor
+// to others. While data flows nothing waits.
+constexpr milliseconds idle_wait{2};
+constexpr milliseconds reconnect_wait{200};
+
+// More than the J-Link library takes to search all of the RAM.
+constexpr milliseconds search_time{2000};
+
+// At the end of the input the firmware's answer is awaited; it is complete when nothing came for this long.
+constexpr milliseconds answer_pause{500};
+
+std::string list_channels(const std::vector<RttChannel>& channels)
+{
+    std::vector<std::string> names;
+    for (const RttChannel& channel : channels) {
+        names.push_back(fmt::format("{} '{}'", channel.index, channel.name));
+    }
+    return names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "));
+}
+
+Failure no_channel(const char* direction, uint32_t index, const std::vector<RttChannel>& channels)
+{
+    return {ExitCode::failure, fmt::format("the firmware has no {} channel {}", direction, index),
+            fmt::format("Its {} channels: {}.", direction, list_channels(channels))};
+}
+
+std::vector<std::string> names_of(const std::vector<uint32_t>& indexes, const std::vector<RttChannel>& channels)
+{
+    std::vector<std::string> names;
+    for (const uint32_t index : indexes) {
+        if (index >= channels.size()) {
+            throw no_channel("up", index, channels);
+        }
+        names.push_back(channels[index].name.empty() ? fmt::format("channel {}", index) : channels[index].name);
+    }
+    return names;
+}
+
+// Of a halted CPU a control block that an earlier run left may still be found; in the end there is nothing to wait for.
+void require_running(const RttLink& link, steady_clock::time_point begin)
+{
+    if (steady_clock::now() - begin >= search_time && link.is_halted()) {
+        throw Failure{ExitCode::failure, "there is no RTT control block, and the CPU is halted",
+                      fmt::format("`{}` starts the firmware from its beginning.", link.command_line("rtt --reset"))};
+    }
+}
+
+} // namespace
+
+Deadline::Deadline(std::optional<std::chrono::duration<double>> timeout)
+{
+    if (timeout) {
+        end_ = steady_clock::now() + std::chrono::duration_cast<steady_clock::duration>(*timeout);
+        text_ = fmt::format("within {:g} s", timeout->count());
+    }
+}
+
+RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Console& console)
+{
+    const auto begin = steady_clock::now();
+    RttState told = RttState::ready;
+    for (;;) {
+        const RttState state = link.state();
+        if (state == RttState::ready) {
+            return link.channels();
+        }
+        stop_if_interrupted("the firmware's RTT control block was not found yet");
+        if (deadline.has_passed()) {
+            throw Failure{ExitCode::failure, fmt::format("no RTT control block was found {}", deadline.text()),
+                          "Check that the firmware uses RTT and gets that far, or tell where its control block is with "
+                          "--address."};
+        }
+        if (state == RttState::no_control_block) {
+            require_running(link, begin);
+        }
+        if (state != told) {
+            console.note(state == RttState::disconnected ? "The connection to the chip is lost; connecting again ..."
+                                                         : "Waiting for the firmware's RTT control block ...");
+            told = state;
+        }
+        if (state == RttState::disconnected && !link.reconnect()) {
+            std::this_thread::sleep_for(reconnect_wait);
+        } else {
+            std::this_thread::sleep_for(idle_wait);
+        }
+    }
+}
+
+Conversation::Conversation(RttLink& link, const ConversationOptions& options, const Console& console)
+    : link_{link},
+      options_{options},
+      console_{console},
+      deadline_{options.timeout},
+      output_{options.output},
+      watches_(options.up.size(), TextWatch{options.until}),
+      received_(read_bytes),
+      input_(input_bytes),
+      has_ended_input_{!options.takes_input}
+{
+}
+
+void Conversation::run()
+{
+    attach();
+    while (!is_over()) {
+        stop_if_interrupted();
+        const bool received = receive();
+        const bool sent = send();
+        if (received || sent) {
+            last_moved_ = steady_clock::now();
+        }
+        take_input(received || sent ? milliseconds{0} : idle_wait);
+    }
+}
+
+void Conversation::attach()
+{
+    const RttChannels channels = wait_for_channels(link_, deadline_, console_);
+    output_.show_channels(names_of(options_.up, channels.up));
+    can_send_ = options_.down < channels.down.size();
+    if (!can_send_ && options_.needs_down) {
+        throw no_channel("down", options_.down, channels.down);
+    }
+    last_moved_ = steady_clock::now();
+}
+
+bool Conversation::receive()
+{
+    bool has_received = false;
+    for (size_t i = 0; i < options_.up.size(); ++i) {
+        const std::optional<size_t> count = link_.read(options_.up[i], received_);
+        if (!count) {
+            attach();
+            return true;
+        }
+        if (*count != 0) {
+            const std::string_view bytes{received_.data(), *count};
+            output_.take(i, bytes);
+            has_come_ = watches_[i].take(bytes) || has_come_;
+            has_received = true;
+        }
+    }
+    return has_received;
+}
+
+bool Conversation::send()
+{
+    if (typed_.empty()) {
+        return false;
+    }
+    if (!can_send_) {
+        console_.note(fmt::format("The firmware has no down channel {}: the input goes nowhere.", options_.down));
+        typed_.clear();
+        return false;
+    }
+    const std::optional<size_t> count = link_.write(options_.down, typed_);
+    if (!count) {
+        attach();
+        return true;
+    }
+    typed_.erase(0, *count);
+    return *count != 0;
+}
+
+void Conversation::take_input(milliseconds wait)
+{
+    if (has_ended_input_ || !typed_.empty()) {
+        std::this_thread::sleep_for(wait);
+        return;
+    }
+    const platform::Input input = platform::read_input(input_, wait);
+    typed_.assign(input_.data(), input.length);
+    has_ended_input_ = input.has_ended;
+}
+
+bool Conversation::is_over()
+{
+    if (has_come_ || RttOutput::is_closed()) {
+        return true;
+    }
+    if (!deadline_.has_passed()) {
+        return has_had_its_say();
+    }
+    if (!options_.until.empty()) {
+        throw Failure{ExitCode::failure, fmt::format("'{}' did not come {}", options_.until, deadline_.text()),
+                      "Give it more time with --timeout, or look at what came instead."};
+    }
+    return true;
+}
+
+// Without a text or a time to wait for, the end of the input is the end.
+bool Conversation::has_had_its_say() const
+{
+    return options_.takes_input && has_ended_input_ && typed_.empty() && options_.until.empty() && !options_.timeout &&
+           steady_clock::now() - last_moved_ >= answer_pause;
+}
+
+} // namespace tessit::cli

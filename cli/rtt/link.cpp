@@ -1,0 +1,131 @@
+#include "rtt/link.h"
+
+#include "commands/ram_power.h"
+#include "failure.h"
+#include "session/memory_map.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+constexpr const char* rtt_hint = "`tessit reset` starts the firmware anew; -v shows what happened.";
+
+} // namespace
+
+RttLink::RttLink(Session& session, std::optional<uint32_t> control_block) : session_{session}
+{
+    if (control_block) {
+        session_.check(TESSIT_rtt_set_control_block_address(*control_block),
+                       fmt::format("use the RTT control block at {:#010x}", *control_block));
+    }
+    session_.check(TESSIT_rtt_start(), "start RTT");
+}
+
+RttLink::~RttLink()
+{
+    TESSIT_rtt_stop(); // fails when the connection is lost, and then there is nothing left to stop
+}
+
+RttState RttLink::state() const
+{
+    bool connected = false;
+    if (TESSIT_is_connected_to_device(&connected) != RESULT_OK || !connected) {
+        return RttState::disconnected;
+    }
+    bool found = false;
+    session_.check(TESSIT_rtt_is_control_block_found(&found), "look for the RTT control block", rtt_hint);
+    return found ? RttState::ready : RttState::no_control_block;
+}
+
+RttChannels RttLink::channels() const
+{
+    uint32_t down = 0;
+    uint32_t up = 0;
+    session_.check(TESSIT_rtt_read_channel_count(&down, &up), "count the RTT channels", rtt_hint);
+    return {channels(UP_DIRECTION, up), channels(DOWN_DIRECTION, down)};
+}
+
+std::vector<RttChannel> RttLink::channels(rtt_direction_t direction, uint32_t count) const
+{
+    std::vector<RttChannel> channels;
+    for (uint32_t index = 0; index < count; ++index) {
+        std::array<char, 33> name{}; // 32 characters and the end
+        uint32_t size = 0;
+        session_.check(TESSIT_rtt_read_channel_info(index, direction, name.data(), name.size(), &size),
+                       fmt::format("read what RTT channel {} is", index), rtt_hint);
+        channels.push_back({index, name.data(), size});
+    }
+    return channels;
+}
+
+std::optional<size_t> RttLink::read(uint32_t channel, std::span<char> bytes)
+{
+    uint32_t count = 0;
+    const result_code_t result =
+        TESSIT_rtt_read(channel, reinterpret_cast<uint8_t*>(bytes.data()), static_cast<uint32_t>(bytes.size()), &count);
+    return has_passed(result, fmt::format("read RTT channel {}", channel)) ? std::optional<size_t>{count}
+                                                                           : std::nullopt;
+}
+
+std::optional<size_t> RttLink::write(uint32_t channel, std::string_view bytes)
+{
+    uint32_t count = 0;
+    const result_code_t result = TESSIT_rtt_write(channel, reinterpret_cast<const uint8_t*>(bytes.data()),
+                                                  static_cast<uint32_t>(bytes.size()), &count);
+    return has_passed(result, fmt::format("write to RTT channel {}", channel)) ? std::optional<size_t>{count}
+                                                                               : std::nullopt;
+}
+
+// A chip that was reset has its control block again so soon that asking for the state may come too late to see it gone:
+// only the second failure in a row is one.
+bool RttLink::has_passed(result_code_t result, const std::string& what)
+{
+    const bool had_failed = has_failed_;
+    has_failed_ = result != RESULT_OK;
+    if (had_failed && has_failed_) {
+        session_.check(result, what, rtt_hint);
+    }
+    return !has_failed_;
+}
+
+bool RttLink::reconnect()
+{
+    bool has_probe = false;
+    session_.check(TESSIT_is_connected_to_emu(&has_probe), "ask for the probe");
+    if (!has_probe) {
+        throw Failure{ExitCode::no_probe, fmt::format("the connection to probe {} was lost", session_.serial()),
+                      "Check the probe's USB cable; `tessit list` shows the attached probes."};
+    }
+    const result_code_t result = TESSIT_connect_to_device();
+    if (result == ERR_PROTECTED) {
+        session_.check(result, "connect to the chip again");
+    }
+    has_failed_ = false;
+    return result == RESULT_OK;
+}
+
+void erase_old_control_blocks(const Target& target)
+{
+    constexpr std::string_view identifier{"SEGGER RTT\0\0\0\0\0\0", 16};
+    const RamSections ram = read_ram_sections(target.session());
+    uint32_t address = memory_map::ram_start;
+    for (size_t section = 0; section < ram.sizes.size(); address += ram.sizes[section++]) {
+        if (ram.power[section] != RAM_SECTION_ON) {
+            continue;
+        }
+        const std::vector<uint8_t> bytes = target.read({address, ram.sizes[section]});
+        for (auto at = bytes.begin(); at != bytes.end();) {
+            at = std::search(at, bytes.end(), identifier.begin(), identifier.end());
+            if (at != bytes.end()) {
+                const std::array<uint8_t, 4> nothing{};
+                target.write((address + static_cast<uint32_t>(at - bytes.begin())) & ~3U, nothing, WritePath::bus);
+                ++at;
+            }
+        }
+    }
+}
+
+} // namespace tessit::cli

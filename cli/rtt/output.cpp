@@ -1,0 +1,141 @@
+#include "rtt/output.h"
+
+#include "failure.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+// A line without an end is shown in pieces of this length.
+constexpr size_t longest_line = 4096;
+
+std::string time_of_day()
+{
+    const auto now = std::chrono::system_clock::now();
+    const auto second = std::chrono::floor<std::chrono::seconds>(now);
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
+    return fmt::format("[{:%H:%M:%S}.{:03}] ", fmt::localtime(std::chrono::system_clock::to_time_t(second)),
+                       milliseconds);
+}
+
+size_t line_length(std::string_view bytes)
+{
+    const size_t end = bytes.find('\n');
+    return end == std::string_view::npos ? bytes.size() : end + 1;
+}
+
+Failure log_failure(const std::string& file)
+{
+    return {ExitCode::failure, fmt::format("cannot write the log {}: {}", file, std::strerror(errno)),
+            "Give --log another file."};
+}
+
+} // namespace
+
+RttOutput::RttOutput(Options options) : options_{std::move(options)}
+{
+    if (!options_.log_file.empty()) {
+        log_.reset(std::fopen(options_.log_file.c_str(), "wb"));
+        if (!log_) {
+            throw log_failure(options_.log_file);
+        }
+    }
+}
+
+RttOutput::~RttOutput()
+{
+    finish_lines();
+    std::fflush(stdout); // asked for at the end of the command
+}
+
+void RttOutput::show_channels(const std::vector<std::string>& names)
+{
+    finish_lines();
+    channels_.clear();
+    for (const std::string& name : names) {
+        channels_.push_back({names.size() > 1 ? name + ": " : "", {}, true});
+    }
+}
+
+void RttOutput::finish_lines()
+{
+    for (Channel& channel : channels_) {
+        if (!channel.unfinished.empty()) {
+            write(line_begin(channel) + channel.unfinished + "\n");
+            channel.unfinished.clear();
+        }
+    }
+}
+
+void RttOutput::take(size_t channel, std::string_view bytes)
+{
+    if (channels_.size() > 1) {
+        take_lines(channels_[channel], bytes);
+    } else {
+        take_as_it_comes(channels_[channel], bytes);
+    }
+    flush();
+}
+
+void RttOutput::take_as_it_comes(Channel& channel, std::string_view bytes)
+{
+    if (!options_.timestamps) {
+        write(bytes);
+        return;
+    }
+    while (!bytes.empty()) {
+        const std::string_view line = bytes.substr(0, line_length(bytes));
+        if (channel.at_line_begin) {
+            write(line_begin(channel));
+        }
+        write(line);
+        channel.at_line_begin = line.ends_with('\n');
+        bytes.remove_prefix(line.size());
+    }
+}
+
+void RttOutput::take_lines(Channel& channel, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const std::string_view part = bytes.substr(0, line_length(bytes));
+        channel.unfinished += part;
+        bytes.remove_prefix(part.size());
+        if (part.ends_with('\n') || channel.unfinished.size() >= longest_line) {
+            write(line_begin(channel) + channel.unfinished + (part.ends_with('\n') ? "" : "\n"));
+            channel.unfinished.clear();
+        }
+    }
+}
+
+std::string RttOutput::line_begin(const Channel& channel) const
+{
+    return (options_.timestamps ? time_of_day() : std::string{}) + channel.prefix;
+}
+
+void RttOutput::write(std::string_view text)
+{
+    std::fwrite(text.data(), 1, text.size(), stdout); // NOLINT(cert-err33-c): the stream keeps its error
+    if (log_) {
+        std::fwrite(text.data(), 1, text.size(), log_.get()); // NOLINT(cert-err33-c)
+    }
+}
+
+void RttOutput::flush()
+{
+    std::fflush(stdout); // NOLINT(cert-err33-c): is_closed asks
+    if (log_ && (std::fflush(log_.get()) != 0 || std::ferror(log_.get()) != 0)) {
+        throw log_failure(options_.log_file);
+    }
+}
+
+bool RttOutput::is_closed()
+{
+    return std::ferror(stdout) != 0;
+}
+
+} // namespace tessit::cli
