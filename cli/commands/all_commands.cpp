@@ -9,7 +9,7 @@ namespace {
 constexpr std::array verbs{
     &add_list,    &add_info,    &add_program, &add_verify, &add_read, &add_write, &add_erase,
     &add_reset,   &add_halt,    &add_go,      &add_step,   &add_run,  &add_reg,   &add_ram,
-    &add_protect, &add_recover, &add_ap,      &add_dp,     &add_qspi,  &add_sim,
+    &add_protect, &add_recover, &add_ap,      &add_dp,     &add_rtt,  &add_qspi,  &add_sim,
 };
 
 } // namespace

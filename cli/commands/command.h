@@ -45,6 +45,7 @@ Command add_read(CLI::App& app);
 Command add_recover(CLI::App& app);
 Command add_reg(CLI::App& app);
 Command add_reset(CLI::App& app);
+Command add_rtt(CLI::App& app);
 Command add_run(CLI::App& app);
 Command add_sim(CLI::App& app);
 Command add_step(CLI::App& app);
