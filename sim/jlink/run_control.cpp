@@ -61,6 +61,7 @@ void go(Session& session)
 {
     if (Chip* const chip = reach_core(session, 1)) {
         chip->core().go();
+        session.rtt().cpu_runs();
     }
 }
 

@@ -49,6 +49,10 @@ public:
     /// identifier, which would be found again until then.
     void target_is_reset(RttMemory& memory);
 
+    /// The host sets the CPU running. Firmware makes its control block soon after its begin, and mostly at the begin of
+    /// RAM: no need to go through all the rest first.
+    void cpu_runs() { search_.begin_again(); }
+
     /// Whether channels are known: the control block is there, or was and left bytes that the host has not read.
     bool has_channels() const;
     std::size_t count_channels(RttDirection direction) const { return rings(direction).size(); }

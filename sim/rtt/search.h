@@ -30,6 +30,11 @@ public:
 
     /// Look at the next piece that can be read, and the next time at the one behind it.
     std::optional<RttControlBlock> look(RttMemory& memory, const Rejected& rejected);
+    void begin_again()
+    {
+        range_ = 0;
+        offset_ = 0;
+    }
     /// Look at this address next, if it lies in the ranges: a block that vanished often comes back to its place.
     void go_on_at(std::uint32_t address);
 
