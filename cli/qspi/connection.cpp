@@ -9,6 +9,7 @@
 #include <charconv>
 #include <fmt/format.h>
 #include <span>
+#include <stdexcept>
 #include <toml++/toml.h>
 #include <vector>
 
@@ -17,10 +18,11 @@ namespace {
 
 using Config = qspi_init_config_t;
 
-// Why a value is refused; where it stands is added by who knows that.
-struct BadValue
+// Says what was expected instead of a value; where it stands is added by who knows that.
+class BadValue : public std::invalid_argument
 {
-    std::string expected;
+public:
+    using std::invalid_argument::invalid_argument;
 };
 
 uint32_t parse_number(const std::string& text, uint32_t lowest, uint32_t highest)
@@ -47,16 +49,16 @@ uint32_t parse_choice(const std::string& text, std::span<const std::string_view>
 void parse_pin(const std::string& text, uint32_t& port, uint32_t& pin)
 {
     constexpr std::array<uint32_t, 2> last_pins{31, 15};
-    const BadValue bad{"a pin: P0.0 to P0.31 or P1.0 to P1.15"};
+    constexpr const char* expected = "a pin: P0.0 to P0.31 or P1.0 to P1.15";
     const size_t dot = text.find('.');
     if (dot != 2 || (text[0] != 'P' && text[0] != 'p') || (text[1] != '0' && text[1] != '1')) {
-        throw bad;
+        throw BadValue{expected};
     }
     port = text[1] == '0' ? 0 : 1;
     try {
         pin = parse_number(text.substr(dot + 1), 0, last_pins.at(port));
     } catch (const BadValue&) {
-        throw bad;
+        throw BadValue{expected};
     }
 }
 
@@ -82,14 +84,14 @@ void set_page(QspiConnection& connection, const std::string& text)
 void set_flash_size(QspiConnection& connection, const std::string& text)
 {
     constexpr uint32_t sector = 4096;
-    const BadValue bad{"a size in whole sectors of 4 KiB, such as 8M or 0x800000"};
+    constexpr const char* expected = "a size in whole sectors of 4 KiB, such as 8M or 0x800000";
     try {
         connection.flash_size = parse_u32(text, "flash size");
     } catch (const Failure&) {
-        throw bad;
+        throw BadValue{expected};
     }
     if (*connection.flash_size == 0 || *connection.flash_size % sector != 0) {
-        throw bad;
+        throw BadValue{expected};
     }
 }
 
@@ -206,7 +208,7 @@ void apply(const Setting& setting, const Value& value, QspiConnection& connectio
     try {
         setting.set(connection, value.text);
     } catch (const BadValue& bad) {
-        refuse(value.origin, fmt::format("'{}' is not {}", value.text, bad.expected), fmt::format("{}.", setting.help));
+        refuse(value.origin, fmt::format("'{}' is not {}", value.text, bad.what()), fmt::format("{}.", setting.help));
     }
 }
 

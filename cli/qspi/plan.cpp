@@ -146,7 +146,7 @@ std::vector<uint32_t> touched_sectors(const Image& image)
 {
     std::set<uint32_t> addresses;
     for (const Segment& segment : image.segments()) {
-        for (uint64_t address = segment.address / sector_bytes * sector_bytes; address < segment.range().end();
+        for (uint64_t address = segment.address - segment.address % sector_bytes; address < segment.range().end();
              address += sector_bytes) {
             addresses.insert(static_cast<uint32_t>(address));
         }

@@ -82,7 +82,8 @@ protected:
         return image;
     }
 
-    std::vector<uint8_t> flash = std::vector<uint8_t>(128 * kib, 0xFF);
+    static constexpr size_t flash_bytes = 131072;
+    std::vector<uint8_t> flash = std::vector<uint8_t>(flash_bytes, 0xFF);
 };
 
 TEST_F(QspiPlan, MergesTheNeighboursOfPartlyCoveredSectors)
