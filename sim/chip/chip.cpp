@@ -206,6 +206,9 @@ void Chip::reset(ResetKind kind)
     for (Gpio& port : gpio_) {
         port.reset(kind);
     }
+    if (qspi_) {
+        qspi_->reset(kind);
+    }
     std::uint32_t protection = 0;
     std::memcpy(&protection, state_.user_area().subspan(protection_word, sizeof protection).data(), sizeof protection);
     control_port_.set_protected((protection & 0xFF) != 0xFF);
@@ -232,6 +235,7 @@ void Chip::drive_reset_line(bool low)
 
 bool Chip::debug_read(std::uint32_t address, std::span<std::uint8_t> data)
 {
+    settle();
     return is_debuggable() && bus_.read(address, data);
 }
 
@@ -239,10 +243,8 @@ bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data
 {
     if (!is_debuggable()) {
         return false;
-    if (qspi_) {
-        qspi_->reset(kind);
     }
-    }
+    settle();
     const bool ok = bus_.write(address, data);
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
     carry_out_requests();
@@ -256,8 +258,16 @@ bool Chip::poke(std::uint32_t address, std::span<const std::uint8_t> data)
     return ok;
 }
 
+void Chip::settle()
+{
+    if (qspi_) {
+        qspi_->settle();
+    }
+}
+
 void Chip::elapse(std::uint64_t nanoseconds)
 {
+    settle();
     core_.elapse(nanoseconds);
     carry_out_requests();
 }
@@ -268,15 +278,5 @@ void Chip::carry_out_requests()
         reset(ResetKind::system);
     }
 }
-    settle();
 
 } // namespace jlinksim
-    settle();
-void Chip::settle()
-{
-    if (qspi_) {
-        qspi_->settle();
-    }
-}
-
-    settle();

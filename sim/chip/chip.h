@@ -78,14 +78,14 @@ public:
 private:
     std::span<std::uint32_t> take_words(std::size_t count);
     void attach_devices();
+    void attach_qspi();
     std::vector<DirectMemory> direct_memories();
     void hold(ResetKind kind, bool held);
-    void carry_out_requests();
-    void attach_qspi();
-
-    ChipOptions options_;
     /// What peripherals began is carried out as far as its time has come.
     void settle();
+    void carry_out_requests();
+
+    ChipOptions options_;
     ChipState& state_;
     Services services_;
     std::size_t words_taken_ = 0;
@@ -100,11 +100,11 @@ private:
     FlashArea user_area_;
     Power power_;
     std::deque<Gpio> gpio_;
+    std::optional<SerialFlash> serial_flash_; ///< behind the QSPI, which BIRCH_M2 chips have
+    std::optional<Qspi> qspi_;
     RomTable rom_table_;
     ControlPort control_port_;
     DebugPort debug_port_;
-    std::optional<SerialFlash> serial_flash_; ///< behind the QSPI, which BIRCH_M2 chips have
-    std::optional<Qspi> qspi_;
     Core core_;
     MemoryPort memory_port_;
 
