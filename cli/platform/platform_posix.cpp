@@ -39,27 +39,16 @@ std::string environment(const char* name)
     return value == nullptr ? "" : value;
 }
 
-#if defined(__APPLE__)
-constexpr const char* jlink_file_name = "libjlinkarm.dylib";
-constexpr const char* jlink_parent = "/Applications/SEGGER";
-#else
 constexpr const char* jlink_file_name = "libjlinkarm.so";
 constexpr const char* jlink_parent = "/opt/SEGGER";
-#endif
 
 } // namespace
 
-#if defined(__APPLE__)
-const char* const simulation_file_name = "libjlinkarm_sim.dylib";
-#else
 const char* const simulation_file_name = "libjlinkarm_sim.so";
-#endif
 
 fs::path executable_folder()
 {
-    std::error_code error;
-    const fs::path executable = fs::read_symlink("/proc/self/exe", error);
-    return error ? fs::current_path() : executable.parent_path();
+    return fs::read_symlink("/proc/self/exe").parent_path();
 }
 
 fs::path user_config_folder()
