@@ -64,7 +64,8 @@ bool RttControlBlock::refresh(RttMemory& memory)
 RttCandidate look_at_rtt_block(RttMemory& memory, std::uint32_t address)
 {
     std::array<std::uint8_t, RttControlBlock::header_bytes> header{};
-    if (!memory.is_ram(address, header.size()) || !memory.read(address, header) || !has_identifier(header)) {
+    if (address % RttControlBlock::alignment != 0 || !memory.is_ram(address, header.size()) ||
+        !memory.read(address, header) || !has_identifier(header)) {
         return {};
     }
     const std::uint32_t up = load_word(header, up_count_position);

@@ -54,6 +54,7 @@ struct RttRing
 struct RttControlBlock
 {
     static constexpr std::uint32_t header_bytes = 24;
+    static constexpr std::uint32_t alignment = 4; ///< it consists of words
 
     std::uint32_t address = 0;
     std::vector<RttRing> up;

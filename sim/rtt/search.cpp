@@ -6,8 +6,6 @@
 namespace jlinksim {
 namespace {
 
-constexpr std::uint32_t alignment = 4;
-
 std::uint64_t count_pieces(const std::vector<RttSearchRange>& ranges)
 {
     return std::accumulate(ranges.begin(), ranges.end(), std::uint64_t{0},
@@ -33,7 +31,7 @@ RttSearchRange RttSearch::take_piece()
 {
     const RttSearchRange& range = ranges_[range_];
     // The next piece's begin is read, too, for an identifier that stands across the two.
-    constexpr auto overlap = static_cast<std::uint32_t>(rtt_identifier.size() - alignment);
+    constexpr auto overlap = static_cast<std::uint32_t>(rtt_identifier.size() - RttControlBlock::alignment);
     const RttSearchRange piece{range.address + offset_, std::min(piece_bytes + overlap, range.length - offset_)};
     offset_ += piece_bytes;
     if (offset_ >= range.length) {
@@ -51,7 +49,7 @@ std::optional<RttControlBlock> RttSearch::look_at(const RttSearchRange& piece, R
         return {};
     }
     for (auto at = bytes.begin(); bytes.end() - at >= static_cast<std::ptrdiff_t>(rtt_identifier.size());
-         at += alignment) {
+         at += RttControlBlock::alignment) {
         if (!std::equal(rtt_identifier.begin(), rtt_identifier.end(), at)) {
             continue;
         }
