@@ -2,6 +2,7 @@
 #include "program/bench_fixture.h"
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 
 namespace tessit::cli {
@@ -191,6 +192,33 @@ TEST_F(QspiTest, FlashesThatCannotWorkAreClearErrorsInTime)
     EXPECT_THAT(take_records(), HasSubstr("serial-flash-protected"));
     set_flash("size = 1048576");
     EXPECT_THAT(qspi({"verify", image}), Exits(0)) << "nothing was changed";
+}
+
+TEST_F(QspiTest, AKilledOrInterruptedWriteLeavesWhatWasWritten)
+{
+    for (const int number : {SIGKILL, SIGINT}) {
+        SCOPED_TRACE(number);
+        ASSERT_THAT(qspi({"erase", "--all"}), Exits(0));
+        const std::string image = binary("image.bin", 1048576) + "@0";
+        Arguments narrated{"--sim", "-v"};
+        const Arguments write = on_board({"write", image, "--erase", "none"});
+        narrated.insert(narrated.end(), write.begin(), write.end());
+        RunningCommand command{narrated, environment()};
+        ASSERT_TRUE(command.wait_for("Birch_qspi_write\n", 2)); // nobody reads on, so it cannot go on for long
+        command.signal(number);
+        const Outcome outcome = command.finish();
+        if (number == SIGKILL) {
+            EXPECT_EQ(outcome.exit_code, 128 + SIGKILL);
+        } else {
+            EXPECT_THAT(outcome, FailsWith(130, "partly written"));
+            EXPECT_THAT(outcome.errors, HasSubstr("Birch_qspi_uninit"));
+        }
+        const std::string found = whole_flash();
+        EXPECT_TRUE(found.substr(0, 65536) == content("image.bin").substr(0, 65536));
+        EXPECT_EQ(found.find_first_not_of('\xFF', 917504), std::string::npos);
+        EXPECT_THAT(qspi({"write", image}), Exits(0));
+        EXPECT_TRUE(whole_flash() == content("image.bin"));
+    }
 }
 
 TEST_F(QspiTest, ChipsAndCommandLinesThatCannotWorkAreRefused)
