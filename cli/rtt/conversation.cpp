@@ -81,7 +81,10 @@ RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Con
     for (;;) {
         const RttState state = link.state();
         if (state == RttState::ready) {
-            return link.channels();
+            if (std::optional<RttChannels> channels = link.channels()) {
+                return *std::move(channels);
+            }
+            continue;
         }
         stop_if_interrupted("the firmware's RTT control block was not found yet");
         if (deadline.has_passed()) {

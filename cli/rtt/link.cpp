@@ -29,33 +29,52 @@ RttLink::~RttLink()
     TESSIT_rtt_stop(); // fails when the connection is lost, and then there is nothing left to stop
 }
 
-RttState RttLink::state() const
+RttState RttLink::state()
+{
+    const RttState state = ask_state();
+    if (state != RttState::ready) {
+        has_failed_ = false;
+    }
+    return state;
+}
+
+RttState RttLink::ask_state() const
 {
     bool connected = false;
     if (TESSIT_is_connected_to_device(&connected) != RESULT_OK || !connected) {
         return RttState::disconnected;
     }
     bool found = false;
-    session_.check(TESSIT_rtt_is_control_block_found(&found), "look for the RTT control block", rtt_hint);
+    const result_code_t result = TESSIT_rtt_is_control_block_found(&found);
+    if (result == ERR_WRONG_STATE) { // lost since the question before
+        return RttState::disconnected;
+    }
+    session_.check(result, "look for the RTT control block", rtt_hint);
     return found ? RttState::ready : RttState::no_control_block;
 }
 
-RttChannels RttLink::channels() const
+std::optional<RttChannels> RttLink::channels()
 {
-    uint32_t down = 0;
-    uint32_t up = 0;
-    session_.check(TESSIT_rtt_read_channel_count(&down, &up), "count the RTT channels", rtt_hint);
-    return {channels(UP_DIRECTION, up), channels(DOWN_DIRECTION, down)};
+    uint32_t down_count = 0;
+    uint32_t up_count = 0;
+    if (!has_passed(TESSIT_rtt_read_channel_count(&down_count, &up_count), "count the RTT channels")) {
+        return {};
+    }
+    std::optional<std::vector<RttChannel>> up = channels(UP_DIRECTION, up_count);
+    std::optional<std::vector<RttChannel>> down = up ? channels(DOWN_DIRECTION, down_count) : std::nullopt;
+    return down ? std::optional<RttChannels>{{std::move(*up), std::move(*down)}} : std::nullopt;
 }
 
-std::vector<RttChannel> RttLink::channels(rtt_direction_t direction, uint32_t count) const
+std::optional<std::vector<RttChannel>> RttLink::channels(rtt_direction_t direction, uint32_t count)
 {
     std::vector<RttChannel> channels;
     for (uint32_t index = 0; index < count; ++index) {
         std::array<char, 33> name{}; // 32 characters and the end
         uint32_t size = 0;
-        session_.check(TESSIT_rtt_read_channel_info(index, direction, name.data(), name.size(), &size),
-                       fmt::format("read what RTT channel {} is", index), rtt_hint);
+        const result_code_t result = TESSIT_rtt_read_channel_info(index, direction, name.data(), name.size(), &size);
+        if (!has_passed(result, fmt::format("read what RTT channel {} is", index))) {
+            return {};
+        }
         channels.push_back({index, name.data(), size});
     }
     return channels;
@@ -66,8 +85,7 @@ std::optional<size_t> RttLink::read(uint32_t channel, std::span<char> bytes)
     uint32_t count = 0;
     const result_code_t result =
         TESSIT_rtt_read(channel, reinterpret_cast<uint8_t*>(bytes.data()), static_cast<uint32_t>(bytes.size()), &count);
-    return has_passed(result, fmt::format("read RTT channel {}", channel)) ? std::optional<size_t>{count}
-                                                                           : std::nullopt;
+    return transferred(result, count, fmt::format("read RTT channel {}", channel));
 }
 
 std::optional<size_t> RttLink::write(uint32_t channel, std::string_view bytes)
@@ -75,20 +93,30 @@ std::optional<size_t> RttLink::write(uint32_t channel, std::string_view bytes)
     uint32_t count = 0;
     const result_code_t result = TESSIT_rtt_write(channel, reinterpret_cast<const uint8_t*>(bytes.data()),
                                                   static_cast<uint32_t>(bytes.size()), &count);
-    return has_passed(result, fmt::format("write to RTT channel {}", channel)) ? std::optional<size_t>{count}
-                                                                               : std::nullopt;
+    return transferred(result, count, fmt::format("write to RTT channel {}", channel));
+}
+
+std::optional<size_t> RttLink::transferred(result_code_t result, uint32_t count, const std::string& what)
+{
+    if (!has_passed(result, what)) {
+        return {};
+    }
+    has_failed_ = false;
+    return count;
 }
 
 // A chip that was reset has its control block again so soon that asking for the state may come too late to see it gone:
-// only the second failure in a row is one.
+// only the second failure is one.
 bool RttLink::has_passed(result_code_t result, const std::string& what)
 {
-    const bool had_failed = has_failed_;
-    has_failed_ = result != RESULT_OK;
-    if (had_failed && has_failed_) {
+    if (result == RESULT_OK) {
+        return true;
+    }
+    if (has_failed_) {
         session_.check(result, what, rtt_hint);
     }
-    return !has_failed_;
+    has_failed_ = true;
+    return false;
 }
 
 bool RttLink::reconnect()
@@ -103,7 +131,6 @@ bool RttLink::reconnect()
     if (result == ERR_PROTECTED) {
         session_.check(result, "connect to the chip again");
     }
-    has_failed_ = false;
     return result == RESULT_OK;
 }
 

@@ -41,14 +41,14 @@ public:
     RttLink& operator=(const RttLink&) = delete;
     ~RttLink();
 
-    RttState state() const;
+    RttState state();
     bool is_halted() const { return Target{session_}.is_halted(); }
     std::string command_line(std::string_view words) const { return session_.command_line(words); }
-    // The control block has been found.
-    RttChannels channels() const;
+    // These give null after a failure that may pass, when the chip was reset or the connection was lost: ask for the
+    // state. They throw a Failure when it does not pass.
 
-    // How many bytes were transferred, possibly 0. Null after a failure that may pass, when the chip was reset or the
-    // connection was lost: ask for the state. Throws a Failure when it does not pass.
+    std::optional<RttChannels> channels();
+    // How many bytes were transferred, possibly 0.
     std::optional<size_t> read(uint32_t channel, std::span<char> bytes);
     std::optional<size_t> write(uint32_t channel, std::string_view bytes);
 
@@ -57,11 +57,13 @@ public:
     bool reconnect();
 
 private:
+    RttState ask_state() const;
     bool has_passed(result_code_t result, const std::string& what);
-    std::vector<RttChannel> channels(rtt_direction_t direction, uint32_t count) const;
+    std::optional<size_t> transferred(result_code_t result, uint32_t count, const std::string& what);
+    std::optional<std::vector<RttChannel>> channels(rtt_direction_t direction, uint32_t count);
 
     Session& session_;
-    bool has_failed_ = false; // the last transfer
+    bool has_failed_ = false; // since the last transfer, and the state does not tell why
 };
 
 // Of control blocks that earlier runs left in RAM, the identifiers: the J-Link library would find one of these before

@@ -51,11 +51,11 @@ Environment BenchTest::environment(const Environment& extra) const
     return environment;
 }
 
-Outcome BenchTest::tessit(const Arguments& arguments, const Environment& extra) const
+Outcome BenchTest::tessit(const Arguments& arguments, const Environment& extra, const std::string& input) const
 {
     Arguments all{"--sim"};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    return run_command(all, environment(extra));
+    return run_command(all, environment(extra), input);
 }
 
 nlohmann::json BenchTest::tessit_json(const Arguments& arguments) const

@@ -21,7 +21,8 @@ protected:
     void set_bench(std::string_view toml);
 
     // `tessit --sim ARGUMENTS`.
-    Outcome tessit(const Arguments& arguments, const Environment& extra = {}) const;
+    Outcome tessit(const Arguments& arguments, const Environment& extra = {},
+                   const std::string& input = no_input) const;
     nlohmann::json tessit_json(const Arguments& arguments) const;
     Environment environment(const Environment& extra = {}) const;
 

@@ -28,9 +28,10 @@ Pipe make_small_pipe()
     return {ends[0], ends[1]};
 }
 
-[[noreturn]] void become_command(const Arguments& arguments, const Environment& environment, int output, int errors)
+[[noreturn]] void become_command(const Arguments& arguments, const Environment& environment, const std::string& input,
+                                 int output, int errors)
 {
-    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(open(input.c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     for (const auto& [name, value] : environment) {
@@ -57,13 +58,13 @@ size_t count_of(const std::string& text, std::string_view part)
 
 } // namespace
 
-RunningCommand::RunningCommand(const Arguments& arguments, const Environment& environment)
+RunningCommand::RunningCommand(const Arguments& arguments, const Environment& environment, const std::string& input)
 {
     const Pipe output = make_small_pipe();
     const Pipe errors = make_small_pipe();
     process_ = fork();
     if (process_ == 0) {
-        become_command(arguments, environment, output.write_end, errors.write_end);
+        become_command(arguments, environment, input, output.write_end, errors.write_end);
     }
     close(output.write_end);
     close(errors.write_end);
@@ -126,9 +127,9 @@ Outcome RunningCommand::finish()
     return outcome_;
 }
 
-Outcome run_command(const Arguments& arguments, const Environment& environment)
+Outcome run_command(const Arguments& arguments, const Environment& environment, const std::string& input)
 {
-    return RunningCommand{arguments, environment}.finish();
+    return RunningCommand{arguments, environment, input}.finish();
 }
 
 } // namespace tessit::cli

@@ -13,6 +13,8 @@ namespace tessit::cli {
 using Arguments = std::vector<std::string>;
 using Environment = std::map<std::string, std::string>; // added to the test's own
 
+inline const std::string no_input = "/dev/null";
+
 struct Outcome
 {
     int exit_code = 0; // 128 + the signal for a command that a signal ended
@@ -30,7 +32,8 @@ struct Outcome
 class RunningCommand
 {
 public:
-    RunningCommand(const Arguments& arguments, const Environment& environment);
+    // `input` is the file that standard input reads.
+    RunningCommand(const Arguments& arguments, const Environment& environment, const std::string& input = no_input);
     RunningCommand(const RunningCommand&) = delete;
     RunningCommand& operator=(const RunningCommand&) = delete;
     ~RunningCommand();
@@ -50,6 +53,6 @@ private:
     Outcome outcome_;
 };
 
-Outcome run_command(const Arguments& arguments, const Environment& environment);
+Outcome run_command(const Arguments& arguments, const Environment& environment, const std::string& input = no_input);
 
 } // namespace tessit::cli
