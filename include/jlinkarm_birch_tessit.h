@@ -28,7 +28,7 @@
  *   [version] ERR_UNEXPECTED_CHIP_VERSION (without a log line): the chip version is not one of a Birch chip.
  */
 #ifndef JLINKARM_BIRCH_TESSIT_H
-#define JLINKARM_BIRCH_TESSIT_H
+#define JLINKARM_BIRCH_TESSIT_H /* NOLINTBEGIN(modernize-*): C as well as C++ */
 
 #include <stdbool.h>
 #include <stdint.h>
@@ -586,4 +586,4 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_custom(uint8_t instruction_code
 }
 #endif
 
-#endif
+#endif /* NOLINTEND(modernize-*) */

@@ -60,15 +60,6 @@ TEST_F(InterruptionTest, CtrlCEndsAtTheNextSafePointAndClosesTheSession)
     EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
 }
 
-TEST_F(InterruptionTest, ACtrlCWhileOnlyReadingChangesNothing)
-{
-    RunningCommand command{{"--sim", "-v", "verify", old_ + "@0"}, environment()};
-    ASSERT_TRUE(command.wait_for("Birch_read_u32", 2));
-    command.signal(SIGINT);
-    EXPECT_EQ(command.finish().exit_code, 130);
-    EXPECT_THAT(tessit({"verify", old_ + "@0"}), Exits(0));
-}
-
 TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
 {
     const Outcome outcome = tessit({"program", new_ + "@0"}, {{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2@unplug"}});
