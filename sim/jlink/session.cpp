@@ -107,7 +107,8 @@ void Session::poll_rtt(Chip& chip, std::uint64_t now)
     // The chip executes no more than this in one call; polls in the rest would find nothing new.
     chip_time_ = std::max(chip_time_, now - std::min(now, timing::longest_life_per_call_ns));
     RttWire wire{*this, chip};
-    while (rtt_.next_poll() <= now && chip_time_ <= now) {
+    // Before now, not at now: calls that take no time do not make polls that last longer than their period pass.
+    while (begin_of_next_poll() < now) {
         if (rtt_.next_poll() > chip_time_) {
             live(chip, rtt_.next_poll() - chip_time_);
         }
@@ -115,10 +116,16 @@ void Session::poll_rtt(Chip& chip, std::uint64_t now)
     }
 }
 
+std::uint64_t Session::begin_of_next_poll() const
+{
+    return std::max(rtt_.next_poll(), chip_time_);
+}
+
 void Session::wait_for_rtt_poll()
 {
     const std::uint64_t now = bench_.clock().device();
-    bench_.clock().advance(rtt_.next_poll() - std::min(now, rtt_.next_poll()));
+    const std::uint64_t begun = begin_of_next_poll() + 1;
+    bench_.clock().advance(begun - std::min(now, begun));
     let_chip_live();
 }
 

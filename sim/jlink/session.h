@@ -105,6 +105,7 @@ private:
     void drop();
     void live(Chip& chip, std::uint64_t nanoseconds);
     void poll_rtt(Chip& chip, std::uint64_t now);
+    std::uint64_t begin_of_next_poll() const; ///< device time; not while one is under way
 
     Bench& bench_;
     const char* function_ = "";

@@ -76,11 +76,12 @@ void Rtt::poll(RttMemory& memory, std::uint64_t now)
         lose_block();
         return;
     }
-    for (std::size_t index = 0; index < block_.up.size(); ++index) {
-        drain(memory, index);
-    }
+    // Down first: firmware works on what it is given while the up rings are on the wire.
     for (std::size_t index = 0; index < block_.down.size(); ++index) {
         fill(memory, index);
+    }
+    for (std::size_t index = 0; index < block_.up.size(); ++index) {
+        drain(memory, index);
     }
 }
 

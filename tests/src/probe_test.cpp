@@ -209,6 +209,7 @@ TEST_F(ProbeTest, AFailingPowerDownIsLoggedTwiceAndIgnoredAFailingDemcrWriteStop
     open_probe();
     readback_protection_status_t status = FULL;
     EXPECT_EQ(TESSIT_readback_status(&status), RESULT_OK);
+    const auto working_write = jlink.JLINKARM_CORESIGHT_WriteAPDPReg;
     jlink.JLINKARM_CORESIGHT_WriteAPDPReg = [](auto, auto, auto) { return -3; };
     forget();
     EXPECT_EQ(TESSIT_disconnect_from_emu(), RESULT_OK);
@@ -217,7 +218,7 @@ TEST_F(ProbeTest, AFailingPowerDownIsLoggedTwiceAndIgnoredAFailingDemcrWriteStop
     EXPECT_FALSE(jlink.is_open);
     TESSIT_close_dll();
 
-    jlink.JLINKARM_CORESIGHT_WriteAPDPReg = ScriptedJLink{}.JLINKARM_CORESIGHT_WriteAPDPReg;
+    jlink.JLINKARM_CORESIGHT_WriteAPDPReg = working_write;
     jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto, auto, std::uint32_t* data) { return *data = 1, 0; };
     open_device();
     jlink.JLINKARM_WriteU32 = [](auto, auto) { return -1; };

@@ -105,6 +105,11 @@ struct Echo
     size_t long_size;
 };
 
+void PrintTo(const Echo& echo, std::ostream* out)
+{
+    *out << echo.firmware;
+}
+
 class RttEchoTest : public RttTest, public testing::WithParamInterface<Echo>
 {
 };

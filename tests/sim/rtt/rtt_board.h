@@ -111,9 +111,10 @@ protected:
         return JLINK_RTTERMINAL_Control(1, record.data());
     }
     static std::int32_t count(std::uint32_t direction) { return JLINK_RTTERMINAL_Control(3, &direction); }
-    /// Long enough for the whole RAM to be searched.
+    /// What the target holds now, after a poll at least; long enough for the whole RAM to be searched.
     static std::int32_t find()
     {
+        read_word(ram); // takes as long as from one poll to the next
         std::int32_t result = not_found;
         for (std::uint32_t tries = 0; tries < 2 * ram_bytes / 1024 && result == not_found; ++tries) {
             result = count(up);
