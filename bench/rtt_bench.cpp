@@ -60,8 +60,8 @@ constexpr std::array cases{
     Case{"echo, rings of 16", "rtt_echo_tiny.bin", Traffic::echo, 15, 4000, 1 << 14},
 };
 
-/// A poll moves no more than the ring holds. It lasts the poll period, or as long as what it cannot do without is on the
-/// wire: the control block, the data of each way, and the offset that tells the firmware of it.
+/// A poll moves no more than the ring holds. It lasts the poll period, or as long as what it cannot do without is on
+/// the wire: the control block, the data of each way, and the offset that tells the firmware of it.
 double limit(const Case& each)
 {
     const double ways = each.traffic == Traffic::echo ? 2 : 1;

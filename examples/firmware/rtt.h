@@ -16,7 +16,8 @@
 #define RTT_FLAGS_WAIT_FOR_ROOM 2U
 
 /* The layout is the probe's: 24 bytes, each field 32 bits. */
-struct rtt_ring {
+struct rtt_ring
+{
     const char* name;
     uint8_t* buffer;
     uint32_t size;
@@ -25,7 +26,8 @@ struct rtt_ring {
     uint32_t flags;
 };
 
-struct rtt_control_block {
+struct rtt_control_block
+{
     volatile char identifier[16]; /* "SEGGER RTT", filled up with zeros */
     int32_t up_count;
     int32_t down_count;

@@ -12,9 +12,19 @@
 #define BANNER "rtt_echo is ready\n"
 
 #if defined(RTT_TINY)
-enum { log_size = 16, counter_size = 16, echo_size = 16 };
+enum
+{
+    log_size = 16,
+    counter_size = 16,
+    echo_size = 16
+};
 #else
-enum { log_size = 1024, counter_size = 4096, echo_size = 256 };
+enum
+{
+    log_size = 1024,
+    counter_size = 4096,
+    echo_size = 256
+};
 #endif
 
 DEFINE_STATUS;

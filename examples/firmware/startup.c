@@ -38,7 +38,8 @@ static void unexpected(void)
     }
 }
 
-struct vectors {
+struct vectors
+{
     uint32_t* initial_stack_pointer;
     void (*reset)(void);
     void (*exceptions[14])(void); /* NMI (2) to SysTick (15) */

@@ -12,7 +12,8 @@
 
 #define STATUS_MAGIC 0x54534554U /* "TEST" in memory */
 
-struct status {
+struct status
+{
     uint32_t counter;
     uint32_t magic;
     int32_t wave;

@@ -11,7 +11,8 @@ extern "C" {
 #define SINE_STEPS 8192U /* a full turn */
 #define SINE_SCALE 32767 /* a sine of 1 */
 
-struct tables {
+struct tables
+{
     int16_t sine[SINE_STEPS];
     uint32_t crc32[256]; /* by the low byte; polynomial 0xEDB88320, reflected */
 };
