@@ -95,7 +95,7 @@ void bare_write_u32(std::uint32_t address, std::uint32_t data)
 void read_u32_bare(benchmark::State& state)
 {
     std::uint32_t word = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         bare_guards();
         bare_read_u32(0x20000000, &word);
         benchmark::DoNotOptimize(word);
@@ -107,7 +107,7 @@ void read_u32(benchmark::State& state, log_callback_t callback)
 {
     const DeviceSession session{callback};
     std::uint32_t word = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         require(TESSIT_read_u32(0x20000000, &word));
         benchmark::DoNotOptimize(word);
     }
@@ -119,7 +119,7 @@ constexpr std::array<std::uint8_t, 4096> block{};
 
 void write_4kib_bare(benchmark::State& state)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         bare_guards();
         bare().JLINKARM_WriteMem(0x20000000, block.size(), block.data());
         bare().JLINKARM_HasError();
@@ -130,7 +130,7 @@ BENCHMARK(write_4kib_bare);
 void write_4kib(benchmark::State& state, log_callback_t callback)
 {
     const DeviceSession session{callback};
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         require(TESSIT_write(0x20000000, block.data(), block.size(), 0));
     }
 }
@@ -142,7 +142,7 @@ void write_4kib_flash_bare(benchmark::State& state)
     constexpr std::uint32_t ready = 0x4001E400;
     constexpr std::uint32_t configuration = 0x4001E504;
     std::uint32_t word = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         bare_guards();
         bare_write_u32(configuration, 1);
         bare_read_u32(ready, &word);
@@ -158,7 +158,7 @@ BENCHMARK(write_4kib_flash_bare);
 void write_4kib_flash(benchmark::State& state, log_callback_t callback)
 {
     const DeviceSession session{callback};
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         require(TESSIT_write(0, block.data(), block.size(), 1));
     }
 }

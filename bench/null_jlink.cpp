@@ -13,5 +13,5 @@ using namespace tessit;
     {                                                                                                                  \
         return std::type_identity_t<result>();                                                                         \
     }
-JLINK_FUNCTIONS(NULL_JLINK_FUNCTION)
+JLINK_FUNCTIONS(NULL_JLINK_FUNCTION) // NOLINT(misc-unused-parameters)
 #undef NULL_JLINK_FUNCTION
