@@ -11,7 +11,7 @@ enum class ExitCode : int
     done = 0,
     failure = 1,
     usage = 2,           // the command line asks for something that makes no sense
-    no_probe = 3,        // none attached, an unknown serial number, or several and none named
+    no_probe = 3,        // none attached, an unknown serial number, several and none named, or lost on the way
     no_target = 4,       // the chip does not answer, is not known, or lacks supply
     is_protected = 5,    // readback protection forbids it
     verify_mismatch = 6, // the chip holds something else than the file

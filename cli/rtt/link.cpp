@@ -121,14 +121,9 @@ bool RttLink::has_passed(result_code_t result, const std::string& what)
 
 bool RttLink::reconnect()
 {
-    bool has_probe = false;
-    session_.check(TESSIT_is_connected_to_emu(&has_probe), "ask for the probe");
-    if (!has_probe) {
-        throw Failure{ExitCode::no_probe, fmt::format("the connection to probe {} was lost", session_.serial()),
-                      "Check the probe's USB cable; `tessit list` shows the attached probes."};
-    }
     const result_code_t result = TESSIT_connect_to_device();
-    if (result == ERR_PROTECTED) {
+    bool has_probe = true;
+    if (result == ERR_PROTECTED || (TESSIT_is_connected_to_emu(&has_probe) == RESULT_OK && !has_probe)) {
         session_.check(result, "connect to the chip again");
     }
     return result == RESULT_OK;

@@ -34,10 +34,12 @@ void Session::connect(uint32_t serial)
 {
     serial_ = serial;
     check(TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz), fmt::format("use probe {}", serial));
+    connected_ = true;
 }
 
 void Session::disconnect()
 {
+    connected_ = false;
     check(TESSIT_disconnect_from_emu(), fmt::format("release probe {}", serial_));
 }
 
@@ -48,8 +50,20 @@ void Session::check(result_code_t result, std::string_view what, std::string_vie
     }
     const ResultText& text = result_text(result);
     const std::string said = log_.reason();
+    if (has_lost_probe()) {
+        throw Failure{ExitCode::no_probe,
+                      fmt::format("cannot {}: the connection to probe {} was lost{}", what, serial_,
+                                  said.empty() ? "" : ": " + said),
+                      "Check the probe's USB cable; `tessit list` shows the attached probes."};
+    }
     const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
     throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint)};
+}
+
+bool Session::has_lost_probe() const
+{
+    bool is_there = true;
+    return connected_ && TESSIT_is_connected_to_emu(&is_there) == RESULT_OK && !is_there;
 }
 
 std::string Session::hint_for(result_code_t result, std::string_view jlink_hint) const

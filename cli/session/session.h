@@ -41,12 +41,14 @@ public:
     std::string command_line(std::string_view words) const;
 
 private:
+    bool has_lost_probe() const;
     std::string hint_for(result_code_t result, std::string_view jlink_hint) const;
 
     const Settings& settings_;
     std::string jlink_path_;
     LibraryLog log_;
     uint32_t serial_ = 0; // of the probe that was connected last, 0 before that
+    bool connected_ = false;
 };
 
 } // namespace tessit::cli

@@ -63,7 +63,8 @@ TEST_F(InterruptionTest, CtrlCEndsAtTheNextSafePointAndClosesTheSession)
 TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
 {
     const Outcome outcome = tessit({"program", new_ + "@0"}, {{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2@unplug"}});
-    EXPECT_THAT(outcome, FailsWith(1, "JLinkARM.dll WriteMem returned error"));
+    EXPECT_THAT(outcome,
+                FailsWith(3, "the connection to probe 600000011 was lost: JLinkARM.dll WriteMem returned error"));
     EXPECT_THAT(outcome.errors, HasSubstr("partly written"));
     EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
     EXPECT_THAT(tessit({"verify", new_ + "@0"}), Exits(0));

@@ -213,11 +213,36 @@ TEST_F(UnprotectableTest, AChipWithoutTheFeatureRefusesProtect)
     EXPECT_THAT(tessit({"read", "0+4"}), Exits(0));
 }
 
-TEST_F(UnprotectableTest, ARecoveryThatFailsSaysSo)
+using RecoverTest = BenchTest;
+
+constexpr const char* protected_chip =
+    "[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\nprotected = true\n";
+
+TEST_F(RecoverTest, AnAccessPortThatFailsAndAnEraseThatNeverEndsAreReported)
 {
-    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\nprotected = true\n"
-              "faults = [\"ctrl_ap_fails\"]\n");
-    EXPECT_THAT(tessit({"recover", "--yes"}), testing::Not(Exits(0)));
+    set_bench(std::string{protected_chip} + "faults = [\"ctrl_ap_fails\"]\n");
+    EXPECT_THAT(tessit({"recover", "--yes"}), FailsWith(1, "CORESIGHT_ReadAPDPReg returned error"));
+    // The library waits 30 s for the erase, and goes on.
+    set_bench(std::string{protected_chip} + "faults = [\"erase_never_ends\"]\n");
+    const Outcome outcome = tessit({"recover", "--yes"});
+    EXPECT_THAT(outcome, FailsWith(1, "cannot recover the chip"));
+    EXPECT_THAT(outcome.errors, HasSubstr("Power the board off and on"));
+    EXPECT_THAT(content("records"), HasSubstr("erase-all-aborted"));
+    file("records", "");
+}
+
+TEST_F(RecoverTest, AProbeUnpluggedOnTheWayIsNamedAndTheNextRecoveryCompletes)
+{
+    set_bench(protected_chip);
+    for (const char* fault : {"JLINKARM_CORESIGHT_ReadAPDPReg#1@unplug", "JLINKARM_CORESIGHT_ReadAPDPReg#15@unplug",
+                              "JLINKARM_CORESIGHT_WriteAPDPReg#20@unplug", "JLINKARM_Connect#1@unplug",
+                              "JLINKARM_WriteU32#1@unplug", "JLINKARM_WriteU32#5@unplug"}) {
+        SCOPED_TRACE(fault);
+        EXPECT_THAT(tessit({"recover", "--yes"}, {{"JLINKARM_SIM_FAULTS", fault}}),
+                    FailsWith(3, "the connection to probe 600000011 was lost"));
+        EXPECT_THAT(tessit({"recover", "--yes"}), Exits(0));
+        EXPECT_THAT(tessit({"protect", "--yes"}), Exits(0));
+    }
 }
 
 } // namespace
