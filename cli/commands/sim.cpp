@@ -29,42 +29,46 @@ std::string describe_state(const jlinksim_probe_t& probe)
     return probe.in_use != 0 ? "in use" : "free";
 }
 
-std::vector<std::string> describe_row(const jlinksim_probe_t& probe)
+std::vector<std::string> describe_row(const BenchProbe& bench_probe)
 {
+    const jlinksim_probe_t& probe = bench_probe.description;
     const bool has_chip = probe.chip_version[0] != '\0';
-    const std::string supply =
-        fmt::format("{}.{:03} V", probe.supply_millivolts / 1000, probe.supply_millivolts % 1000);
-    if (!has_chip) {
-        return {std::to_string(probe.serial_number), describe_state(probe), supply, "no chip"};
+    std::vector<std::string> row{
+        std::to_string(probe.serial_number), describe_state(probe),
+        fmt::format("{}.{:03} V", probe.supply_millivolts / 1000, probe.supply_millivolts % 1000),
+        has_chip ? probe.chip_version : "no chip"};
+    if (!has_chip || !bench_probe.problem.empty()) {
+        return row;
     }
-    return {std::to_string(probe.serial_number),
-            describe_state(probe),
-            supply,
-            probe.chip_version,
-            probe.chip_protected != 0 ? "on" : "off",
-            format_size(probe.flash_bytes),
-            format_size(probe.flash_used_bytes),
-            probe.uicr_blank != 0 ? "blank" : "used",
-            format_size(probe.ram_bytes),
-            probe.external_flash_bytes == 0 ? "none" : format_size(probe.external_flash_bytes)};
+    row.insert(row.end(), {probe.chip_protected != 0 ? "on" : "off", format_size(probe.flash_bytes),
+                           format_size(probe.flash_used_bytes), probe.uicr_blank != 0 ? "blank" : "used",
+                           format_size(probe.ram_bytes),
+                           probe.external_flash_bytes == 0 ? "none" : format_size(probe.external_flash_bytes)});
+    return row;
 }
 
-Json describe_json(const jlinksim_probe_t& probe)
+Json describe_json(const BenchProbe& bench_probe)
 {
-    return {{"serial", probe.serial_number},
-            {"firmware", probe.firmware_text},
-            {"plugged", probe.plugged != 0},
-            {"in_use", probe.in_use != 0},
-            {"supply_millivolts", probe.supply_millivolts},
-            {"chip", probe.chip_version},
-            {"is_protected", probe.chip_protected != 0},
-            {"flash_bytes", probe.flash_bytes},
-            {"flash_page_bytes", probe.flash_page_bytes},
-            {"flash_used_bytes", probe.flash_used_bytes},
-            {"uicr_blank", probe.uicr_blank != 0},
-            {"ram_bytes", probe.ram_bytes},
-            {"external_flash_bytes", probe.external_flash_bytes},
-            {"state_folder", probe.state_folder}};
+    const jlinksim_probe_t& probe = bench_probe.description;
+    Json json{{"serial", probe.serial_number},
+              {"firmware", probe.firmware_text},
+              {"plugged", probe.plugged != 0},
+              {"in_use", probe.in_use != 0},
+              {"supply_millivolts", probe.supply_millivolts},
+              {"chip", probe.chip_version},
+              {"state_folder", probe.state_folder}};
+    if (!bench_probe.problem.empty()) {
+        json["problem"] = bench_probe.problem;
+        return json;
+    }
+    json.update({{"is_protected", probe.chip_protected != 0},
+                 {"flash_bytes", probe.flash_bytes},
+                 {"flash_page_bytes", probe.flash_page_bytes},
+                 {"flash_used_bytes", probe.flash_used_bytes},
+                 {"uicr_blank", probe.uicr_blank != 0},
+                 {"ram_bytes", probe.ram_bytes},
+                 {"external_flash_bytes", probe.external_flash_bytes}});
+    return json;
 }
 
 ExitCode show(const Console& console, const Bench& bench)
@@ -73,9 +77,14 @@ ExitCode show(const Console& console, const Bench& bench)
     std::vector<std::vector<std::string>> rows{
         {"PROBE", "STATE", "SUPPLY", "CHIP", "PROTECTION", "FLASH", "USED", "UICR", "RAM", "EXTERNAL FLASH"}};
     Json json{{"bench", path}, {"probes", Json::array()}};
-    for (const jlinksim_probe_t& probe : bench.probes()) {
+    for (const BenchProbe& probe : bench.probes()) {
         rows.push_back(describe_row(probe));
         json["probes"].push_back(describe_json(probe));
+        if (!probe.problem.empty()) {
+            console.note(
+                fmt::format("Probe {}: {}\n`tessit sim factory-reset --probe {}` gives its chip its factory state.",
+                            probe.description.serial_number, probe.problem, probe.description.serial_number));
+        }
     }
     console.show(fmt::format("Bench: {}\n{}", path.empty() ? "built-in" : path, format_table(rows)), json);
     return ExitCode::done;
@@ -92,7 +101,9 @@ ExitCode init(const Console& console, const Bench& bench, const std::string& fil
 std::vector<uint32_t> chosen_serials(const Settings& settings, const Bench& bench, bool all)
 {
     std::vector<uint32_t> serials;
-    std::ranges::transform(bench.probes(), std::back_inserter(serials), &jlinksim_probe_t::serial_number);
+    for (const BenchProbe& probe : bench.probes()) {
+        serials.push_back(probe.description.serial_number);
+    }
     return all ? serials : choose_probes(settings, serials);
 }
 

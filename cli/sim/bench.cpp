@@ -20,14 +20,17 @@ Function Bench::find(const char* name) const
     return reinterpret_cast<Function>(address);
 }
 
+std::string Bench::error_text() const
+{
+    return find<decltype(&JLINKSIM_error_text)>("JLINKSIM_error_text")();
+}
+
 void Bench::require(int result, const std::string& what) const
 {
     if (result < 0) {
-        throw Failure{
-            ExitCode::failure,
-            fmt::format("cannot {}: {}", what, find<decltype(&JLINKSIM_error_text)>("JLINKSIM_error_text")()),
-            "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench is "
-            "used."};
+        throw Failure{ExitCode::failure, fmt::format("cannot {}: {}", what, error_text()),
+                      "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench "
+                      "is used."};
     }
 }
 
@@ -42,16 +45,17 @@ std::string Bench::path() const
     return find<decltype(&JLINKSIM_bench_path)>("JLINKSIM_bench_path")();
 }
 
-std::vector<jlinksim_probe_t> Bench::probes() const
+std::vector<BenchProbe> Bench::probes() const
 {
     open();
     const int count = find<decltype(&JLINKSIM_count_probes)>("JLINKSIM_count_probes")();
     require(count, "count the simulated probes");
-    std::vector<jlinksim_probe_t> probes(static_cast<size_t>(count));
+    const auto describe = find<decltype(&JLINKSIM_describe_probe)>("JLINKSIM_describe_probe");
+    std::vector<BenchProbe> probes(static_cast<size_t>(count));
     for (size_t i = 0; i < probes.size(); ++i) {
-        require(
-            find<decltype(&JLINKSIM_describe_probe)>("JLINKSIM_describe_probe")(static_cast<uint32_t>(i), &probes[i]),
-            "describe a simulated probe");
+        if (describe(static_cast<uint32_t>(i), &probes[i].description) < 0) {
+            probes[i].problem = error_text();
+        }
     }
     return probes;
 }

@@ -11,6 +11,12 @@
 
 namespace tessit::cli {
 
+struct BenchProbe
+{
+    jlinksim_probe_t description;
+    std::string problem; // why nothing is known of what the chip holds; empty when it is known
+};
+
 class Bench
 {
 public:
@@ -22,7 +28,7 @@ public:
     void open() const;
 
     std::string path() const; // of the bench file; empty for the built-in bench
-    std::vector<jlinksim_probe_t> probes() const;
+    std::vector<BenchProbe> probes() const;
 
     void write_example(const std::string& path) const;
     void factory_reset(uint32_t serial) const;
@@ -31,6 +37,7 @@ public:
 private:
     template <typename Function>
     Function find(const char* name) const;
+    std::string error_text() const;
     void require(int result, const std::string& what) const;
 
     platform::Module module_;

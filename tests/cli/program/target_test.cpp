@@ -153,6 +153,20 @@ TEST_F(TargetTest, TheBenchIsShownAndBroughtBack)
     EXPECT_THAT(tessit({"list"}, {{"JLINKARM_SIM_BENCH", path("none.toml")}}), FailsWith(1, "none.toml"));
 }
 
+TEST_F(TargetTest, AnotherChipOnTheBenchIsReportedUntilItsFactoryReset)
+{
+    ASSERT_THAT(tessit({"program", binary("app.bin", 256) + "@0"}), Exits(0));
+    set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M2_VA_REV1\"\n");
+    EXPECT_THAT(tessit({"info"}), FailsWith(1, "of another chip (BIRCH_M1_VA_REV2"));
+    const Outcome shown = tessit({"sim", "show"});
+    EXPECT_THAT(shown, Exits(0));
+    EXPECT_THAT(shown.output, HasSubstr("BIRCH_M2_VA_REV1"));
+    EXPECT_THAT(shown.errors, AllOf(HasSubstr("of another chip"), HasSubstr("sim factory-reset --probe 600000011")));
+    EXPECT_TRUE(tessit_json({"sim", "show"})["probes"][0].contains("problem"));
+    EXPECT_THAT(tessit({"sim", "factory-reset"}), Exits(0));
+    EXPECT_THAT(tessit({"info"}), Exits(0));
+}
+
 class ProtectionTest : public BenchTest, public testing::WithParamInterface<const char*>
 {
 protected:
