@@ -39,7 +39,7 @@ std::vector<std::string> decode_reset_reasons(uint32_t word)
 }
 
 // Collects the lines and the JSON members side by side.
-class InfoBuilder
+class InfoBuilder // NOLINT(bugprone-exception-escape): the JSON library's
 {
 public:
     void add(const std::string& label, const char* key, const std::string& text, Json value)

@@ -56,7 +56,7 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
                     {.erase_everything = [this] { flash_controller_.erase_everything(); },
                      .hold_in_reset = [this](bool held) { hold(ResetKind::control, held); }}),
       debug_port_(take_words(register_words(DebugPort::table)), services.records),
-      core_(bus_, state.powered().cpu_registers, take_words(register_words(Core::table)), services.records,
+      core_(bus_, state.powered().cpu, take_words(register_words(Core::table)), services.records,
             {.request_reset = [this] { reset_requested_ = true; }, .memories = [this] { return direct_memories(); }}),
       memory_port_(
           take_words(register_words(MemoryPort::table)), services.records,

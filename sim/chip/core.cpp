@@ -57,12 +57,8 @@ struct CoreTable
 
 const std::span<const Register<Core>> Core::table{CoreTable::rows};
 
-Core::Core(Bus& bus, CpuRegisters kept_registers, std::span<std::uint32_t> words, Records& records,
-           Connections connections)
-    : RegisterBlock("SCS", table, words, records),
-      bus_(bus),
-      kept_(kept_registers),
-      connections_(std::move(connections))
+Core::Core(Bus& bus, CpuState& kept, std::span<std::uint32_t> words, Records& records, Connections connections)
+    : RegisterBlock("SCS", table, words, records), bus_(bus), kept_(kept), connections_(std::move(connections))
 {
 }
 
@@ -90,9 +86,7 @@ Cpu& Core::cpu()
 {
     if (cpu_ == nullptr) {
         cpu_ = make_cpu(bus_);
-        for (unsigned index = 0; index < cpu_register_count; ++index) {
-            cpu_->write_register(index, kept_[index]);
-        }
+        cpu_->restore(kept_);
     }
     if (std::exchange(memories_are_stale_, false)) {
         cpu_->set_memories(connections_.memories());
@@ -102,9 +96,7 @@ Cpu& Core::cpu()
 
 void Core::keep_registers()
 {
-    for (unsigned index = 0; index < cpu_register_count; ++index) {
-        kept_[index] = cpu_->read_register(index);
-    }
+    kept_ = cpu_->save();
 }
 
 void Core::halt()
@@ -190,9 +182,6 @@ void Core::run(std::uint64_t budget)
     executing_ = true;
     const RunResult result = engine.run(budget);
     executing_ = false;
-    if (std::exchange(code_is_stale_, false)) {
-        engine.code_changed(0, ~0U);
-    }
     keep_registers();
     stopped(result);
 }
@@ -201,6 +190,7 @@ void Core::stopped(const RunResult& result)
 {
     switch (result.why) {
     case StopReason::budget_spent:
+    case StopReason::run_ended:
         return;
     case StopReason::sleeping:
         set_state(RunState::sleeping);
@@ -222,10 +212,16 @@ void Core::stopped(const RunResult& result)
 
 void Core::code_changed(std::uint32_t address, std::uint32_t length)
 {
-    if (executing_) {
-        code_is_stale_ = true;
-    } else if (cpu_ != nullptr) {
+    if (cpu_ != nullptr) {
         cpu_->code_changed(address, length);
+    }
+}
+
+void Core::memories_changed()
+{
+    memories_are_stale_ = true;
+    if (executing_) {
+        cpu();
     }
 }
 
@@ -237,6 +233,9 @@ void Core::write_reset_control(std::uint32_t value, unsigned /*index*/)
     }
     if ((value & reset_request) != 0) {
         connections_.request_reset();
+        if (executing_) {
+            cpu_->end_run(); // firmware resets its chip
+        }
     }
 }
 

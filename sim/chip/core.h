@@ -34,10 +34,8 @@ public:
         std::function<std::vector<DirectMemory>()> memories; ///< what can be executed from, at this moment
     };
 
-    using CpuRegisters = std::span<std::uint32_t, cpu_register_count>;
-
-    Core(Bus& bus, CpuRegisters kept_registers, std::span<std::uint32_t> words, Records& records,
-         Connections connections);
+    /// `kept` is what a process leaves of the CPU for the next one.
+    Core(Bus& bus, CpuState& kept, std::span<std::uint32_t> words, Records& records, Connections connections);
 
     RunState state() const;
     bool is_halted() const { return state() == RunState::halted; }
@@ -61,7 +59,7 @@ public:
     void elapse(std::uint64_t nanoseconds);
 
     void code_changed(std::uint32_t address, std::uint32_t length);
-    void memories_changed() { memories_are_stale_ = true; }
+    void memories_changed();
 
 private:
     friend struct CoreTable;
@@ -80,11 +78,10 @@ private:
     void set_state(RunState state);
 
     Bus& bus_;
-    CpuRegisters kept_;
+    CpuState& kept_;
     Connections connections_;
     std::unique_ptr<Cpu> cpu_; ///< made when first needed: most sessions never run it
     bool memories_are_stale_ = true;
-    bool code_is_stale_ = false;
     bool executing_ = false;
     bool held_ = false;
     std::uint64_t unspent_ = 0; ///< of a cycle, in nanoseconds times cpu_hertz

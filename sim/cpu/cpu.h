@@ -11,6 +11,10 @@ namespace jlinksim {
 /// R0 to R15, XPSR, MSP, PSP, in the J-Link library's numbering.
 inline constexpr unsigned cpu_register_count = 19;
 
+/// What a program's state consists of: those, then CONTROL, PRIMASK, BASEPRI, FAULTMASK, FPSCR and S0 to S31.
+inline constexpr unsigned cpu_state_words = 56;
+using CpuState = std::array<std::uint32_t, cpu_state_words>;
+
 namespace cpu_register {
 inline constexpr unsigned sp = 13; ///< the stack pointer in use: MSP or PSP
 inline constexpr unsigned lr = 14;
@@ -18,6 +22,8 @@ inline constexpr unsigned pc = 15;
 inline constexpr unsigned xpsr = 16;
 inline constexpr unsigned msp = 17;
 inline constexpr unsigned psp = 18;
+inline constexpr unsigned control = 19;
+inline constexpr unsigned first_single = 24; ///< S0
 
 inline constexpr std::uint32_t lr_after_reset = 0xFFFFFFFF;
 inline constexpr std::uint32_t xpsr_thumb = 1U << 24;
@@ -43,8 +49,8 @@ constexpr std::uint32_t writable_part(unsigned index, std::uint32_t value)
 } // namespace cpu_register
 
 /// How the CPU's accesses outside its direct memories reach the chip. `width` is 1, 2 or 4 bytes, the address is a
-/// multiple of it, a value has no bits beyond it. False is a bus fault. While it is asked, the CPU's set_memories and
-/// code_changed may be called, which take effect behind the current instruction; no other function of it.
+/// multiple of it, a value has no bits beyond it. False is a bus fault. While it is asked, the CPU's set_memories,
+/// code_changed and end_run may be called, which take effect behind the current instruction; no other function of it.
 class CpuBus
 {
 public:
@@ -67,6 +73,7 @@ struct DirectMemory
 enum class StopReason
 {
     budget_spent, ///< all instructions asked for were executed
+    run_ended,    ///< end_run was called
     breakpoint,   ///< a BKPT; the program counter is at it
     sleeping,     ///< WFI or WFE; the program counter is behind it
     fault,        ///< an access or an instruction that the CPU cannot carry out; the program counter is at it
@@ -93,8 +100,12 @@ public:
     /// `index` is below cpu_register_count.
     virtual std::uint32_t read_register(unsigned index) const = 0;
     virtual void write_register(unsigned index, std::uint32_t value) = 0;
+    /// All that has to outlive the process.
+    virtual CpuState save() const = 0;
+    virtual void restore(const CpuState& state) = 0;
     /// Execute at most `budget` instructions. An engine that cannot execute spends the budget and changes nothing.
     virtual RunResult run(std::uint64_t budget) = 0;
+    virtual void end_run() = 0;
     /// The host (or the chip) changed these bytes; translated code of theirs is dropped.
     virtual void code_changed(std::uint32_t address, std::uint32_t length) = 0;
     /// False for the register file, which holds registers and executes nothing.

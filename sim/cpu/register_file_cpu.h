@@ -17,12 +17,15 @@ public:
     void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) override;
     std::uint32_t read_register(unsigned index) const override;
     void write_register(unsigned index, std::uint32_t value) override;
+    CpuState save() const override { return registers_; }
+    void restore(const CpuState& state) override { registers_ = state; }
     RunResult run(std::uint64_t budget) override;
+    void end_run() override {}
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return false; }
 
 private:
-    std::array<std::uint32_t, cpu_register_count> registers_{};
+    CpuState registers_{};
 };
 
 } // namespace jlinksim

@@ -68,9 +68,18 @@ void UnicornCpu::open_engine()
 /// millisecond.
 void UnicornCpu::renew_engine()
 {
-    const UnicornEngine::State state = engine_->save();
+    const CpuState state = engine_->save();
     open_engine();
     engine_->restore(state);
+}
+
+CpuState UnicornCpu::save() const
+{
+    CpuState state = engine_->save();
+    for (unsigned index = 0; index < cpu_register_count; ++index) {
+        state[index] = cpu_register::writable_part(index, state[index]);
+    }
+    return state;
 }
 
 void UnicornCpu::reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler)
@@ -106,15 +115,25 @@ RunResult UnicornCpu::run(std::uint64_t budget)
 {
     running_ = true;
     stopped_ = false;
+    ended_ = false;
     result_ = {};
-    while (result_.instructions < budget && !stopped_) {
+    while (result_.instructions < budget && !stopped_ && !ended_) {
         if (memories_changed_) {
             renew_engine();
         }
         advance(budget);
     }
     running_ = false;
+    if (ended_ && !stopped_) {
+        result_.why = StopReason::run_ended;
+    }
     return std::move(result_);
+}
+
+void UnicornCpu::end_run()
+{
+    ended_ = true;
+    engine_->request_stop();
 }
 
 /// One instruction that is carried out here, or as many as the engine can do at once.

@@ -24,7 +24,10 @@ public:
     void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) override;
     std::uint32_t read_register(unsigned index) const override;
     void write_register(unsigned index, std::uint32_t value) override;
+    CpuState save() const override;
+    void restore(const CpuState& state) override { engine_->restore(state); }
     RunResult run(std::uint64_t budget) override;
+    void end_run() override;
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return true; }
 
@@ -56,6 +59,7 @@ private:
     // The run under way.
     bool running_ = false;
     bool stopped_ = false;
+    bool ended_ = false; ///< by the bus
     RunResult result_;
     std::uint64_t limit_ = 0;            ///< of result_.instructions, until which the engine goes on
     std::optional<std::uint32_t> begun_; ///< address of the instruction that was counted last by this execute()

@@ -21,19 +21,13 @@ constexpr std::uint32_t exception_exit = 8;
 
 constexpr std::uint32_t control_unprivileged = 1;
 
-/// By the J-Link library's register index.
-constexpr std::array<int, cpu_register_count> register_ids{
-    UC_ARM_REG_R0, UC_ARM_REG_R1, UC_ARM_REG_R2,   UC_ARM_REG_R3,  UC_ARM_REG_R4,  UC_ARM_REG_R5,  UC_ARM_REG_R6,
-    UC_ARM_REG_R7, UC_ARM_REG_R8, UC_ARM_REG_R9,   UC_ARM_REG_R10, UC_ARM_REG_R11, UC_ARM_REG_R12, UC_ARM_REG_SP,
-    UC_ARM_REG_LR, UC_ARM_REG_PC, UC_ARM_REG_XPSR, UC_ARM_REG_MSP, UC_ARM_REG_PSP};
-
-/// What State::words holds. CONTROL is the last because it may take away the right to write the others.
-constexpr std::array state_words{
-    UC_ARM_REG_R0,      UC_ARM_REG_R1,        UC_ARM_REG_R2,    UC_ARM_REG_R3,     UC_ARM_REG_R4,  UC_ARM_REG_R5,
-    UC_ARM_REG_R6,      UC_ARM_REG_R7,        UC_ARM_REG_R8,    UC_ARM_REG_R9,     UC_ARM_REG_R10, UC_ARM_REG_R11,
-    UC_ARM_REG_R12,     UC_ARM_REG_LR,        UC_ARM_REG_PC,    UC_ARM_REG_MSP,    UC_ARM_REG_PSP, UC_ARM_REG_PRIMASK,
-    UC_ARM_REG_BASEPRI, UC_ARM_REG_FAULTMASK, UC_ARM_REG_FPSCR, UC_ARM_REG_CONTROL};
-static_assert(state_words.size() == std::tuple_size_v<decltype(UnicornEngine::State::words)>);
+/// By cpu_register's index, up to S0.
+constexpr std::array register_ids{
+    UC_ARM_REG_R0,  UC_ARM_REG_R1,      UC_ARM_REG_R2,      UC_ARM_REG_R3,      UC_ARM_REG_R4,        UC_ARM_REG_R5,
+    UC_ARM_REG_R6,  UC_ARM_REG_R7,      UC_ARM_REG_R8,      UC_ARM_REG_R9,      UC_ARM_REG_R10,       UC_ARM_REG_R11,
+    UC_ARM_REG_R12, UC_ARM_REG_SP,      UC_ARM_REG_LR,      UC_ARM_REG_PC,      UC_ARM_REG_XPSR,      UC_ARM_REG_MSP,
+    UC_ARM_REG_PSP, UC_ARM_REG_CONTROL, UC_ARM_REG_PRIMASK, UC_ARM_REG_BASEPRI, UC_ARM_REG_FAULTMASK, UC_ARM_REG_FPSCR};
+static_assert(register_ids.size() == cpu_register::first_single);
 
 void require(uc_err result, const char* what)
 {
@@ -52,6 +46,12 @@ std::uint32_t get(uc_engine* engine, int id)
 void set(uc_engine* engine, int id, std::uint32_t value)
 {
     uc_reg_write(engine, id, &value);
+}
+
+/// The engine knows the single-precision registers in pairs only.
+int double_id(unsigned index_of_first)
+{
+    return UC_ARM_REG_D0 + static_cast<int>((index_of_first - cpu_register::first_single) / 2);
 }
 
 uc_engine* open_engine()
@@ -237,28 +237,39 @@ void UnicornEngine::write_register(unsigned index, std::uint32_t value)
     }
 }
 
-UnicornEngine::State UnicornEngine::save() const
+CpuState UnicornEngine::save() const
 {
-    State state{.words = {}, .doubles = {}, .xpsr = get(engine_.get(), UC_ARM_REG_XPSR)};
+    CpuState state{};
+    state[cpu_register::xpsr] = get(engine_.get(), UC_ARM_REG_XPSR);
     const Privileged privileged{engine_.get()};
-    for (std::size_t i = 0; i < state_words.size(); ++i) {
-        state.words[i] = get(engine_.get(), state_words[i]);
+    for (unsigned index = 0; index < register_ids.size(); ++index) {
+        if (index != cpu_register::xpsr) {
+            state[index] = get(engine_.get(), register_ids[index]);
+        }
     }
-    for (std::size_t i = 0; i < state.doubles.size(); ++i) {
-        uc_reg_read(engine_.get(), UC_ARM_REG_D0 + static_cast<int>(i), &state.doubles[i]);
+    for (unsigned index = cpu_register::first_single; index < cpu_state_words; index += 2) {
+        std::uint64_t pair = 0;
+        uc_reg_read(engine_.get(), double_id(index), &pair);
+        state[index] = static_cast<std::uint32_t>(pair);
+        state[index + 1] = static_cast<std::uint32_t>(pair >> 32);
     }
     return state;
 }
 
-void UnicornEngine::restore(const State& state)
+void UnicornEngine::restore(const CpuState& state)
 {
-    for (std::size_t i = 0; i < state_words.size(); ++i) {
-        set(engine_.get(), state_words[i], state.words[i]);
+    for (unsigned index = 0; index < register_ids.size(); ++index) {
+        // R13 is MSP or PSP. CONTROL may take away the right to write the others, and so comes behind them.
+        if (index != cpu_register::sp && index != cpu_register::control && index != cpu_register::xpsr) {
+            set(engine_.get(), register_ids[index], state[index]);
+        }
     }
-    for (std::size_t i = 0; i < state.doubles.size(); ++i) {
-        uc_reg_write(engine_.get(), UC_ARM_REG_D0 + static_cast<int>(i), &state.doubles[i]);
+    for (unsigned index = cpu_register::first_single; index < cpu_state_words; index += 2) {
+        const std::uint64_t pair = state[index] | std::uint64_t{state[index + 1]} << 32;
+        uc_reg_write(engine_.get(), double_id(index), &pair);
     }
-    write_register(cpu_register::xpsr, state.xpsr);
+    set(engine_.get(), UC_ARM_REG_CONTROL, state[cpu_register::control]);
+    write_register(cpu_register::xpsr, state[cpu_register::xpsr]);
 }
 
 UnicornEngine::Stop UnicornEngine::execute()

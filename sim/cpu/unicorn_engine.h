@@ -43,14 +43,6 @@ public:
         exception_return, ///< a branch to an EXC_RETURN value, which the program counter holds
     };
 
-    /// All of the CPU's state that firmware or host can see, to carry over into another engine.
-    struct State
-    {
-        std::array<std::uint32_t, 22> words{};
-        std::array<std::uint64_t, 16> doubles{};
-        std::uint32_t xpsr = 0;
-    };
-
     /// All memory outside `memories` belongs to the observer. Throws std::runtime_error when the engine cannot be had.
     UnicornEngine(std::span<const DirectMemory> memories, Observer& observer);
     UnicornEngine(const UnicornEngine&) = delete;
@@ -58,9 +50,9 @@ public:
 
     std::uint32_t read_register(unsigned index) const;
     void write_register(unsigned index, std::uint32_t value);
-    State save() const;
+    CpuState save() const;
     /// Only into an engine that has not executed yet.
-    void restore(const State& state);
+    void restore(const CpuState& state);
 
     /// Execute from the program counter on. XPSR's Thumb bit must be set.
     Stop execute();

@@ -13,12 +13,12 @@ namespace jlinksim {
 /// What a powered chip holds beside its RAM.
 struct VolatileState
 {
-    static constexpr std::uint32_t current_layout = 1; ///< another number means that the words mean something else
+    static constexpr std::uint32_t current_layout = 2; ///< another number means that the words mean something else
     static constexpr std::size_t register_words = 1000;
 
     std::uint32_t layout;
     std::uint32_t reserved;
-    std::array<std::uint32_t, cpu_register_count> cpu_registers;
+    CpuState cpu;
     std::uint32_t register_words_used;
     std::array<std::uint32_t, register_words> registers;
 };

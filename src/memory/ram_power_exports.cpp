@@ -80,6 +80,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_ram_powered(ram_power_status_t* r
     if (ram_sections_power_status_len == 0) {
         return RESULT_OK;
     }
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): refused above
     RETURN_IF_FAILED(op.require(ram_sections_power_status_len >= *ram_sections_number,
                                 "Invalid ram_sections_power_status pointer provided. Its size is not big enough to "
                                 "store the power status of the RAM of the device."));

@@ -10,6 +10,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(uint8_t retain_ram, const 
 {
     Export op{"qspi_init"};
     RETURN_IF_FAILED(op.require(init_params != nullptr, "Invalid init_params pointer provided."));
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): refused above
     RETURN_IF_FAILED(require_valid_configuration(op, *init_params));
     RETURN_IF_FAILED(op.refuse_when(session.qspi_initialized, "qspi_init has already been called"));
     RETURN_IF_FAILED(op.require_open());

@@ -100,6 +100,57 @@ TEST(RunControl, executesFirmwareWhileTimePasses)
     EXPECT_EQ(read_word(counter), halted);
 }
 
+TEST(RunControl, aResetThatFirmwareAsksForComesBeforeItsNextInstruction)
+{
+    if (!cpu_executes()) {
+        GTEST_SKIP() << "the register-file CPU executes nothing";
+    }
+    constexpr std::array<std::uint16_t, 20> program{
+        0x1000, 0x2000, 0x0009, 0x0000,         // stack pointer 0x20001000, reset handler 8
+        0x4804, 0x6801, 0x3101, 0x6001,         //  8: ldr r0, counter; ldr r1, [r0]; adds r1, #1; str r1, [r0]
+        0x4903, 0x4A04, 0x600A,                 // 16: ldr r1, AIRCR; ldr r2, key and request; str r2, [r1]
+        0x6041, 0xE7FE, 0xBF00,                 // 22: str r1, [r0, #4]; b .
+        0x0100, 0x2000, 0xED0C, 0xE000, 0x0004, // 28: counter, AIRCR, key and request
+        0x05FA,
+    };
+    const TempBench bench = bench_with_program(program);
+    connect_halted();
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    write_word(counter, 0);
+    write_word(counter + 4, 0);
+    JLINKARM_Go();
+    pass_time(10);
+    EXPECT_GT(read_word(counter), 5U);
+    EXPECT_EQ(read_word(counter + 4), 0U);
+}
+
+TEST(RunControl, theNextSessionFindsTheWholeCpuAsItWas)
+{
+    if (!cpu_executes()) {
+        GTEST_SKIP() << "the register-file CPU executes nothing";
+    }
+    constexpr std::array<std::uint16_t, 16> program{
+        0x1000, 0x2000, 0x0009, 0x0000, // stack pointer 0x20001000, reset handler 8
+        0x4803, 0xF380, 0x8809, 0x2003, //  8: ldr r0, 0x20002000; msr psp, r0; movs r0, #3
+        0xF380, 0x8814, 0xB401, 0xE7FE, // 16: msr control, r0; push {r0}; b .
+        0x2000, 0x2000,                 // 24: 0x20002000
+    };
+    const TempBench bench = bench_with_program(program);
+    connect_halted();
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(JLINKARM_Step(), 0);
+    }
+    JLINKARM_Close();
+    connect_halted();
+    EXPECT_EQ(JLINKARM_ReadReg(13), 0x20002000U);
+    EXPECT_EQ(JLINKARM_ReadReg(17), 0x20001000U);
+    EXPECT_EQ(JLINKARM_Step(), 0); // unprivileged, on the process stack
+    EXPECT_EQ(JLINKARM_ReadReg(13), 0x20001FFCU);
+    EXPECT_EQ(JLINKARM_ReadReg(18), 0x20001FFCU);
+    EXPECT_EQ(read_word(ram + 0x1FFC), 3U);
+}
+
 TEST(RunControl, executesInRealTimeWhenTheBenchSaysSo)
 {
     if (!cpu_executes()) {

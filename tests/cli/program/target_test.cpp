@@ -6,7 +6,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::Not;
 
 using TargetTest = BenchTest;
 
