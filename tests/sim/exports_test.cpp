@@ -22,7 +22,7 @@ std::vector<std::string> exported_names(const std::string& library)
     std::vector<std::string> names;
     char line[256];
     while (pipe != nullptr && std::fgets(line, sizeof line, pipe.get()) != nullptr) {
-        names.emplace_back(line, std::string_view{line}.find_last_not_of("\n") + 1);
+        names.emplace_back(line, std::string_view{line}.find_last_not_of('\n') + 1);
     }
     return names;
 }

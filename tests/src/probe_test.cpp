@@ -7,7 +7,6 @@ namespace tessit::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using ProbeTest = LibraryTest;
 

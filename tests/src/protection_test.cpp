@@ -4,7 +4,6 @@ namespace tessit::test {
 namespace {
 
 using std::chrono::milliseconds;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

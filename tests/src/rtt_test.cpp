@@ -7,7 +7,6 @@ namespace tessit::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// A J-Link library with 2 up and 3 down channels, whose control records are kept.
 class RttTest : public LibraryTest

@@ -24,7 +24,7 @@ TempFolder::~TempFolder()
 
 std::filesystem::path TempFolder::write(std::string_view name, std::string_view content) const
 {
-    const std::filesystem::path path = path_ / name;
+    std::filesystem::path path = path_ / name;
     std::ofstream file{path, std::ios::binary};
     file << content;
     return path;
