@@ -2,18 +2,18 @@
 // the probe makes for each step of 4 KiB, and for a write the flash's own programming besides. The figures are the same
 // on every machine and in every run.
 #include "jlinkarm_birch_tessit.h"
-#include "jlinkarm_sim.h"
+#include "simulation.h"
 
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
+
+using namespace tessit;
+using bench::Simulation;
 
 namespace {
 
@@ -22,11 +22,7 @@ constexpr double step_bytes = 4096;
 constexpr double steps = bytes / step_bytes;
 constexpr double pages_per_step = step_bytes / 256;
 
-/// The simulation's model: a request and its answer over USB, a word's transfer over SWD, and what is transferred
-/// around a block; a page program of the flash, and the peripheral's clock at its highest.
-constexpr double round_trip_seconds = 250e-6;
-constexpr double swd_clocks_per_word = 46;
-constexpr double transfers_around_block = 3;
+/// A page program of the flash, and the peripheral's clock at its highest, as the simulation models them.
 constexpr double page_program_seconds = 700e-6;
 constexpr double qspi_hertz = 32e6;
 
@@ -57,38 +53,15 @@ constexpr qspi_init_config_t four_lines = {
 
 void require(result_code_t code)
 {
-    if (code != RESULT_OK) {
-        fmt::print(stderr, "result {}\n", static_cast<int>(code));
-        std::exit(EXIT_FAILURE);
-    }
+    bench::require(code == RESULT_OK, fmt::format("go on: result {}", static_cast<int>(code)));
 }
-
-class TempFolder
-{
-public:
-    TempFolder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "tessit-bench-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            std::abort();
-        }
-        path_ = name;
-    }
-    ~TempFolder() { std::filesystem::remove_all(path_); }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
 
 /// A block of so many bytes through the probe.
 double access_seconds(std::uint32_t speed_khz, double block_bytes)
 {
-    const double transfers = block_bytes / 4 + static_cast<int>(block_bytes / 1024) + transfers_around_block;
-    return round_trip_seconds + transfers * swd_clocks_per_word / (speed_khz * 1e3);
+    const double transfers =
+        block_bytes / 4 + static_cast<int>(block_bytes / 1024) + Simulation::swd_words_around_block;
+    return Simulation::usb_round_trip_seconds + transfers * Simulation::swd_clocks_per_word / (speed_khz * 1e3);
 }
 
 /// Five register writes, at least one look at the ready event, and the bytes: what a step cannot do without.
@@ -111,29 +84,6 @@ double write_seconds()
     return pages_per_step * page_on_lines() + (pages_per_step - 1) * page_program_seconds;
 }
 
-class Simulation
-{
-public:
-    Simulation() : library_(dlopen(JLINKSIM_LIBRARY, RTLD_NOW | RTLD_LOCAL))
-    {
-        if (library_ == nullptr) {
-            fmt::print(stderr, "{}\n", dlerror());
-            std::exit(EXIT_FAILURE);
-        }
-    }
-
-    double seconds() const
-    {
-        return static_cast<double>(
-                   reinterpret_cast<decltype(&JLINKSIM_time_ns)>(dlsym(library_, "JLINKSIM_time_ns"))()) /
-               1e9;
-    }
-    void close() const { reinterpret_cast<decltype(&JLINKSIM_close_bench)>(dlsym(library_, "JLINKSIM_close_bench"))(); }
-
-private:
-    void* library_;
-};
-
 struct Took
 {
     double write;
@@ -142,13 +92,9 @@ struct Took
 
 Took measure(const Simulation& simulation, std::uint32_t speed_khz)
 {
-    const TempFolder folder;
-    const std::string bench = folder.path() / "bench.toml";
-    std::ofstream{bench} << "[[probe]]\nserial = 683000001\n[probe.chip]\nversion = \"BIRCH_M2_VA_REV1\"\n"
-                            "external_flash = { size = 1048576 }\n";
-    setenv("JLINKARM_SIM_BENCH", bench.c_str(), 1);
+    simulation.open_bench("version = \"BIRCH_M2_VA_REV1\"\nexternal_flash = { size = 1048576 }");
     require(TESSIT_open_dll(JLINKSIM_LIBRARY, nullptr, BIRCH_FAMILY));
-    require(TESSIT_connect_to_emu_with_snr(683000001, speed_khz));
+    require(TESSIT_connect_to_emu_with_snr(Simulation::serial_number, speed_khz));
     require(TESSIT_qspi_init(0, &four_lines));
 
     std::vector<std::uint8_t> data(bytes, 0x5A);
@@ -160,7 +106,7 @@ Took measure(const Simulation& simulation, std::uint32_t speed_khz)
 
     require(TESSIT_qspi_uninit());
     TESSIT_close_dll();
-    simulation.close();
+    simulation.close_bench();
     return {written - start, read - written};
 }
 
@@ -175,7 +121,7 @@ std::string row(std::uint32_t speed_khz, const char* what, double seconds, doubl
 
 int main()
 {
-    const Simulation simulation; // held open, so that the modelled time is still there between the sessions
+    const Simulation simulation;
     std::string table = fmt::format("{:>8} {:>6} {:>11} {:>14} {:>13} {:>8}\n", "SWD kHz", "", "KiB/s",
                                     "accesses KiB/s", "limit KiB/s", "ratio");
     for (const std::uint32_t speed_khz : {1000U, 4000U, 8000U}) {

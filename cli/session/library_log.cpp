@@ -29,7 +29,7 @@ std::string_view without_line_end(std::string_view text)
 
 LibraryLog* LibraryLog::active = nullptr;
 
-LibraryLog::LibraryLog(bool is_shown, const std::string& file) : is_shown_{is_shown}
+LibraryLog::LibraryLog(bool is_shown, const std::string& file) : is_shown_{is_shown}, file_name_{file}
 {
     if (!file.empty()) {
         file_.reset(std::fopen(file.c_str(), "w"));
@@ -44,6 +44,9 @@ LibraryLog::LibraryLog(bool is_shown, const std::string& file) : is_shown_{is_sh
 LibraryLog::~LibraryLog()
 {
     active = nullptr;
+    if (file_ && (std::fflush(file_.get()) != 0 || std::ferror(file_.get()) != 0)) {
+        print_to(stderr, "Warning: the log {} is incomplete: {}\n", file_name_, std::strerror(errno));
+    }
 }
 
 void LibraryLog::receive(const char* line)

@@ -42,6 +42,7 @@ private:
     static LibraryLog* active; // set and cleared by the constructor and the destructor
 
     bool is_shown_;
+    std::string file_name_;
     std::unique_ptr<std::FILE, FileCloser> file_;
     std::string complaint_;    // newest message of the call that reports a failure
     std::string jlink_text_;   // newest text of the J-Link library itself
