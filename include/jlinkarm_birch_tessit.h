@@ -87,7 +87,7 @@ TESSIT_ENUM(result_code_t, int32_t){
 /* Chip families. This library serves one; the Alder family is known to chip_version_t only. */
 TESSIT_ENUM(chip_family_t, uint32_t){BIRCH_FAMILY = 1};
 
-/* Chip versions. ALDER values and UNKNOWN are never produced; FUTURE is any later revision of a known part. */
+/* Chip versions. ALDER values and UNKNOWN are never produced; FUTURE is an unlisted revision of a known part. */
 TESSIT_ENUM(chip_version_t, uint32_t){
     UNKNOWN = 0,
     ALDER_MX_VA_REV1 = 1,
@@ -243,7 +243,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_connected_to_emu(bool* is_pc_conn
  *   swd_speed_khz  125 to 50000
  * Errors: ERR_BAD_ARGUMENT speed; [open]; ERR_WRONG_STATE a session is open; ERR_NO_PROBE_ATTACHED;
  * ERR_PROBE_NOT_FOUND; ERR_JLINK_CALL_FAILED the session does not open or its set-up fails; ERR_TARGET_LOW_VOLTAGE
- * supply below 1500 mV. After a failure no session is open.
+ * supply below 1500 mV. After a failure past ERR_WRONG_STATE no session is open.
  */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_emu_with_snr(uint32_t serial_number, uint32_t swd_speed_khz);
 
@@ -281,7 +281,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_connected_to_device(bool* is_emu_
  */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_device(void);
 
-/* Drop the device connection by restarting the probe session. Nothing to do without one. Errors: [open]; [probe]. */
+/* Drop the connection by restarting the probe session; errors: [open]; [probe]; those of opening a probe session. */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_disconnect_from_device(void);
 
 /*
@@ -406,8 +406,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_ficrwrite_u32(uint32_t addr, uint32_
 TESSIT_API result_code_t TESSIT_CALL TESSIT_ficrwrite(uint32_t addr, const uint8_t* buffer, uint32_t buffer_length);
 
 /* ---- Erase ------------------------------------------------------------------------------------------------------
- * Each ends with a read of one word, whose failure is the export's although the erase is done.
- * Errors of all five, in this order: [open]; [probe]; [ready]; [halt]; [jlink]; ERR_FLASH_CONTROLLER_TIMEOUT.
+ * Erases end with a read of one word (the mass erase: of two), whose failure is the export's although all is erased.
+ * Errors, in this order: [open]; [probe]; [ready]; [halt]; [jlink]; ERR_FLASH_CONTROLLER_TIMEOUT.
  */
 
 /* Erase the chip's flash through the flash controller's erase-all register. */
@@ -422,7 +422,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_erase_uicr(void);
 /* Erase through the mass-erase register, unlocked for it and locked again. */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_masserase(void);
 
-/* Lift the flash block protection and reset. Further error, after [halt]: [version]. */
+/* Lift the flash block protection and reset. Errors: [open]; [probe]; [ready]; [halt]; [version]; [jlink]. */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_disable_bprot(void);
 
 /* ---- RAM power ----------------------------------------------------------------------------------------------------
@@ -522,10 +522,10 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_count(uint32_t* dow
                                                                    uint32_t* up_channel_number);
 
 /*
- * Name and buffer size (bytes) of a channel. The first 32 bytes of channel_name are written, padded with zeros. A name
- * of all 32 bytes gets its terminator as a 33rd byte when channel_name_len is more than 32; with a length of 32 it
- * arrives without one. channel_name_len  bytes, 32 or more Errors: ERR_BAD_ARGUMENT channel_name null; channel_size
- * null; channel_name_len; dir; [rtt]; [jlink]; ERR_BAD_ARGUMENT no such channel; [jlink].
+ * Name and buffer size (bytes) of a channel. channel_name_len is 32 or more; 32 bytes are written, padded with
+ * zeros. A name of all 32 bytes gets its terminator as a 33rd byte where there is room, and none with a length of 32.
+ * Errors: ERR_BAD_ARGUMENT channel_name null; channel_size null; channel_name_len; dir; [rtt]; [jlink];
+ * ERR_BAD_ARGUMENT no such channel; [jlink].
  */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_info(uint32_t channel_index, rtt_direction_t dir,
                                                                   char* channel_name, uint32_t channel_name_len,

@@ -58,7 +58,7 @@ struct Session
 
     /// The QSPI peripheral is configured. Set by TESSIT_qspi_init; cleared by TESSIT_qspi_uninit, and by nothing else.
     bool qspi_initialized = false;
-    /// The two backups below are whole. Set by TESSIT_qspi_init; cleared by TESSIT_qspi_uninit.
+    /// The two backups below are whole. Set by TESSIT_qspi_init; cleared at its begin and by TESSIT_qspi_uninit.
     bool qspi_ram_backup_held = false;
     RamBackup qspi_read_staging_backup{};
     RamBackup qspi_write_staging_backup{};

@@ -1,6 +1,7 @@
 #include "log/logger.h"
 
 #include <locale>
+#include <new>
 
 namespace tessit {
 
@@ -10,6 +11,7 @@ LogBuffer::LogBuffer()
 {
     // The last character of the buffer is the place of the one that arrives when the put area is full.
     setp(text_buffer_.data(), text_buffer_.data() + text_buffer_.size() - 1);
+    tags_.reserve(most_nested_tags);
 }
 
 LogBuffer::~LogBuffer()
@@ -72,13 +74,25 @@ LogBuffer::int_type LogBuffer::overflow(int_type character)
 void LogBuffer::deliver_and_start_over(std::size_t length)
 {
     if (callback_ != nullptr) {
-        callback_(make_line({text_buffer_.data(), length}).c_str());
+        deliver({text_buffer_.data(), length});
     }
     if (length == 0) {
         return;
     }
     text_buffer_.fill('\0');
     setp(text_buffer_.data(), epptr());
+}
+
+/// A line for which there is no memory is lost; the operation that it tells of goes on.
+void LogBuffer::deliver(std::string_view text) const
+{
+    std::string line;
+    try {
+        line = make_line(text);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    callback_(line.c_str());
 }
 
 std::string LogBuffer::make_line(std::string_view text) const

@@ -3,11 +3,11 @@
 #include "jlinkarm_birch_tessit.h"
 
 #include <array>
-#include <deque>
 #include <ostream>
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tessit {
 
@@ -55,13 +55,17 @@ protected:
     int_type overflow(int_type character) override;
 
 private:
+    /// More than operations ever nest, so that pushing a tag allocates nothing.
+    static constexpr std::size_t most_nested_tags = 32;
+
     void deliver_and_start_over(std::size_t length);
+    void deliver(std::string_view text) const;
     std::string make_line(std::string_view text) const;
 
     log_callback_t callback_ = nullptr;
     std::array<char, 512> text_buffer_{};
     std::string prefix_;
-    std::deque<FunctionTag*> tags_;
+    std::vector<FunctionTag*> tags_;
 };
 
 /// The stream that all code writes its messages to. Messages end with std::endl, which delivers them.

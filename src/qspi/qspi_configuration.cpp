@@ -7,7 +7,6 @@
 #include "target/device.h"
 
 #include <array>
-#include <string>
 
 namespace tessit {
 namespace {
@@ -62,36 +61,29 @@ constexpr std::array lines{
 
 constexpr std::array<std::uint32_t, 2> pins_of_port{32, 16};
 
-/// The message is built only for a refusal.
-result_code_t require_field(const Export& op, bool holds, std::string_view field, std::string_view why)
+/// `field` is its name in two parts.
+template <class... Why>
+result_code_t require_field(bool holds, std::array<const char*, 2> field, const Why&... why)
 {
     if (holds) {
         return RESULT_OK;
     }
-    std::string message = "Invalid init_params->";
-    message.append(field).append(" provided. The value received ").append(why);
-    return op.require(false, message);
+    log_message("Invalid init_params->", field[0], field[1], " provided. The value received ", why...);
+    return ERR_BAD_ARGUMENT;
 }
 
-result_code_t require_code(const Export& op, const Config& config, const CodedField& field)
+result_code_t require_code(const Config& config, const CodedField& field)
 {
-    if (field.is_valid(config)) {
-        return RESULT_OK;
-    }
-    return require_field(op, false, field.name, std::string{"cannot be encoded in a "} + field.type + ".");
+    return require_field(field.is_valid(config), {field.name, ""}, "cannot be encoded in a ", field.type, ".");
 }
 
-result_code_t require_line(const Export& op, const Config& config, const Line& line)
+result_code_t require_line(const Config& config, const Line& line)
 {
     const std::uint32_t port = config.*line.port;
     const bool port_exists = port < pins_of_port.size();
-    if (!port_exists) {
-        return require_field(op, false, std::string{line.name} + "_port", "is not a valid port.");
-    }
-    if (config.*line.pin >= pins_of_port[port]) {
-        return require_field(op, false, std::string{line.name} + "_pin", "is not a valid pin address.");
-    }
-    return RESULT_OK;
+    RETURN_IF_FAILED(require_field(port_exists, {line.name, "_port"}, "is not a valid port."));
+    const bool pin_exists = config.*line.pin < pins_of_port[port];
+    return require_field(pin_exists, {line.name, "_pin"}, "is not a valid pin address.");
 }
 
 std::uint32_t interface_configuration_0(const Config& config)
@@ -112,17 +104,17 @@ result_code_t write_register(std::uint32_t addr, std::uint32_t value)
 
 } // namespace
 
-result_code_t require_valid_configuration(const Export& op, const qspi_init_config_t& config)
+result_code_t require_valid_configuration(const qspi_init_config_t& config)
 {
     for (const CodedField& field : coded_fields) {
-        RETURN_IF_FAILED(require_code(op, config, field));
+        RETURN_IF_FAILED(require_code(config, field));
     }
-    RETURN_IF_FAILED(require_field(op, config.sck_delay <= 255, "sck_delay", "is not between 0 and 255."));
+    RETURN_IF_FAILED(require_field(config.sck_delay <= 255, {"sck_delay", ""}, "is not between 0 and 255."));
     for (const Line& line : lines) {
-        RETURN_IF_FAILED(require_line(op, config, line));
+        RETURN_IF_FAILED(require_line(config, line));
     }
-    RETURN_IF_FAILED(require_field(op, config.WIP_index <= 7, "WIP_index", "is not between 0 and 7."));
-    return require_code(op, config, page_program_size_field);
+    RETURN_IF_FAILED(require_field(config.WIP_index <= 7, {"WIP_index", ""}, "is not between 0 and 7."));
+    return require_code(config, page_program_size_field);
 }
 
 result_code_t require_qspi_on_device()
@@ -134,7 +126,6 @@ result_code_t require_qspi_on_device()
 
 result_code_t back_up_staging_areas()
 {
-    session.qspi_ram_backup_held = false;
     RETURN_IF_FAILED(
         read(qspi_registers::read_staging, session.qspi_read_staging_backup.data(), qspi_registers::staging_size));
     RETURN_IF_FAILED(

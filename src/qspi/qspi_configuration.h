@@ -6,7 +6,7 @@
 namespace tessit {
 
 /// The checks of the configuration record, in their order.
-result_code_t require_valid_configuration(const Export& op, const qspi_init_config_t& config);
+result_code_t require_valid_configuration(const qspi_init_config_t& config);
 
 /// ERR_UNSUPPORTED_ON_DEVICE or ERR_UNEXPECTED_CHIP_VERSION (without a log line) on a chip without the peripheral.
 result_code_t require_qspi_on_device();

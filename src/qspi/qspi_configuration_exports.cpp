@@ -11,7 +11,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(uint8_t retain_ram, const 
     Export op{"qspi_init"};
     RETURN_IF_FAILED(op.require(init_params != nullptr, "Invalid init_params pointer provided."));
     // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): refused above
-    RETURN_IF_FAILED(require_valid_configuration(op, *init_params));
+    RETURN_IF_FAILED(require_valid_configuration(*init_params));
     RETURN_IF_FAILED(op.refuse_when(session.qspi_initialized, "qspi_init has already been called"));
     RETURN_IF_FAILED(op.require_open());
     RETURN_IF_FAILED(op.require_probe());
@@ -19,6 +19,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(uint8_t retain_ram, const 
     RETURN_IF_FAILED(require_qspi_on_device());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(power_ram_all());
+    session.qspi_ram_backup_held = false; // one of an init that failed is of no use any more
     if (retain_ram != 0) {
         RETURN_IF_FAILED(back_up_staging_areas());
     }

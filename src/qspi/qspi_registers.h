@@ -45,7 +45,7 @@ inline constexpr unsigned custom_io3_shift = 13;
 inline constexpr std::uint32_t custom_long_frame = 1u << 16;
 inline constexpr std::uint32_t custom_long_frame_end = 1u << 17;
 
-/// GPIO pin configuration of a QSPI pin: input disconnected, high drive.
+/// GPIO pin configuration of a QSPI pin.
 inline constexpr std::uint32_t pin_configuration_value = 0x00000302;
 
 constexpr std::uint32_t pin_configuration(std::uint32_t port, std::uint32_t pin)

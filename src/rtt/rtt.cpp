@@ -26,6 +26,9 @@ enum class RttCommand : std::uint32_t
 /// Result of RttCommand::channel_count while the J-Link library has not found the control block.
 constexpr std::int32_t control_block_not_found = -2;
 
+/// Records are handed over as pointers to words.
+constexpr std::size_t record_alignment = alignof(std::uint32_t);
+
 /// A start record: the control block's address and three words of zero. A stop record: a one and zeros.
 using ControlRecord = std::array<std::uint8_t, 16>;
 
@@ -65,7 +68,7 @@ result_code_t control_failure(std::int32_t result)
 
 result_code_t count_channels(rtt_direction_t direction, std::uint32_t* count)
 {
-    ControlRecord direction_word{};
+    alignas(record_alignment) ControlRecord direction_word{};
     put_word(direction_word, 0, static_cast<std::uint32_t>(direction));
     const std::int32_t result = control(RttCommand::channel_count, direction_word.data());
     if (result < 0) {
@@ -82,7 +85,7 @@ result_code_t rtt_start()
     const ChipVersion* chip = nullptr;
     RETURN_IF_FAILED(read_chip(&chip));
     RETURN_IF_FAILED(exec_command(chip->rtt_search_ranges));
-    ControlRecord record{};
+    alignas(record_alignment) ControlRecord record{};
     put_word(record, 0, session.rtt_control_block_address);
     const std::int32_t result =
         control(RttCommand::start, session.rtt_control_block_address_set ? record.data() : nullptr);
@@ -91,14 +94,14 @@ result_code_t rtt_start()
 
 result_code_t rtt_stop()
 {
-    ControlRecord record{1};
+    alignas(record_alignment) ControlRecord record{1};
     const std::int32_t result = control(RttCommand::stop, record.data());
     return result < 0 ? control_failure(result) : RESULT_OK;
 }
 
 result_code_t rtt_is_control_block_found(bool* found)
 {
-    ControlRecord direction_word{};
+    alignas(record_alignment) ControlRecord direction_word{};
     put_word(direction_word, 0, UP_DIRECTION);
     const std::int32_t result = control(RttCommand::channel_count, direction_word.data());
     if (result < 0 && result != control_block_not_found) {
@@ -139,7 +142,7 @@ result_code_t rtt_write(std::uint32_t channel, const std::uint8_t* data, std::ui
 result_code_t rtt_read_channel_info(std::uint32_t channel, rtt_direction_t direction, char* channel_name,
                                     std::uint32_t channel_name_len, std::uint32_t* channel_size)
 {
-    ChannelDescriptor descriptor{};
+    alignas(record_alignment) ChannelDescriptor descriptor{};
     put_word(descriptor, descriptor_channel, channel);
     put_word(descriptor, descriptor_direction, static_cast<std::uint32_t>(direction));
     const std::int32_t result = control(RttCommand::channel_descriptor, descriptor.data());

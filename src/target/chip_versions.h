@@ -22,7 +22,7 @@ struct ChipVersion
     std::uint32_t part;     ///< part code of the identification; 0 for versions that are no Birch chip
     std::uint32_t revision; ///< revision code, or any_other_revision
     Variant variant;        ///< which variant words the row stands for
-    /// The CTRL-AP protects and resets the chip. The first engineering sample has no such access port in working order.
+    /// The CTRL-AP protects and resets the chip. Not on the first engineering sample.
     bool has_debug_reset;
     std::uint32_t ram_sections;
     const char* rtt_search_ranges;        ///< J-Link command string

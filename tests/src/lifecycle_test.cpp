@@ -153,6 +153,22 @@ TEST_F(LifecycleTest, APendingErrorIsReportedOnceAndCleared)
     EXPECT_THAT(log_messages(), IsEmpty());
 }
 
+TEST_F(LifecycleTest, APendingErrorTellsWhichCallOfAFileLeftIt)
+{
+    open_device();
+    const auto read = jlink.JLINKARM_ReadMemU32;
+    jlink.JLINKARM_ReadMemU32 = [&](auto... arguments) { return jlink.pending_error = 7, read(arguments...); };
+    const auto write = jlink.JLINKARM_WriteU32;
+    jlink.JLINKARM_WriteU32 = [&](auto... arguments) { return jlink.pending_error = 7, write(arguments...); };
+    forget();
+    std::uint32_t word = 0;
+    TESSIT_read_u32(0x20000000, &word);
+    TESSIT_write_u32(0x20000000, 0, 0);
+    const std::vector<std::string> messages = log_messages();
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_NE(messages[0], messages[1]);
+}
+
 TEST_F(LifecycleTest, EveryCallIsFollowedByItsErrorCheck)
 {
     open_device();

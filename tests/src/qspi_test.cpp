@@ -212,6 +212,20 @@ TEST_F(QspiTest, RetainedRamComesBackOnlyWhenItWasReadWhole)
     forget();
     EXPECT_EQ(TESSIT_qspi_uninit(), RESULT_OK);
     EXPECT_THAT(jlink.calls, testing::Not(testing::Contains(testing::StartsWith("WriteMem"))));
+
+    // Nor does one come back that an init has left which failed later.
+    jlink.JLINKARM_ReadMem = read;
+    const auto write = jlink.JLINKARM_WriteU32;
+    jlink.JLINKARM_WriteU32 = [&](std::uint32_t address, std::uint32_t value) {
+        return address >= 0x40029000 ? -1 : write(address, value);
+    };
+    EXPECT_EQ(TESSIT_qspi_init(1, &c), ERR_JLINK_CALL_FAILED);
+    EXPECT_TRUE(session.qspi_ram_backup_held);
+    jlink.JLINKARM_WriteU32 = write;
+    EXPECT_EQ(TESSIT_qspi_init(0, &c), RESULT_OK);
+    forget();
+    EXPECT_EQ(TESSIT_qspi_uninit(), RESULT_OK);
+    EXPECT_THAT(jlink.calls, testing::Not(testing::Contains(testing::StartsWith("WriteMem"))));
 }
 
 TEST_F(QspiTest, ReadsGoHeadThenTailThenMiddle)
