@@ -39,17 +39,25 @@ std::string describe_verification(const Options& options, const Plan& plan)
     return options.verify ? "verified" : "not verified";
 }
 
+// Nothing of a time that is too short to tell a rate, as the simulation's is.
+std::string describe_time(uint64_t bytes, Clock::duration elapsed)
+{
+    const double seconds = std::chrono::duration<double>{elapsed}.count();
+    constexpr double shortest = 0.1;
+    if (bytes == 0 || seconds < shortest) {
+        return "";
+    }
+    return fmt::format("; {} ({:.0f} KiB/s)", format_seconds(elapsed), static_cast<double>(bytes) / 1024 / seconds);
+}
+
 Report summarize(const Session& session, const Options& options, const Plan& plan, const ProgramResult& result,
                  Clock::duration elapsed)
 {
-    const double seconds = std::chrono::duration<double>{elapsed}.count();
-    const double rate = static_cast<double>(result.written_bytes) / 1024 / seconds;
     const std::string erased = plan.erases_all ? "the whole chip" : fmt::format("{} pages", plan.pages_to_erase());
-    std::string text =
-        fmt::format("Programmed {} on probe {}: {} of {} pages changed, {} erased, {} written, {}; {}",
-                    format_size(plan.image_bytes), session.serial(), plan.pages.size(), plan.touched_pages, erased,
-                    format_size(result.written_bytes), describe_verification(options, plan), format_seconds(elapsed));
-    text += result.written_bytes == 0 ? ".\n" : fmt::format(" ({:.0f} KiB/s).\n", rate);
+    std::string text = fmt::format("Programmed {} on probe {}: {} of {} pages changed, {} erased, {} written, {}{}.\n",
+                                   format_size(plan.image_bytes), session.serial(), plan.pages.size(),
+                                   plan.touched_pages, erased, format_size(result.written_bytes),
+                                   describe_verification(options, plan), describe_time(result.written_bytes, elapsed));
     text += options.reset
                 ? "The chip was reset and runs.\n"
                 : fmt::format("The CPU is halted; `{}` starts the firmware.\n", session.command_line("reset"));
@@ -63,7 +71,7 @@ Report summarize(const Session& session, const Options& options, const Plan& pla
         {"written_bytes", result.written_bytes},
         {"verified", options.verify},
         {"reset", options.reset},
-        {"seconds", seconds},
+        {"seconds", std::chrono::duration<double>{elapsed}.count()},
     };
     return {std::move(text), std::move(json)};
 }

@@ -141,12 +141,13 @@ TEST_F(RttTest, ATextOrTheTimeEndsIt)
     for (const Case& end : std::vector<Case>{
              {{"--reset", "--until", "is ready", "--timeout", "60"}, 0, ""},
              {{"--reset", "--until", "is ready", "--no-input"}, 0, ""},
-             {{"--reset", "--until", "never said", "--timeout", "1.5"}, 1, "'never said' did not come within 1.5 s"},
-             {{"--reset", "--timeout", "1"}, 0, ""},
+             {{"--reset", "--until", "never", "--timeout", "3.5"}, 1, "'never' did not come within 3.5 s"},
+             {{"--reset", "--timeout", "3.5"}, 0, ""},
              {{"--reset"}, 0, ""}, // the input has ended, and nothing more comes
          }) {
+        SCOPED_TRACE(testing::PrintToString(end.arguments));
         const Outcome outcome = talk(end.arguments);
-        EXPECT_EQ(outcome.exit_code, end.exit_code) << testing::PrintToString(end.arguments);
+        EXPECT_EQ(outcome.exit_code, end.exit_code);
         EXPECT_EQ(outcome.output, banner);
         EXPECT_THAT(outcome.errors, HasSubstr(end.error));
     }
