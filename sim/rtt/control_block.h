@@ -27,8 +27,10 @@ enum class RttDirection : std::uint32_t
 struct RttRing
 {
     static constexpr std::uint32_t bytes = 24;
-    static constexpr std::uint32_t write_position = 12; ///< of the field in the descriptor
+    static constexpr std::uint32_t buffer_position = 4; ///< of the field in the descriptor
+    static constexpr std::uint32_t write_position = 12;
     static constexpr std::uint32_t read_position = 16;
+    static constexpr std::uint32_t told_bytes = 16; ///< from the buffer's address to the read offset: where data is
 
     std::uint32_t name = 0; ///< address of a zero-terminated text; 0 without one
     std::uint32_t buffer = 0;

@@ -152,7 +152,8 @@ bool Rtt::is_unchanged(RttMemory& memory, RttDirection direction, std::size_t in
 {
     const RttRing& before = rings(direction)[index];
     std::array<std::uint8_t, RttRing::bytes> descriptor{};
-    if (!memory.read(block_.descriptor_of(direction, index), descriptor)) {
+    const auto told = std::span{descriptor}.subspan(RttRing::buffer_position, RttRing::told_bytes);
+    if (!memory.read(block_.descriptor_of(direction, index) + RttRing::buffer_position, told)) {
         return false;
     }
     const RttRing now = RttRing::decode(descriptor);
