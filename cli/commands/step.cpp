@@ -22,7 +22,7 @@ Report step(const Target& target, uint32_t count, const Console& console)
         const Registers after = read_registers(target);
         Location location = describe_location(target, after);
         const std::string changes = describe_changes(before, after);
-        text += fmt::format("{}\n    {}\n", location.text, changes);
+        text += fmt::format("{}\n    {}\n", location.text, changes.empty() ? "no register changed" : changes);
         location.json["changes"] = changes;
         steps.push_back(std::move(location.json));
         before = after;
