@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::uint32_t image_bytes = 512 * 1024;
 constexpr double words = image_bytes / 4.0;
-constexpr double word_write_seconds = 41e-6; // the flash controller's
+constexpr double word_write_seconds = seconds(jlinksim::timing::flash_word_write_ns);
 
 void write_image(const std::filesystem::path& path)
 {
@@ -36,7 +36,7 @@ void write_image(const std::filesystem::path& path)
 
 double limit_seconds(std::uint32_t speed_khz)
 {
-    const double one_way = words * Simulation::swd_clocks_per_word / (speed_khz * 1e3);
+    const double one_way = words * bench::swd_clocks_per_word / (speed_khz * 1e3);
     return words * word_write_seconds + 2 * one_way;
 }
 

@@ -23,8 +23,8 @@ constexpr double steps = bytes / step_bytes;
 constexpr double pages_per_step = step_bytes / 256;
 
 /// A page program of the flash, and the peripheral's clock at its highest, as the simulation models them.
-constexpr double page_program_seconds = 700e-6;
-constexpr double qspi_hertz = 32e6;
+constexpr double page_program_seconds = bench::seconds(jlinksim::timing::serial_flash_page_program_ns);
+constexpr double qspi_hertz = jlinksim::timing::qspi_clock_hertz;
 
 constexpr qspi_init_config_t four_lines = {
     .read_mode = READ_MODE_CODE_4,
@@ -59,9 +59,8 @@ void require(result_code_t code)
 /// A block of so many bytes through the probe.
 double access_seconds(std::uint32_t speed_khz, double block_bytes)
 {
-    const double transfers =
-        block_bytes / 4 + static_cast<int>(block_bytes / 1024) + Simulation::swd_words_around_block;
-    return Simulation::usb_round_trip_seconds + transfers * Simulation::swd_clocks_per_word / (speed_khz * 1e3);
+    const double transfers = block_bytes / 4 + static_cast<int>(block_bytes / 1024) + bench::swd_words_around_block;
+    return bench::usb_round_trip_seconds + transfers * bench::swd_clocks_per_word / (speed_khz * 1e3);
 }
 
 /// Five register writes, at least one look at the ready event, and the bytes: what a step cannot do without.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "jlinkarm_sim.h"
+#include "time/timing.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -25,17 +26,21 @@ inline void require(bool done, std::string_view what)
     }
 }
 
+/// Figures of the simulation's model, from which limits are calculated.
+constexpr double seconds(std::uint64_t nanoseconds)
+{
+    return static_cast<double>(nanoseconds) * 1e-9;
+}
+inline constexpr double usb_round_trip_seconds = seconds(jlinksim::timing::usb_round_trip_ns);
+inline constexpr double swd_clocks_per_word = jlinksim::timing::swd_clocks_per_transfer;
+inline constexpr double swd_words_around_block = jlinksim::timing::swd_transfers_around_block;
+
 /// Holds the library open, so that the modelled time is still there between the sessions. Who loads it by path gets the
 /// same copy.
 class Simulation
 {
 public:
     static constexpr std::uint32_t serial_number = 683000001;
-    /// The figures of the simulation's model from which limits are calculated.
-    static constexpr double usb_round_trip_seconds = 250e-6;
-    static constexpr double swd_clocks_per_word = 46;
-    static constexpr double swd_words_around_block = 3;
-
     Simulation() : library_(dlopen(JLINKSIM_LIBRARY, RTLD_NOW | RTLD_LOCAL))
     {
         require(library_ != nullptr, "load " JLINKSIM_LIBRARY);
@@ -67,10 +72,7 @@ public:
                                                                 static_cast<std::uint32_t>(bytes.size())) == 0,
                 "write the chip's memory");
     }
-    double seconds() const
-    {
-        return static_cast<double>(find<decltype(&JLINKSIM_time_ns)>("JLINKSIM_time_ns")()) * 1e-9;
-    }
+    double seconds() const { return bench::seconds(find<decltype(&JLINKSIM_time_ns)>("JLINKSIM_time_ns")()); }
 
 private:
     template <class Function>

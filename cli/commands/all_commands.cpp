@@ -17,6 +17,7 @@ constexpr std::array verbs{
 std::vector<Command> add_all_commands(CLI::App& app)
 {
     std::vector<Command> commands;
+    commands.reserve(std::size(verbs));
     for (const auto add : verbs) {
         commands.push_back(add(app));
     }

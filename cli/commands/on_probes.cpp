@@ -55,6 +55,7 @@ ExitCode run_on_several(const Invocation& invocation, Session& session, const st
                         const ProbeWork& work)
 {
     std::vector<Outcome> outcomes;
+    outcomes.reserve(serials.size());
     for (const uint32_t serial : serials) {
         outcomes.push_back(try_on(invocation, session, serial, work));
     }

@@ -31,6 +31,7 @@ constexpr milliseconds answer_pause{500};
 std::string list_channels(const std::vector<RttChannel>& channels)
 {
     std::vector<std::string> names;
+    names.reserve(channels.size());
     for (const RttChannel& channel : channels) {
         names.push_back(fmt::format("{} '{}'", channel.index, channel.name));
     }

@@ -25,7 +25,7 @@ void require_plausible(const FlashGeometry& geometry, uint64_t page_count)
 {
     constexpr uint32_t smallest_page = 512;
     constexpr uint32_t largest_page = 65536;
-    constexpr uint64_t largest_flash = 16 * 1024 * 1024;
+    constexpr uint64_t largest_flash = uint64_t{16} * 1024 * 1024;
     const uint64_t size = page_count * geometry.page_size;
     const bool page_is_plausible = std::has_single_bit(geometry.page_size) && geometry.page_size >= smallest_page &&
                                    geometry.page_size <= largest_page;

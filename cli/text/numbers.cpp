@@ -24,7 +24,7 @@ uint64_t unit_of(char last)
     case 'K':
         return 1024;
     case 'M':
-        return 1024 * 1024;
+        return uint64_t{1024} * 1024;
     default:
         return 1;
     }

@@ -21,7 +21,7 @@ protected:
 
     Arguments narrated_program() const { return {"--sim", "-v", "program", new_ + "@0"}; }
 
-    static constexpr size_t length = 40 * 4096;
+    static constexpr size_t length = size_t{40} * 4096;
     std::string old_;
     std::string new_;
 };

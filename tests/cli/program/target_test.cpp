@@ -50,8 +50,9 @@ TEST_F(TargetTest, EraseDoesWhatItIsToldAndNothingElse)
     EXPECT_THAT(tessit({"erase", "--range", "0x1000+4k"}), Exits(0));
     EXPECT_THAT(tessit({"erase", "--page", "0x3004"}), Exits(0));
     std::string expected = before;
-    expected.replace(2 * 0x1000, 2 * 0x1000, 2 * 0x1000, 'f');
-    expected.replace(2 * 0x3000, 2 * 0x1000, 2 * 0x1000, 'f');
+    constexpr size_t page_digits = 2 * size_t{0x1000};
+    expected.replace(page_digits, page_digits, page_digits, 'f');
+    expected.replace(3 * page_digits, page_digits, page_digits, 'f');
     EXPECT_EQ(memory("0+0x5000"), expected);
 
     ASSERT_THAT(tessit({"write", "0x10001080", "0", "--flash"}), Exits(0));
@@ -59,7 +60,7 @@ TEST_F(TargetTest, EraseDoesWhatItIsToldAndNothingElse)
     EXPECT_EQ(memory("0x10001080+4"), "ffffffff");
     EXPECT_EQ(memory("0+0x5000"), expected);
     EXPECT_THAT(tessit({"erase", "--mass"}), Exits(0));
-    EXPECT_EQ(memory("0+0x5000"), std::string(2 * 0x5000, 'f'));
+    EXPECT_EQ(memory("0+0x5000"), std::string(size_t{2} * 0x5000, 'f'));
 }
 
 #if defined(TESSIT_SIM_CPU_UNICORN) // the register-file CPU executes nothing

@@ -84,8 +84,8 @@ TEST(Ranges, ContainmentCountsTheEndAsOutside)
 
 TEST(Sizes, AreShownInTheLargestUnitThatComesOutEven)
 {
-    EXPECT_EQ(format_size(512 * 1024), "512 KiB");
-    EXPECT_EQ(format_size(1024 * 1024), "1 MiB");
+    EXPECT_EQ(format_size(uint64_t{512} * 1024), "512 KiB");
+    EXPECT_EQ(format_size(uint64_t{1024} * 1024), "1 MiB");
     EXPECT_EQ(format_size(1025), "1025 bytes");
     EXPECT_EQ(format_size(1), "1 byte");
 }
