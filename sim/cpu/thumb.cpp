@@ -66,7 +66,7 @@ bool IfThen::condition_holds(std::uint32_t xpsr) const
 IfThen IfThen::next() const
 {
     const bool last = (state_ & 0x7U) == 0;
-    return IfThen{static_cast<std::uint8_t>(last ? 0U : (state_ & 0xE0U) | ((state_ << 1U) & 0x1FU))};
+    return IfThen{static_cast<std::uint8_t>(last ? 0U : (state_ & 0xE0U) | ((unsigned{state_} << 1U) & 0x1FU))};
 }
 
 IfThen IfThen::only_next() const

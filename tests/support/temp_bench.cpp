@@ -55,6 +55,7 @@ std::vector<std::string> TempBench::take_records()
 {
     std::vector<std::string> records;
     const int count = JLINKSIM_count_records();
+    records.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         records.emplace_back(JLINKSIM_record_line(static_cast<std::uint32_t>(i)));
     }
@@ -66,6 +67,7 @@ std::vector<std::string> TempBench::trace() const
 {
     std::vector<std::string> lines;
     const int count = JLINKSIM_count_trace();
+    lines.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         lines.emplace_back(JLINKSIM_trace_line(static_cast<std::uint32_t>(i)));
     }
