@@ -1,7 +1,7 @@
 // What the library costs on top of the J-Link calls that it makes: each operation over a J-Link library that does
 // nothing, without a callback and with one, beside the same J-Link calls made bare.
-#include "jlink/functions.h"
 #include "jlinkarm_birch_tessit.h"
+#include "src/jlink/functions.h"
 
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>

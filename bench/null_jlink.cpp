@@ -1,6 +1,6 @@
 // A J-Link library that does nothing, so that what a benchmark measures over it is the cost of the library on top. Its
 // functions come from the library's own list; the few whose answers matter are in null_jlink_answers.cpp.
-#include "jlink/functions.h"
+#include "src/jlink/functions.h"
 
 #include <type_traits>
 

@@ -1,5 +1,5 @@
 // The answers that let a session over the J-Link library that does nothing get as far as target memory.
-#include "jlink/functions.h"
+#include "src/jlink/functions.h"
 
 using namespace tessit;
 

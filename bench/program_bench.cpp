@@ -1,8 +1,8 @@
 // `tessit program` of a full 512 KiB image into a blank chip, in the simulation's modelled time, beside its limit:
 // every word written once by the flash controller, and the image over SWD once each way. The figures are the same on
 // every machine and in every run.
-#include "app/application.h"
-#include "simulation.h"
+#include "bench/simulation.h"
+#include "cli/app/application.h"
 
 #include <fmt/format.h>
 

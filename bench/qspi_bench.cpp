@@ -1,8 +1,8 @@
 // Reading and writing external flash in the simulation's modelled time, beside what sets its limit: the accesses that
 // the probe makes for each step of 4 KiB, and for a write the flash's own programming besides. The figures are the same
 // on every machine and in every run.
+#include "bench/simulation.h"
 #include "jlinkarm_birch_tessit.h"
-#include "simulation.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 // Throughput of RTT in the simulation's modelled time, from firmware that runs, through the library, beside its limit.
 // The figures are the same on every machine and in every run.
+#include "bench/simulation.h"
 #include "jlinkarm_birch_tessit.h"
-#include "simulation.h"
 
 #include <algorithm>
 #include <array>

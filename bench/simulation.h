@@ -1,8 +1,8 @@
-// The simulated J-Link library for benchmarks: one probe with one chip at a time, and the modelled time.
+/// The simulated J-Link library for benchmarks: one probe with one chip at a time, and the modelled time.
 #pragma once
 
 #include "jlinkarm_sim.h"
-#include "time/timing.h"
+#include "sim/time/timing.h"
 
 #include <cstdint>
 #include <cstdio>

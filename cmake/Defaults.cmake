@@ -8,6 +8,8 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_library(tessit_defaults INTERFACE)
+# Includes name the part that they come from: "sim/chip/bus.h".
+target_include_directories(tessit_defaults INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(tessit_defaults INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Werror)
 
 if(TESSIT_SANITIZERS)

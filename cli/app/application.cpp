@@ -1,10 +1,10 @@
-#include "app/application.h"
+#include "cli/app/application.h"
 
-#include "app/settings.h"
-#include "commands/command.h"
-#include "platform/platform.h"
-#include "sim/bench.h"
-#include "terminal/stream.h"
+#include "cli/app/settings.h"
+#include "cli/commands/command.h"
+#include "cli/platform/platform.h"
+#include "cli/sim/bench.h"
+#include "cli/terminal/stream.h"
 
 #include <CLI/Formatter.hpp>
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The command as a whole: command line in, exit code out.
+/// The command as a whole: command line in, exit code out.
 #pragma once
 
 namespace tessit::cli {

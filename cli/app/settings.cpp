@@ -1,8 +1,8 @@
-#include "app/settings.h"
+#include "cli/app/settings.h"
 
-#include "failure.h"
-#include "platform/platform.h"
-#include "text/numbers.h"
+#include "cli/failure.h"
+#include "cli/platform/platform.h"
+#include "cli/text/numbers.h"
 
 #include <CLI/Config.hpp>
 #include <CLI/Validators.hpp>
@@ -126,7 +126,7 @@ std::string shell_quoted(const std::string& text)
     return text.find_first_of(" \t'\"\\$&;()*?") == std::string::npos ? text : fmt::format("'{}'", text);
 }
 
-void add_size(CLI::App& app, const std::string& name, std::optional<uint32_t>& value, const std::string& what)
+void add_size(CLI::App& app, const std::string& name, std::optional<std::uint32_t>& value, const std::string& what)
 {
     app.add_option_function<std::string>(
            name, [&value, what](const std::string& text) { value = parse_u32(text, what); },
@@ -138,8 +138,8 @@ void add_size(CLI::App& app, const std::string& name, std::optional<uint32_t>& v
 
 void add_global_options(CLI::App& app, Settings& settings)
 {
-    constexpr uint32_t slowest_khz = 125;
-    constexpr uint32_t fastest_khz = 50000;
+    constexpr std::uint32_t slowest_khz = 125;
+    constexpr std::uint32_t fastest_khz = 50000;
 
     auto* const probe = app.add_option("-p,--probe", settings.probes,
                                        "Probe to use: its serial number or a unique ending of it; may be repeated for "

@@ -1,4 +1,4 @@
-// What the user set for every command: by flag, environment, config file or default, in this order of precedence.
+/// What the user set for every command: by flag, environment, config file or default, in this order of precedence.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -11,26 +11,26 @@ namespace tessit::cli {
 
 struct Settings
 {
-    std::vector<std::string> probes; // serial numbers or their endings
+    std::vector<std::string> probes; ///< serial numbers or their endings
     bool all_probes = false;
-    uint32_t speed_khz = 4000;
-    std::string jlink; // path of the J-Link library; empty: the usual install places
+    std::uint32_t speed_khz = 4000;
+    std::string jlink; ///< path of the J-Link library; empty: the usual install places
     bool simulated = false;
-    std::optional<uint32_t> flash_size; // bytes, instead of what the chip says
-    std::optional<uint32_t> page_size;
+    std::optional<std::uint32_t> flash_size; ///< bytes, instead of what the chip says
+    std::optional<std::uint32_t> page_size;
     bool json = false;
     bool verbose = false;
-    std::string log_file; // empty: none
+    std::string log_file; ///< empty: none
     bool yes = false;
 
-    // The flags of the command line that select the J-Link library, as they are to be typed again.
+    /// The flags of the command line that select the J-Link library, as they are to be typed again.
     std::string library_flags;
 };
 
-// Adds the global options to the command; they are accepted before and after the verb.
+/// Adds the global options to the command; they are accepted before and after the verb.
 void add_global_options(CLI::App& app, Settings& settings);
 
-// After parsing: fills what the command line left open from the environment and the config file.
+/// After parsing: fills what the command line left open from the environment and the config file.
 void complete_settings(CLI::App& app, Settings& settings);
 
 } // namespace tessit::cli

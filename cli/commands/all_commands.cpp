@@ -1,4 +1,4 @@
-#include "commands/command.h"
+#include "cli/commands/command.h"
 
 #include <array>
 

@@ -1,8 +1,8 @@
-// A command of the command line: a verb with its options, and what it does.
+/// A command of the command line: a verb with its options, and what it does.
 #pragma once
 
-#include "app/settings.h"
-#include "terminal/console.h"
+#include "cli/app/settings.h"
+#include "cli/terminal/console.h"
 
 #include <CLI/App.hpp>
 #include <functional>
@@ -17,11 +17,11 @@ struct Invocation
 
 struct Command
 {
-    CLI::App* app; // is parsed when this command was given
+    CLI::App* app; ///< is parsed when this command was given
     std::function<ExitCode(const Invocation&)> run;
 };
 
-// A text option that is parsed by `parse` while the command line is read, so that a bad value is a usage error.
+/// A text option that is parsed by `parse` while the command line is read, so that a bad value is a usage error.
 template <typename Parse>
 CLI::Option* add_parsed(CLI::App& app, const std::string& name, Parse parse, const std::string& help,
                         const std::string& type_name)
@@ -29,7 +29,7 @@ CLI::Option* add_parsed(CLI::App& app, const std::string& name, Parse parse, con
     return app.add_option_function<std::string>(name, parse, help)->option_text(type_name);
 }
 
-// Each verb is declared here, defined in the file of its name, and listed in all_commands.cpp.
+/// Each verb is declared here, defined in the file of its name, and listed in all_commands.cpp.
 Command add_ap(CLI::App& app);
 Command add_dp(CLI::App& app);
 Command add_erase(CLI::App& app);

@@ -1,4 +1,4 @@
-#include "commands/cpu_view.h"
+#include "cli/commands/cpu_view.h"
 
 #include <algorithm>
 #include <cctype>
@@ -16,19 +16,19 @@ struct Alias
 constexpr std::array aliases{Alias{"r13", R13}, Alias{"r14", R14}, Alias{"r15", R15}};
 
 // The upper five bits of the first halfword tell whether a second one follows.
-bool is_long_instruction(uint16_t halfword)
+bool is_long_instruction(std::uint16_t halfword)
 {
     constexpr unsigned first_long = 0b11101;
     return halfword >> 11 >= first_long;
 }
 
-std::optional<uint16_t> read_halfword(uint32_t address)
+std::optional<std::uint16_t> read_halfword(std::uint32_t address)
 {
-    std::array<uint8_t, 2> bytes{};
+    std::array<std::uint8_t, 2> bytes{};
     if (TESSIT_read(address, bytes.data(), 2) != RESULT_OK) {
         return std::nullopt;
     }
-    return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
+    return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8);
 }
 
 } // namespace
@@ -44,33 +44,33 @@ std::optional<cpu_register_t> find_register(std::string_view name)
     return alias == aliases.end() ? std::nullopt : std::optional{alias->which};
 }
 
-uint32_t read_register(const Target& target, cpu_register_t which)
+std::uint32_t read_register(const Target& target, cpu_register_t which)
 {
-    uint32_t value = 0;
+    std::uint32_t value = 0;
     target.session().check(TESSIT_read_cpu_register(which, &value),
-                           fmt::format("read register {}", register_names.at(static_cast<size_t>(which))));
+                           fmt::format("read register {}", register_names.at(static_cast<std::size_t>(which))));
     return value;
 }
 
 Registers read_registers(const Target& target)
 {
     Registers registers{};
-    for (size_t i = 0; i < registers.size(); ++i) {
+    for (std::size_t i = 0; i < registers.size(); ++i) {
         registers[i] = read_register(target, static_cast<cpu_register_t>(i));
     }
     return registers;
 }
 
-std::string read_instruction(const Target&, uint32_t pc)
+std::string read_instruction(const Target&, std::uint32_t pc)
 {
-    const std::optional<uint16_t> first = read_halfword(pc);
+    const std::optional<std::uint16_t> first = read_halfword(pc);
     if (!first) {
         return "????";
     }
     if (!is_long_instruction(*first)) {
         return fmt::format("{:04x}", *first);
     }
-    const std::optional<uint16_t> second = read_halfword(pc + 2);
+    const std::optional<std::uint16_t> second = read_halfword(pc + 2);
     return second ? fmt::format("{:04x} {:04x}", *first, *second) : fmt::format("{:04x} ????", *first);
 }
 
@@ -89,7 +89,7 @@ Location describe_location(const Target& target, const Registers& registers)
 std::string describe_changes(const Registers& before, const Registers& after)
 {
     std::vector<std::string> changes;
-    for (size_t i = 0; i < before.size(); ++i) {
+    for (std::size_t i = 0; i < before.size(); ++i) {
         if (before[i] != after[i]) {
             changes.push_back(fmt::format("{} {:#010x} -> {:#010x}", register_names[i], before[i], after[i]));
         }

@@ -1,5 +1,5 @@
 // The raw accesses: `ap` and `dp`.
-#include "commands/on_probes.h"
+#include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -11,24 +11,24 @@ struct Options
 {
     CLI::App* read = nullptr;
     CLI::App* write = nullptr;
-    uint8_t ap_index = 0;
-    uint8_t address = 0;
-    uint32_t value = 0;
+    std::uint8_t ap_index = 0;
+    std::uint8_t address = 0;
+    std::uint32_t value = 0;
 };
 
-uint8_t parse_byte(const std::string& text, const char* what)
+std::uint8_t parse_byte(const std::string& text, const char* what)
 {
-    const uint32_t value = parse_u32(text, what);
+    const std::uint32_t value = parse_u32(text, what);
     if (value > 0xFF) {
         throw Failure{ExitCode::usage, fmt::format("the {} '{}' is larger than 0xff", what, text),
                       "An access port has an index and register addresses of 8 bits each."};
     }
-    return static_cast<uint8_t>(value);
+    return static_cast<std::uint8_t>(value);
 }
 
-uint8_t parse_register(const std::string& text)
+std::uint8_t parse_register(const std::string& text)
 {
-    const uint8_t address = parse_byte(text, "register address");
+    const std::uint8_t address = parse_byte(text, "register address");
     if (address % 4 != 0) {
         throw Failure{ExitCode::usage, fmt::format("the register address '{}' is not a multiple of 4", text),
                       "Bits 3:2 choose the register, bits 7:4 its bank."};
@@ -46,7 +46,7 @@ Report access(const Target& target, const Options& options, bool is_ap)
 {
     const Session& session = target.session();
     const std::string name = describe(options, is_ap);
-    uint32_t value = options.value;
+    std::uint32_t value = options.value;
     if (options.write->parsed()) {
         session.check(is_ap ? TESSIT_write_access_port_register(options.ap_index, options.address, value)
                             : TESSIT_write_debug_port_register(options.address, value),

@@ -1,6 +1,6 @@
-#include "commands/on_probes.h"
-#include "session/memory_map.h"
-#include "terminal/progress.h"
+#include "cli/commands/on_probes.h"
+#include "cli/session/memory_map.h"
+#include "cli/terminal/progress.h"
 
 #include <chrono>
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ struct Options
     bool mass = false;
     bool uicr = false;
     std::optional<Range> range;
-    std::vector<uint32_t> pages; // any address within
+    std::vector<std::uint32_t> pages; // any address within
 
     int count() const
     {
@@ -33,9 +33,9 @@ void require_whole_pages(const Range& range, const FlashGeometry& geometry)
                                   format_range(geometry.flash())),
                       "`tessit erase --uicr` erases the UICR; nothing else can be erased."};
     }
-    const uint64_t page = geometry.page_size;
+    const std::uint64_t page = geometry.page_size;
     if (range.first % page != 0 || range.end() % page != 0) {
-        const uint32_t first = geometry.page_of(range.first);
+        const std::uint32_t first = geometry.page_of(range.first);
         const Range aligned{first, (range.end() + page - 1) / page * page - first};
         throw Failure{ExitCode::usage,
                       fmt::format("the range {} does not consist of whole pages of {}; nothing was erased",
@@ -44,17 +44,17 @@ void require_whole_pages(const Range& range, const FlashGeometry& geometry)
     }
 }
 
-std::vector<uint32_t> pages_to_erase(const Options& options, const FlashGeometry& geometry)
+std::vector<std::uint32_t> pages_to_erase(const Options& options, const FlashGeometry& geometry)
 {
-    std::vector<uint32_t> pages;
+    std::vector<std::uint32_t> pages;
     if (options.range) {
         require_whole_pages(*options.range, geometry);
-        for (uint64_t page = options.range->first; page < options.range->end(); page += geometry.page_size) {
-            pages.push_back(static_cast<uint32_t>(page));
+        for (std::uint64_t page = options.range->first; page < options.range->end(); page += geometry.page_size) {
+            pages.push_back(static_cast<std::uint32_t>(page));
         }
     }
-    for (const uint32_t address : options.pages) {
-        const uint32_t page = geometry.page_of(address);
+    for (const std::uint32_t address : options.pages) {
+        const std::uint32_t page = geometry.page_of(address);
         require_whole_pages({page, geometry.page_size}, geometry);
         pages.push_back(page);
     }
@@ -64,10 +64,10 @@ std::vector<uint32_t> pages_to_erase(const Options& options, const FlashGeometry
 std::string erase_pages(const Target& target, const Options& options, const Console& console)
 {
     const FlashGeometry geometry = target.flash_geometry();
-    const std::vector<uint32_t> pages = pages_to_erase(options, geometry);
+    const std::vector<std::uint32_t> pages = pages_to_erase(options, geometry);
     Progress progress{console, "erase", pages.size(), "pages"};
-    size_t erased = 0;
-    for (const uint32_t page : pages) {
+    std::size_t erased = 0;
+    for (const std::uint32_t page : pages) {
         stop_if_interrupted(fmt::format("{} of {} pages are erased", erased, pages.size()));
         target.session().check(TESSIT_erase_page(page), fmt::format("erase the page at {:#010x}", page));
         progress.advance(1);
@@ -94,7 +94,7 @@ Report erase(const Target& target, const Options& options, const Console& consol
     const auto start = Clock::now();
     const bool by_page = options.range || !options.pages.empty();
     const std::string what = by_page ? erase_pages(target, options, console) : erase_whole(target, options);
-    const uint32_t serial = target.session().serial();
+    const std::uint32_t serial = target.session().serial();
     return {fmt::format("Erased {} on probe {} in {}; the CPU is halted.\n", what, serial,
                         format_seconds(Clock::now() - start)),
             {{"probe", serial}, {"erased", what}}};

@@ -1,5 +1,5 @@
-#include "commands/cpu_view.h"
-#include "commands/on_probes.h"
+#include "cli/commands/cpu_view.h"
+#include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
-#include "commands/on_probes.h"
-#include "commands/ram_power.h"
-#include "session/memory_map.h"
-#include "session/result.h"
-#include "text/table.h"
+#include "cli/commands/on_probes.h"
+#include "cli/commands/ram_power.h"
+#include "cli/session/memory_map.h"
+#include "cli/session/result.h"
+#include "cli/text/table.h"
 
 #include <array>
 #include <fmt/format.h>
@@ -12,7 +12,7 @@ namespace {
 
 struct ResetReason
 {
-    uint32_t bit;
+    std::uint32_t bit;
     const char* name;
 };
 
@@ -23,7 +23,7 @@ constexpr std::array reset_reasons{
     ResetReason{3, "CPU lock-up"},
 };
 
-std::vector<std::string> decode_reset_reasons(uint32_t word)
+std::vector<std::string> decode_reset_reasons(std::uint32_t word)
 {
     std::vector<std::string> names;
     for (const ResetReason& reason : reset_reasons) {
@@ -58,10 +58,10 @@ private:
 void add_probe(InfoBuilder& info, const Session& session)
 {
     std::array<char, 256> firmware{};
-    session.check(TESSIT_read_connected_emu_fwstr(firmware.data(), static_cast<uint32_t>(firmware.size())),
+    session.check(TESSIT_read_connected_emu_fwstr(firmware.data(), static_cast<std::uint32_t>(firmware.size())),
                   "read the probe's firmware text");
-    uint32_t major = 0;
-    uint32_t minor = 0;
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
     char revision = ' ';
     session.check(TESSIT_dll_version(&major, &minor, &revision), "read the J-Link library's version");
     const std::string version = fmt::format("{}.{:02}{}", major, minor, revision == ' ' ? "" : std::string{revision});
@@ -72,7 +72,7 @@ void add_probe(InfoBuilder& info, const Session& session)
              session.settings().speed_khz);
     info.add("J-Link library", "jlink_version", fmt::format("{} ({})", version, session.jlink_path()), version);
     info.add("tessit", "version", TESSIT_VERSION, TESSIT_VERSION);
-    constexpr uint32_t least_millivolts = 1500; // less is refused at the connection; more is not told
+    constexpr std::uint32_t least_millivolts = 1500; // less is refused at the connection; more is not told
     info.add("Target supply", "supply_at_least_millivolts", "at least 1.5 V", least_millivolts);
 }
 
@@ -84,7 +84,7 @@ void add_chip(InfoBuilder& info, const Target& target)
     session.check(TESSIT_read_device_version(&version), "read the chip version");
     const FlashGeometry flash = target.flash_geometry();
     const RamSections ram = read_ram_sections(session);
-    const uint32_t reasons_word = target.read_word(memory_map::reset_reasons);
+    const std::uint32_t reasons_word = target.read_word(memory_map::reset_reasons);
     const std::vector<std::string> reasons = decode_reset_reasons(reasons_word);
 
     info.add("Chip", "chip", chip_version_name(version), chip_version_name(version));

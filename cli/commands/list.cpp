@@ -1,5 +1,5 @@
-#include "commands/command.h"
-#include "session/session.h"
+#include "cli/commands/command.h"
+#include "cli/session/session.h"
 
 #include <fmt/format.h>
 
@@ -9,9 +9,9 @@ namespace {
 ExitCode run(const Invocation& invocation)
 {
     const Session session{invocation.settings};
-    const std::vector<uint32_t> serials = session.attached_probes();
+    const std::vector<std::uint32_t> serials = session.attached_probes();
     std::string text;
-    for (const uint32_t serial : serials) {
+    for (const std::uint32_t serial : serials) {
         text += fmt::format("{}\n", serial);
     }
     invocation.console.show(text, {{"probes", serials}});

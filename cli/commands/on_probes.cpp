@@ -1,7 +1,7 @@
-#include "commands/on_probes.h"
+#include "cli/commands/on_probes.h"
 
-#include "session/probe_choice.h"
-#include "text/table.h"
+#include "cli/session/probe_choice.h"
+#include "cli/text/table.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -9,7 +9,7 @@
 namespace tessit::cli {
 namespace {
 
-Report run_on(Session& session, uint32_t serial, const ProbeWork& work)
+Report run_on(Session& session, std::uint32_t serial, const ProbeWork& work)
 {
     session.connect(serial);
     Target target{session};
@@ -18,7 +18,7 @@ Report run_on(Session& session, uint32_t serial, const ProbeWork& work)
     return report;
 }
 
-ExitCode run_on_one(const Invocation& invocation, Session& session, uint32_t serial, const ProbeWork& work)
+ExitCode run_on_one(const Invocation& invocation, Session& session, std::uint32_t serial, const ProbeWork& work)
 {
     const Report report = run_on(session, serial, work);
     invocation.console.show(report.text, report.json);
@@ -27,12 +27,12 @@ ExitCode run_on_one(const Invocation& invocation, Session& session, uint32_t ser
 
 struct Outcome
 {
-    uint32_t serial;
+    std::uint32_t serial;
     ExitCode code;
     Json json;
 };
 
-Outcome try_on(const Invocation& invocation, Session& session, uint32_t serial, const ProbeWork& work)
+Outcome try_on(const Invocation& invocation, Session& session, std::uint32_t serial, const ProbeWork& work)
 {
     invocation.console.note(fmt::format("Probe {}", serial));
     try {
@@ -51,12 +51,12 @@ Outcome try_on(const Invocation& invocation, Session& session, uint32_t serial, 
     }
 }
 
-ExitCode run_on_several(const Invocation& invocation, Session& session, const std::vector<uint32_t>& serials,
+ExitCode run_on_several(const Invocation& invocation, Session& session, const std::vector<std::uint32_t>& serials,
                         const ProbeWork& work)
 {
     std::vector<Outcome> outcomes;
     outcomes.reserve(serials.size());
-    for (const uint32_t serial : serials) {
+    for (const std::uint32_t serial : serials) {
         outcomes.push_back(try_on(invocation, session, serial, work));
     }
     Json json{{"probes", Json::array()}};
@@ -81,14 +81,14 @@ ExitCode run_on_probe(const Invocation& invocation, const ProbeWork& work)
         throw Failure{ExitCode::usage, "this command works on one probe at a time", "Name one with --probe SERIAL."};
     }
     Session session{invocation.settings};
-    const std::vector<uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
+    const std::vector<std::uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
     return run_on_one(invocation, session, serials.front(), work);
 }
 
 ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work)
 {
     Session session{invocation.settings};
-    const std::vector<uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
+    const std::vector<std::uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
     if (serials.size() == 1) {
         return run_on_one(invocation, session, serials.front(), work);
     }

@@ -1,7 +1,7 @@
-#include "commands/on_probes.h"
-#include "firmware/firmware.h"
-#include "flash/programmer.h"
-#include "terminal/progress.h"
+#include "cli/commands/on_probes.h"
+#include "cli/firmware/firmware.h"
+#include "cli/flash/programmer.h"
+#include "cli/terminal/progress.h"
 
 #include <CLI/Validators.hpp>
 #include <chrono>
@@ -40,7 +40,7 @@ std::string describe_verification(const Options& options, const Plan& plan)
 }
 
 // Nothing of a time that is too short to tell a rate, as the simulation's is.
-std::string describe_time(uint64_t bytes, Clock::duration elapsed)
+std::string describe_time(std::uint64_t bytes, Clock::duration elapsed)
 {
     const double seconds = std::chrono::duration<double>{elapsed}.count();
     constexpr double shortest = 0.1;

@@ -1,13 +1,13 @@
 // The external flash behind the QSPI peripheral.
-#include "commands/on_probes.h"
-#include "firmware/file.h"
-#include "firmware/firmware.h"
-#include "qspi/connection.h"
-#include "qspi/external_flash.h"
-#include "qspi/plan.h"
-#include "qspi/programmer.h"
-#include "terminal/progress.h"
-#include "text/table.h"
+#include "cli/commands/on_probes.h"
+#include "cli/firmware/file.h"
+#include "cli/firmware/firmware.h"
+#include "cli/qspi/connection.h"
+#include "cli/qspi/external_flash.h"
+#include "cli/qspi/plan.h"
+#include "cli/qspi/programmer.h"
+#include "cli/terminal/progress.h"
+#include "cli/text/table.h"
 
 #include <CLI/Validators.hpp>
 #include <chrono>
@@ -33,12 +33,12 @@ struct Options
     bool all = false;
     // of write and verify
     std::vector<std::string> files;
-    uint32_t base = 0;
+    std::uint32_t base = 0;
     qspi::EraseMode erase = qspi::EraseMode::blocks;
     // of custom
     std::string opcode;
     std::vector<std::string> bytes;
-    uint32_t received = 0;
+    std::uint32_t received = 0;
     // of example
     std::string file;
 };
@@ -46,14 +46,14 @@ struct Options
 const std::map<std::string, qspi::EraseMode> erase_modes{
     {"blocks", qspi::EraseMode::blocks}, {"all", qspi::EraseMode::all}, {"none", qspi::EraseMode::none}};
 
-uint8_t parse_byte(const std::string& text, const char* what)
+std::uint8_t parse_byte(const std::string& text, const char* what)
 {
-    const uint32_t value = parse_u32(text, what);
+    const std::uint32_t value = parse_u32(text, what);
     if (value > 0xFF) {
         throw Failure{ExitCode::usage, fmt::format("the {} '{}' is larger than 0xff", what, text),
                       "Instructions consist of bytes: an opcode and what follows it."};
     }
-    return static_cast<uint8_t>(value);
+    return static_cast<std::uint8_t>(value);
 }
 
 // What a verb does with the flash. What it returns is shown.
@@ -110,7 +110,7 @@ void require_reachable(const Range& range, const ExternalFlash& flash, const cha
         "the flash tells wrongly."};
 }
 
-Image shifted(const Image& image, uint32_t base)
+Image shifted(const Image& image, std::uint32_t base)
 {
     Image moved;
     for (const Segment& segment : image.segments()) {
@@ -143,9 +143,9 @@ Report describe(const ExternalFlash& flash)
     const QspiConnection& connection = flash.connection();
     const auto& identification = flash.identification();
     const std::string bytes = fmt::format("{:02x}", fmt::join(identification.bytes, " "));
-    const uint32_t told = identification.size();
-    const uint32_t size = told == 0 && !connection.flash_size ? 0 : flash.size();
-    const uint8_t status = flash.read_status();
+    const std::uint32_t told = identification.size();
+    const std::uint32_t size = told == 0 && !connection.flash_size ? 0 : flash.size();
+    const std::uint8_t status = flash.read_status();
     const auto& config = connection.config;
     std::string text = format_table({
         {"Identification", fmt::format("{} (manufacturer, type, capacity)", bytes)},
@@ -154,8 +154,9 @@ Report describe(const ExternalFlash& flash)
         {"Status register", fmt::format("{:#04x}", status)},
         {"Page", format_size(connection.page_bytes())},
         {"Addresses", fmt::format("{} bits", connection.address_bits())},
-        {"Modes", fmt::format("read {}, write {}, SPI {}", static_cast<uint32_t>(config.read_mode),
-                              static_cast<uint32_t>(config.write_mode), static_cast<uint32_t>(config.spi_mode))},
+        {"Modes",
+         fmt::format("read {}, write {}, SPI {}", static_cast<std::uint32_t>(config.read_mode),
+                     static_cast<std::uint32_t>(config.write_mode), static_cast<std::uint32_t>(config.spi_mode))},
         {"Clock divider", std::to_string(connection.divider())},
     });
     return {std::move(text),
@@ -181,10 +182,10 @@ ExitCode read(const Invocation& invocation, const Options& options)
     return run_on_flash(invocation, options, true, [&](const ExternalFlash& flash) -> Report {
         const Range range = given.value_or(Range{0, flash.size()});
         require_reachable(range, flash, "the range", "");
-        std::vector<uint8_t> bytes(range.length);
+        std::vector<std::uint8_t> bytes(range.length);
         const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
         Progress progress{invocation.console, "read", shows_progress ? bytes.size() : 0, "bytes"};
-        flash.read(range.first, bytes, [&progress](size_t count) { progress.advance(count); });
+        flash.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
         progress.finish();
         Json json{{"address", range.first}, {"length", range.length}};
         if (options.output.empty()) {
@@ -204,9 +205,9 @@ qspi::Plan make_plan(const ExternalFlash& flash, const Image& image, qspi::Erase
     const bool reads = mode != qspi::EraseMode::all;
     Progress progress{console, "read", reads ? qspi::touched_sectors(image).size() * qspi::sector_bytes : 0, "bytes"};
     qspi::Plan plan = qspi::plan_write(
-        image, flash.size(), flash.connection().page_bytes(), mode, [&flash, &progress](uint32_t address) {
-            std::vector<uint8_t> bytes(qspi::sector_bytes);
-            flash.read(address, bytes, [&progress](size_t count) { progress.advance(count); });
+        image, flash.size(), flash.connection().page_bytes(), mode, [&flash, &progress](std::uint32_t address) {
+            std::vector<std::uint8_t> bytes(qspi::sector_bytes);
+            flash.read(address, bytes, [&progress](std::size_t count) { progress.advance(count); });
             return bytes;
         });
     progress.finish();
@@ -221,7 +222,7 @@ std::string describe_erases(const qspi::Plan& plan)
     if (plan.erases.front().length == ERASEALL) {
         return "the whole flash erased";
     }
-    uint64_t bytes = 0;
+    std::uint64_t bytes = 0;
     for (const qspi::Erase& erase : plan.erases) {
         bytes += erase.bytes;
     }
@@ -229,9 +230,9 @@ std::string describe_erases(const qspi::Plan& plan)
                        plan.erases.size() == 1 ? "" : "s");
 }
 
-Report summarize(const qspi::Plan& plan, uint64_t verified_bytes, Clock::duration elapsed)
+Report summarize(const qspi::Plan& plan, std::uint64_t verified_bytes, Clock::duration elapsed)
 {
-    const uint64_t written = plan.bytes_to_write();
+    const std::uint64_t written = plan.bytes_to_write();
     const double seconds = std::chrono::duration<double>{elapsed}.count();
     const char* const verification = plan.sectors.empty()  ? "equal already"
                                      : verified_bytes != 0 ? "verified"
@@ -261,7 +262,7 @@ ExitCode write(const Invocation& invocation, const Options& options)
         const auto start = Clock::now();
         require_image_fits(image, flash, "; nothing was erased");
         const qspi::Plan plan = make_plan(flash, image, options.erase, invocation.console);
-        const uint64_t verified = qspi::execute(flash, plan, options.verify, invocation.console);
+        const std::uint64_t verified = qspi::execute(flash, plan, options.verify, invocation.console);
         return summarize(plan, verified, Clock::now() - start);
     });
 }
@@ -281,17 +282,17 @@ ExitCode verify(const Invocation& invocation, const Options& options)
 
 void require_whole_sectors(const Range& range)
 {
-    constexpr uint64_t sector = qspi::sector_bytes;
+    constexpr std::uint64_t sector = qspi::sector_bytes;
     if (range.first % sector == 0 && range.length % sector == 0) {
         return;
     }
-    const uint64_t first = range.first / sector * sector;
-    const uint64_t end = (range.end() + sector - 1) / sector * sector;
+    const std::uint64_t first = range.first / sector * sector;
+    const std::uint64_t end = (range.end() + sector - 1) / sector * sector;
     throw Failure{ExitCode::usage,
                   fmt::format("the range {} does not consist of whole sectors of {}; nothing was erased",
                               format_range(range), format_size(sector)),
                   fmt::format("The sectors that it touches are --range {}.",
-                              format_range({static_cast<uint32_t>(first), end - first}))};
+                              format_range({static_cast<std::uint32_t>(first), end - first}))};
 }
 
 ExitCode erase(const Invocation& invocation, const Options& options)
@@ -316,7 +317,7 @@ ExitCode erase(const Invocation& invocation, const Options& options)
                     qspi::SectorState::erased);
         qspi::erase(flash, qspi::plan_erases(states), invocation.console);
         if (options.verify) {
-            const uint64_t seen = std::min<uint64_t>(range.end(), flash.reachable().end());
+            const std::uint64_t seen = std::min<std::uint64_t>(range.end(), flash.reachable().end());
             qspi::require_blank(flash, {range.first, seen - range.first}, invocation.console);
         }
         return {fmt::format("Erased {} of the external flash in {}.\n", format_size(range.length),
@@ -327,13 +328,13 @@ ExitCode erase(const Invocation& invocation, const Options& options)
 
 ExitCode custom(const Invocation& invocation, const Options& options)
 {
-    const uint8_t opcode = parse_byte(options.opcode, "opcode");
-    std::vector<uint8_t> bytes;
+    const std::uint8_t opcode = parse_byte(options.opcode, "opcode");
+    std::vector<std::uint8_t> bytes;
     for (const std::string& text : options.bytes) {
         bytes.push_back(parse_byte(text, "byte"));
     }
     return run_on_flash(invocation, options, false, [&](const ExternalFlash& flash) -> Report {
-        const std::vector<uint8_t> answer = flash.instruct(opcode, bytes, options.received);
+        const std::vector<std::uint8_t> answer = flash.instruct(opcode, bytes, options.received);
         const auto received = std::span{answer}.last(options.received);
         const std::string text = fmt::format("{:02x}", fmt::join(received, " "));
         return {text.empty() ? fmt::format("Sent the instruction {:#04x}.\n", opcode) : text + "\n",
@@ -349,7 +350,7 @@ ExitCode example(const Invocation& invocation, const Options& options)
                       "Choose another name, or remove the file first."};
     }
     const std::string text = example_qspi_connection();
-    write_file(options.file, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+    write_file(options.file, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     invocation.console.show(fmt::format("Wrote {}. Fill in the pins of your board, then: tessit qspi --qspi-config {} "
                                         "info\n",
                                         options.file, options.file),

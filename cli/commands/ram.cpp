@@ -1,7 +1,7 @@
-#include "commands/on_probes.h"
-#include "commands/ram_power.h"
-#include "session/memory_map.h"
-#include "text/table.h"
+#include "cli/commands/on_probes.h"
+#include "cli/commands/ram_power.h"
+#include "cli/session/memory_map.h"
+#include "cli/text/table.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -13,7 +13,7 @@ struct Options
 {
     CLI::App* on = nullptr;
     CLI::App* off = nullptr;
-    uint32_t section = 0;
+    std::uint32_t section = 0;
 };
 
 Report describe(const RamSections& ram)
@@ -21,8 +21,8 @@ Report describe(const RamSections& ram)
     std::vector<std::vector<std::string>> rows{{"SECTION", "ADDRESSES", "SIZE", "POWER"}};
     Json sections = Json::array();
     std::string bar;
-    uint32_t address = memory_map::ram_start;
-    for (size_t i = 0; i < ram.sizes.size(); ++i) {
+    std::uint32_t address = memory_map::ram_start;
+    for (std::size_t i = 0; i < ram.sizes.size(); ++i) {
         const bool is_on = ram.power[i] == RAM_SECTION_ON;
         rows.push_back({std::to_string(i), format_range({address, ram.sizes[i]}), format_size(ram.sizes[i]),
                         is_on ? "on" : "off"});
@@ -43,7 +43,7 @@ Report switch_power(const Target& target, const Options& options)
         session.check(TESSIT_power_ram_all(), "power the RAM on");
     }
     if (options.off->parsed()) {
-        const size_t count = read_ram_sections(session).sizes.size();
+        const std::size_t count = read_ram_sections(session).sizes.size();
         if (options.section >= count) {
             throw Failure{ExitCode::usage, fmt::format("this chip has no RAM section {}", options.section),
                           fmt::format("Sections are 0 to {}.", count - 1)};

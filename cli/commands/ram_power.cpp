@@ -1,25 +1,25 @@
-#include "commands/ram_power.h"
+#include "cli/commands/ram_power.h"
 
 #include <algorithm>
 #include <numeric>
 
 namespace tessit::cli {
 
-uint32_t RamSections::total_bytes() const
+std::uint32_t RamSections::total_bytes() const
 {
-    return std::accumulate(sizes.begin(), sizes.end(), uint32_t{0});
+    return std::accumulate(sizes.begin(), sizes.end(), std::uint32_t{0});
 }
 
-size_t RamSections::count_on() const
+std::size_t RamSections::count_on() const
 {
-    return static_cast<size_t>(std::ranges::count(power, RAM_SECTION_ON));
+    return static_cast<std::size_t>(std::ranges::count(power, RAM_SECTION_ON));
 }
 
 RamSections read_ram_sections(const Session& session)
 {
-    uint32_t count = 0;
+    std::uint32_t count = 0;
     session.check(TESSIT_read_ram_sections_count(&count), "read the number of RAM sections");
-    RamSections sections{std::vector<uint32_t>(count), std::vector<ram_power_status_t>(count)};
+    RamSections sections{std::vector<std::uint32_t>(count), std::vector<ram_power_status_t>(count)};
     session.check(TESSIT_read_ram_sections_size(sections.sizes.data(), count), "read the sizes of the RAM sections");
     session.check(TESSIT_read_ram_sections_power_status(sections.power.data(), count), "read the RAM's power");
     return sections;

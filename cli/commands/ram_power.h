@@ -1,7 +1,7 @@
-// The sections of the chip's RAM and which of them are powered; shared by `info`, `ram` and `recover`.
+/// The sections of the chip's RAM and which of them are powered; shared by `info`, `ram` and `recover`.
 #pragma once
 
-#include "session/session.h"
+#include "cli/session/session.h"
 
 #include <cstdint>
 #include <vector>
@@ -10,14 +10,14 @@ namespace tessit::cli {
 
 struct RamSections
 {
-    std::vector<uint32_t> sizes; // bytes, in the order of their addresses
+    std::vector<std::uint32_t> sizes; ///< bytes, in the order of their addresses
     std::vector<ram_power_status_t> power;
 
-    uint32_t total_bytes() const;
-    size_t count_on() const;
+    std::uint32_t total_bytes() const;
+    std::size_t count_on() const;
 };
 
-// Does not halt the CPU.
+/// Does not halt the CPU.
 RamSections read_ram_sections(const Session& session);
 
 } // namespace tessit::cli

@@ -1,9 +1,9 @@
-#include "commands/on_probes.h"
-#include "commands/ram_power.h"
-#include "firmware/firmware.h"
-#include "session/memory_map.h"
-#include "terminal/progress.h"
-#include "text/table.h"
+#include "cli/commands/on_probes.h"
+#include "cli/commands/ram_power.h"
+#include "cli/firmware/firmware.h"
+#include "cli/session/memory_map.h"
+#include "cli/terminal/progress.h"
+#include "cli/text/table.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -47,13 +47,13 @@ Range resolve_range(const std::string& text, const Target& target)
     return parse_fixed_range(text);
 }
 
-std::string save(const Options& options, const Range& range, const std::vector<uint8_t>& bytes)
+std::string save(const Options& options, const Range& range, const std::vector<std::uint8_t>& bytes)
 {
     write_firmware(options.output, range.first, bytes);
     return fmt::format("Read {} ({}) into {}.\n", format_size(range.length), format_range(range), options.output);
 }
 
-std::string dump(const Options& options, const Range& range, const std::vector<uint8_t>& bytes)
+std::string dump(const Options& options, const Range& range, const std::vector<std::uint8_t>& bytes)
 {
     return options.as_words ? format_word_dump(range.first, bytes) : format_hex_dump(range.first, bytes);
 }
@@ -62,10 +62,10 @@ Report read(const Target& target, const Options& options, const Console& console
 {
     RunStateKeeper run_state{target};
     const Range range = resolve_range(options.range, target);
-    std::vector<uint8_t> bytes(range.length);
+    std::vector<std::uint8_t> bytes(range.length);
     const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
     Progress progress{console, "read", shows_progress ? bytes.size() : 0, "bytes"};
-    target.read(range.first, bytes, [&progress](size_t count) { progress.advance(count); });
+    target.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
     progress.finish();
     run_state.restore();
 

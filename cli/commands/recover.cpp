@@ -1,7 +1,7 @@
-#include "commands/on_probes.h"
-#include "commands/ram_power.h"
-#include "session/memory_map.h"
-#include "text/table.h"
+#include "cli/commands/on_probes.h"
+#include "cli/commands/ram_power.h"
+#include "cli/session/memory_map.h"
+#include "cli/text/table.h"
 
 #include <algorithm>
 #include <array>
@@ -46,7 +46,7 @@ private:
         if (phase == phases.end()) {
             return;
         }
-        bool& was_announced = announced_.at(static_cast<size_t>(phase - phases.begin()));
+        bool& was_announced = announced_.at(static_cast<std::size_t>(phase - phases.begin()));
         if (!was_announced) {
             console_.note(fmt::format("{} ...", phase->text));
         }

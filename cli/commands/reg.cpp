@@ -1,6 +1,6 @@
-#include "commands/cpu_view.h"
-#include "commands/on_probes.h"
-#include "text/table.h"
+#include "cli/commands/cpu_view.h"
+#include "cli/commands/on_probes.h"
+#include "cli/text/table.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -14,14 +14,14 @@ namespace {
 struct Item
 {
     cpu_register_t which;
-    std::optional<uint32_t> value;
+    std::optional<std::uint32_t> value;
 
-    const char* name() const { return register_names.at(static_cast<size_t>(which)); }
+    const char* name() const { return register_names.at(static_cast<std::size_t>(which)); }
 };
 
 Item parse_item(const std::string& text)
 {
-    const size_t equals = text.find('=');
+    const std::size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
     const auto which = find_register(name);
     if (!which) {
@@ -37,18 +37,18 @@ Item parse_item(const std::string& text)
 std::vector<Item> all_registers()
 {
     std::vector<Item> items;
-    for (size_t i = 0; i < register_count; ++i) {
+    for (std::size_t i = 0; i < register_count; ++i) {
         items.push_back({static_cast<cpu_register_t>(i), std::nullopt});
     }
     return items;
 }
 
 // Four pairs a line, so that all registers fit on a screen.
-std::string format_registers(const std::vector<Item>& items, const std::vector<uint32_t>& values)
+std::string format_registers(const std::vector<Item>& items, const std::vector<std::uint32_t>& values)
 {
-    constexpr size_t per_line = 4;
+    constexpr std::size_t per_line = 4;
     std::vector<std::vector<std::string>> rows;
-    for (size_t i = 0; i < items.size(); ++i) {
+    for (std::size_t i = 0; i < items.size(); ++i) {
         if (i % per_line == 0) {
             rows.emplace_back();
         }
@@ -69,7 +69,7 @@ Report access(const Target& target, const std::vector<Item>& items)
                                    fmt::format("write register {}", item.name()));
         }
     }
-    std::vector<uint32_t> values;
+    std::vector<std::uint32_t> values;
     Json json;
     for (const Item& item : items) {
         values.push_back(read_register(target, item.which));

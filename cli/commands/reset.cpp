@@ -1,4 +1,4 @@
-#include "commands/on_probes.h"
+#include "cli/commands/on_probes.h"
 
 #include <CLI/Validators.hpp>
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
-#include "commands/on_probes.h"
-#include "rtt/conversation.h"
-#include "text/table.h"
+#include "cli/commands/on_probes.h"
+#include "cli/rtt/conversation.h"
+#include "cli/text/table.h"
 
 #include <CLI/Validators.hpp>
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ struct Options
     bool reset = false;
     bool stays_halted = false;
     bool no_input = false;
-    std::optional<uint32_t> control_block;
+    std::optional<std::uint32_t> control_block;
     std::optional<double> timeout; // seconds
     ConversationOptions conversation;
 };
@@ -99,9 +99,9 @@ Command add_rtt(CLI::App& app)
         ->allow_extra_args(false)
         ->excludes(list);
     auto* const down = command
-                           ->add_option_function<uint32_t>(
+                           ->add_option_function<std::uint32_t>(
                                "--down",
-                               [options](uint32_t channel) {
+                               [options](std::uint32_t channel) {
                                    options->conversation.down = channel;
                                    options->conversation.needs_down = true;
                                },

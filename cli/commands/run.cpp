@@ -1,4 +1,4 @@
-#include "commands/on_probes.h"
+#include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -8,8 +8,8 @@ namespace {
 
 struct Options
 {
-    uint32_t pc = 0;
-    uint32_t sp = 0;
+    std::uint32_t pc = 0;
+    std::uint32_t sp = 0;
 };
 
 Report run_from(const Target& target, const Options& options)

@@ -1,8 +1,8 @@
-#include "commands/command.h"
-#include "session/probe_choice.h"
-#include "sim/bench.h"
-#include "text/numbers.h"
-#include "text/table.h"
+#include "cli/commands/command.h"
+#include "cli/session/probe_choice.h"
+#include "cli/sim/bench.h"
+#include "cli/text/numbers.h"
+#include "cli/text/table.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -98,9 +98,9 @@ ExitCode init(const Console& console, const Bench& bench, const std::string& fil
     return ExitCode::done;
 }
 
-std::vector<uint32_t> chosen_serials(const Settings& settings, const Bench& bench, bool all)
+std::vector<std::uint32_t> chosen_serials(const Settings& settings, const Bench& bench, bool all)
 {
-    std::vector<uint32_t> serials;
+    std::vector<std::uint32_t> serials;
     for (const BenchProbe& probe : bench.probes()) {
         serials.push_back(probe.description.serial_number);
     }
@@ -112,7 +112,7 @@ ExitCode change(const Invocation& invocation, const Bench& bench, const Options&
     const bool resets = options.factory_reset->parsed();
     std::string text;
     Json json{{"probes", Json::array()}};
-    for (const uint32_t serial : chosen_serials(invocation.settings, bench, options.all)) {
+    for (const std::uint32_t serial : chosen_serials(invocation.settings, bench, options.all)) {
         if (resets) {
             bench.factory_reset(serial);
         } else {

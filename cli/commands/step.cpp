@@ -1,5 +1,5 @@
-#include "commands/cpu_view.h"
-#include "commands/on_probes.h"
+#include "cli/commands/cpu_view.h"
+#include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -7,7 +7,7 @@
 namespace tessit::cli {
 namespace {
 
-Report step(const Target& target, uint32_t count, const Console& console)
+Report step(const Target& target, std::uint32_t count, const Console& console)
 {
     if (!target.is_halted()) {
         target.halt();
@@ -16,7 +16,7 @@ Report step(const Target& target, uint32_t count, const Console& console)
     Registers before = read_registers(target);
     std::string text = describe_location(target, before).text + "\n";
     Json steps = Json::array();
-    for (uint32_t i = 0; i < count; ++i) {
+    for (std::uint32_t i = 0; i < count; ++i) {
         stop_if_interrupted(fmt::format("{} of {} steps are done", i, count));
         target.session().check(TESSIT_step(), "execute one instruction");
         const Registers after = read_registers(target);
@@ -30,7 +30,7 @@ Report step(const Target& target, uint32_t count, const Console& console)
     return {std::move(text), {{"steps", std::move(steps)}}};
 }
 
-ExitCode run(const Invocation& invocation, uint32_t count)
+ExitCode run(const Invocation& invocation, std::uint32_t count)
 {
     return run_on_probe(invocation, [&](const Target& target) { return step(target, count, invocation.console); });
 }
@@ -39,12 +39,12 @@ ExitCode run(const Invocation& invocation, uint32_t count)
 
 Command add_step(CLI::App& app)
 {
-    constexpr uint32_t most = 100000;
+    constexpr std::uint32_t most = 100000;
     CLI::App* const command = app.add_subcommand(
         "step", "Execute instructions one by one and show what each changed; a running CPU is halted first");
-    const auto count = std::make_shared<uint32_t>(1);
+    const auto count = std::make_shared<std::uint32_t>(1);
     command->add_option("N", *count, "Number of instructions")
-        ->check(CLI::Range(uint32_t{1}, most))
+        ->check(CLI::Range(std::uint32_t{1}, most))
         ->capture_default_str();
     return {command, [count](const Invocation& invocation) { return run(invocation, *count); }};
 }

@@ -1,7 +1,7 @@
-#include "commands/on_probes.h"
-#include "firmware/firmware.h"
-#include "flash/mismatches.h"
-#include "flash/plan.h"
+#include "cli/commands/on_probes.h"
+#include "cli/firmware/firmware.h"
+#include "cli/flash/mismatches.h"
+#include "cli/flash/plan.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -20,7 +20,7 @@ Report verify(const Target& target, const Image& image, const Files& files, cons
     run_state.restore();
     mismatches.require_none(fmt::format("{}", fmt::join(files, ", ")));
 
-    const uint32_t serial = target.session().serial();
+    const std::uint32_t serial = target.session().serial();
     return {fmt::format("Verified {} on probe {}: equal.\n", format_size(image.size()), serial),
             {{"probe", serial}, {"image_bytes", image.size()}, {"equal", true}}};
 }

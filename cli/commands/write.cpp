@@ -1,9 +1,9 @@
-#include "commands/on_probes.h"
-#include "firmware/file.h"
-#include "flash/flash_bytes.h"
-#include "flash/mismatches.h"
-#include "session/memory_map.h"
-#include "text/bytes.h"
+#include "cli/commands/on_probes.h"
+#include "cli/firmware/file.h"
+#include "cli/flash/flash_bytes.h"
+#include "cli/flash/mismatches.h"
+#include "cli/session/memory_map.h"
+#include "cli/text/bytes.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -23,8 +23,8 @@ struct Options
 
 struct Data
 {
-    uint32_t address = 0;
-    std::vector<uint8_t> bytes;
+    std::uint32_t address = 0;
+    std::vector<std::uint8_t> bytes;
 
     Range range() const { return {address, bytes.size()}; }
 };
@@ -47,7 +47,7 @@ Data collect(const Options& options)
     if (data.bytes.empty()) {
         throw Failure{ExitCode::failure, fmt::format("{}: the file is empty", options.file), "Give a file with data."};
     }
-    if (data.range().end() > uint64_t{1} << 32) {
+    if (data.range().end() > std::uint64_t{1} << 32) {
         throw Failure{ExitCode::usage, "the data reaches beyond 4 GiB", "Begin at a lower address."};
     }
     return data;
@@ -84,7 +84,7 @@ void require_right_way(const Options& options, const Data& data)
     if (options.ficr && data.bytes.size() % 4 != 0) {
         refuse("does not consist of whole words", "Fill the file up to a multiple of 4 bytes.");
     }
-    const bool protects = range.contains(uint64_t{memory_map::uicr_approtect}) &&
+    const bool protects = range.contains(std::uint64_t{memory_map::uicr_approtect}) &&
                           data.bytes[memory_map::uicr_approtect - data.address] != 0xFF;
     if (protects && !options.allow_protect) {
         refuse("would turn readback protection on", "Use `tessit protect`, or add --allow-protect.");
@@ -93,7 +93,7 @@ void require_right_way(const Options& options, const Data& data)
 
 void require_writable(const Target& target, const Data& data)
 {
-    const std::vector<uint8_t> current = target.read(data.range());
+    const std::vector<std::uint8_t> current = target.read(data.range());
     if (const auto offset = first_unwritable(current, data.bytes)) {
         throw Failure{ExitCode::failure,
                       fmt::format("the byte at {:#010x} holds {:#04x} and cannot become {:#04x} without an erase; "
@@ -119,7 +119,7 @@ Report write(const Target& target, const Options& options, const Data& data)
     }
     if (options.ficr) {
         target.session().check(
-            TESSIT_ficrwrite(data.address, data.bytes.data(), static_cast<uint32_t>(data.bytes.size())),
+            TESSIT_ficrwrite(data.address, data.bytes.data(), static_cast<std::uint32_t>(data.bytes.size())),
             fmt::format("write the factory area at {:#010x}", data.address));
     } else {
         target.write(data.address, data.bytes, options.flash ? WritePath::flash_controller : WritePath::bus);

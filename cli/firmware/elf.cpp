@@ -1,5 +1,5 @@
-#include "failure.h"
-#include "firmware/firmware.h"
+#include "cli/failure.h"
+#include "cli/firmware/firmware.h"
 
 #include <algorithm>
 #include <array>
@@ -14,18 +14,18 @@
 namespace tessit::cli {
 namespace {
 
-constexpr uint16_t type_relocatable = 1;
-constexpr uint16_t machine_arm = 40;
-constexpr uint32_t segment_load = 1;
-constexpr uint32_t section_no_bits = 8;
-constexpr uint32_t section_allocated = 2;
-constexpr uint32_t program_header_size = 32;
-constexpr uint32_t section_header_size = 40;
+constexpr std::uint16_t type_relocatable = 1;
+constexpr std::uint16_t machine_arm = 40;
+constexpr std::uint32_t segment_load = 1;
+constexpr std::uint32_t section_no_bits = 8;
+constexpr std::uint32_t section_allocated = 2;
+constexpr std::uint32_t program_header_size = 32;
+constexpr std::uint32_t section_header_size = 40;
 
 class ElfFile
 {
 public:
-    ElfFile(std::span<const uint8_t> bytes, const std::string& name) : bytes_{bytes}, name_{name} {}
+    ElfFile(std::span<const std::uint8_t> bytes, const std::string& name) : bytes_{bytes}, name_{name} {}
 
     [[noreturn]] void refuse(const std::string& reason, const std::string& hint = {}) const
     {
@@ -33,47 +33,47 @@ public:
                       hint.empty() ? "The file is damaged; link or copy it again." : hint};
     }
 
-    std::span<const uint8_t> slice(uint32_t offset, uint32_t length, std::string_view what) const
+    std::span<const std::uint8_t> slice(std::uint32_t offset, std::uint32_t length, std::string_view what) const
     {
-        if (uint64_t{offset} + length > bytes_.size()) {
+        if (std::uint64_t{offset} + length > bytes_.size()) {
             refuse(fmt::format("{} at {:#x} reaches beyond the end of the file: it is cut short", what, offset));
         }
         return bytes_.subspan(offset, length);
     }
 
-    uint32_t u32(uint32_t offset) const { return little_endian(offset, 4); }
-    uint16_t u16(uint32_t offset) const { return static_cast<uint16_t>(little_endian(offset, 2)); }
+    std::uint32_t u32(std::uint32_t offset) const { return little_endian(offset, 4); }
+    std::uint16_t u16(std::uint32_t offset) const { return static_cast<std::uint16_t>(little_endian(offset, 2)); }
 
 private:
-    uint32_t little_endian(uint32_t offset, uint32_t length) const
+    std::uint32_t little_endian(std::uint32_t offset, std::uint32_t length) const
     {
-        uint32_t value = 0;
+        std::uint32_t value = 0;
         const auto field = slice(offset, length, "a header");
-        for (uint32_t i = 0; i < length; ++i) {
-            value |= uint32_t{field[i]} << (8 * i);
+        for (std::uint32_t i = 0; i < length; ++i) {
+            value |= std::uint32_t{field[i]} << (8 * i);
         }
         return value;
     }
 
-    std::span<const uint8_t> bytes_;
+    std::span<const std::uint8_t> bytes_;
     const std::string& name_;
 };
 
 struct Piece
 {
-    uint32_t offset = 0; // in the file
-    uint32_t length = 0;
-    uint32_t address = 0; // where it is loaded
+    std::uint32_t offset = 0; // in the file
+    std::uint32_t length = 0;
+    std::uint32_t address = 0; // where it is loaded
 
     bool contains(const Piece& other) const
     {
-        return other.offset >= offset && uint64_t{other.offset} + other.length <= uint64_t{offset} + length;
+        return other.offset >= offset && std::uint64_t{other.offset} + other.length <= std::uint64_t{offset} + length;
     }
 };
 
-void require_arm_executable(const ElfFile& elf, std::span<const uint8_t> bytes)
+void require_arm_executable(const ElfFile& elf, std::span<const std::uint8_t> bytes)
 {
-    constexpr std::array<uint8_t, 4> magic{0x7F, 'E', 'L', 'F'};
+    constexpr std::array<std::uint8_t, 4> magic{0x7F, 'E', 'L', 'F'};
     if (bytes.size() < magic.size() || !std::equal(magic.begin(), magic.end(), bytes.begin())) {
         elf.refuse("this is not an ELF file");
     }
@@ -82,7 +82,7 @@ void require_arm_executable(const ElfFile& elf, std::span<const uint8_t> bytes)
     if (identification[4] != 1 || identification[5] != 1) {
         elf.refuse("this is an ELF file, but not of 32 bits and little-endian", hint);
     }
-    if (const uint16_t machine = elf.u16(18); machine != machine_arm) {
+    if (const std::uint16_t machine = elf.u16(18); machine != machine_arm) {
         elf.refuse(fmt::format("this is an ELF file for another machine ({}) than Arm ({})", machine, machine_arm),
                    hint);
     }
@@ -94,17 +94,17 @@ void require_arm_executable(const ElfFile& elf, std::span<const uint8_t> bytes)
 std::vector<Piece> loadable_segments(const ElfFile& elf)
 {
     std::vector<Piece> pieces;
-    const uint32_t table = elf.u32(28);
-    const uint16_t entry_size = elf.u16(42);
-    const uint16_t count = elf.u16(44);
+    const std::uint32_t table = elf.u32(28);
+    const std::uint16_t entry_size = elf.u16(42);
+    const std::uint16_t count = elf.u16(44);
     if (count != 0 && entry_size < program_header_size) {
         elf.refuse(fmt::format("its program headers have {} bytes, which is too short", entry_size));
     }
-    for (uint32_t i = 0; i < count; ++i) {
-        if (uint64_t{table} + uint64_t{i} * entry_size > std::numeric_limits<uint32_t>::max()) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (std::uint64_t{table} + std::uint64_t{i} * entry_size > std::numeric_limits<std::uint32_t>::max()) {
             elf.refuse("its program headers lie beyond the end of the file");
         }
-        const uint32_t header = table + i * entry_size;
+        const std::uint32_t header = table + i * entry_size;
         elf.slice(header, program_header_size, "a program header");
         const Piece piece{elf.u32(header + 4), elf.u32(header + 16), elf.u32(header + 12)};
         if (elf.u32(header) == segment_load && piece.length != 0) {
@@ -119,17 +119,17 @@ std::vector<Piece> loadable_segments(const ElfFile& elf)
 std::vector<Piece> loadable_sections(const ElfFile& elf, const std::vector<Piece>& segments)
 {
     std::vector<Piece> pieces;
-    const uint32_t table = elf.u32(32);
-    const uint16_t entry_size = elf.u16(46);
-    const uint16_t count = elf.u16(48);
+    const std::uint32_t table = elf.u32(32);
+    const std::uint16_t entry_size = elf.u16(46);
+    const std::uint16_t count = elf.u16(48);
     if (count != 0 && entry_size < section_header_size) {
         elf.refuse(fmt::format("its section headers have {} bytes, which is too short", entry_size));
     }
-    for (uint32_t i = 0; i < count; ++i) {
-        if (uint64_t{table} + uint64_t{i} * entry_size > std::numeric_limits<uint32_t>::max()) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (std::uint64_t{table} + std::uint64_t{i} * entry_size > std::numeric_limits<std::uint32_t>::max()) {
             elf.refuse("its section headers lie beyond the end of the file");
         }
-        const uint32_t header = table + i * entry_size;
+        const std::uint32_t header = table + i * entry_size;
         elf.slice(header, section_header_size, "a section header");
         Piece piece{elf.u32(header + 16), elf.u32(header + 20), 0};
         const bool has_content =
@@ -145,7 +145,7 @@ std::vector<Piece> loadable_sections(const ElfFile& elf, const std::vector<Piece
 
 } // namespace
 
-Image parse_elf(std::span<const uint8_t> file, const std::string& name)
+Image parse_elf(std::span<const std::uint8_t> file, const std::string& name)
 {
     const ElfFile elf{file, name};
     require_arm_executable(elf, file);
@@ -154,7 +154,7 @@ Image parse_elf(std::span<const uint8_t> file, const std::string& name)
 
     Image image;
     for (const Piece& piece : sections.empty() ? segments : sections) {
-        if (uint64_t{piece.address} + piece.length > uint64_t{1} << 32) {
+        if (std::uint64_t{piece.address} + piece.length > std::uint64_t{1} << 32) {
             elf.refuse(fmt::format("the content for {:#010x} reaches beyond 4 GiB", piece.address));
         }
         if (const auto taken = image.add(piece.address, elf.slice(piece.offset, piece.length, "a section"))) {

@@ -1,6 +1,6 @@
-#include "firmware/file.h"
+#include "cli/firmware/file.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <array>
 #include <cerrno>
@@ -59,7 +59,7 @@ private:
     fs::path path_;
 };
 
-void write_through(const fs::path& path, const fs::path& shown, std::span<const uint8_t> bytes)
+void write_through(const fs::path& path, const fs::path& shown, std::span<const std::uint8_t> bytes)
 {
     File file{std::fopen(path.c_str(), "wb")};
     if (!file) {
@@ -87,7 +87,7 @@ std::string read_file(const fs::path& path)
     }
     std::string content;
     std::array<char, 65536> buffer{};
-    while (const size_t count = std::fread(buffer.data(), 1, buffer.size(), file.get())) {
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file.get())) {
         content.append(buffer.data(), count);
     }
     if (std::ferror(file.get()) != 0) {
@@ -96,7 +96,7 @@ std::string read_file(const fs::path& path)
     return content;
 }
 
-void write_file(const fs::path& path, std::span<const uint8_t> bytes)
+void write_file(const fs::path& path, std::span<const std::uint8_t> bytes)
 {
     std::error_code ignored;
     const fs::file_status status = fs::status(path, ignored);

@@ -1,7 +1,7 @@
-#include "firmware/firmware.h"
+#include "cli/firmware/firmware.h"
 
-#include "failure.h"
-#include "firmware/file.h"
+#include "cli/failure.h"
+#include "cli/firmware/file.h"
 
 #include <algorithm>
 #include <array>
@@ -39,13 +39,13 @@ constexpr std::array endings{
 struct Source
 {
     std::string path;
-    std::optional<uint32_t> address; // of a raw binary
+    std::optional<std::uint32_t> address; // of a raw binary
 };
 
 // An '@' belongs to the file name where a file of the whole name exists.
 Source split_address(const std::string& argument)
 {
-    const size_t at = argument.rfind('@');
+    const std::size_t at = argument.rfind('@');
     std::error_code ignored;
     if (at == std::string::npos || fs::exists(argument, ignored)) {
         return {argument, std::nullopt};
@@ -94,9 +94,9 @@ Format format_of(const Source& source, std::string_view text)
     return *format;
 }
 
-std::span<const uint8_t> as_bytes(std::string_view text)
+std::span<const std::uint8_t> as_bytes(std::string_view text)
 {
-    return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 Image parse_binary(std::string_view content, const Source& source)
@@ -105,7 +105,7 @@ Image parse_binary(std::string_view content, const Source& source)
         throw Failure{ExitCode::failure, fmt::format("{}: a raw binary holds no address", source.path),
                       fmt::format("Say where it belongs, for example {}@0x0", source.path)};
     }
-    if (*source.address + uint64_t{content.size()} > uint64_t{1} << 32) {
+    if (*source.address + std::uint64_t{content.size()} > std::uint64_t{1} << 32) {
         throw Failure{ExitCode::failure,
                       fmt::format("{}: {} from {:#010x} on reach beyond 4 GiB", source.path,
                                   format_size(content.size()), *source.address),
@@ -175,7 +175,7 @@ void require_writable_format(const fs::path& path)
     }
 }
 
-void write_firmware(const fs::path& path, uint32_t address, std::span<const uint8_t> bytes)
+void write_firmware(const fs::path& path, std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     require_writable_format(path);
     if (format_by_ending(path) == Format::intel_hex) {

@@ -1,4 +1,4 @@
-#include "firmware/image.h"
+#include "cli/firmware/image.h"
 
 #include <algorithm>
 #include <numeric>
@@ -8,7 +8,7 @@ namespace {
 
 // The first segment that ends behind the address.
 template <typename Segments>
-auto first_reaching(Segments& segments, uint64_t address)
+auto first_reaching(Segments& segments, std::uint64_t address)
 {
     return std::partition_point(segments.begin(), segments.end(),
                                 [address](const Segment& segment) { return segment.range().end() <= address; });
@@ -16,7 +16,7 @@ auto first_reaching(Segments& segments, uint64_t address)
 
 } // namespace
 
-std::optional<uint32_t> Image::add(uint32_t address, std::span<const uint8_t> bytes)
+std::optional<std::uint32_t> Image::add(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     if (bytes.empty()) {
         return std::nullopt;
@@ -42,18 +42,18 @@ std::optional<uint32_t> Image::add(uint32_t address, std::span<const uint8_t> by
     return std::nullopt;
 }
 
-uint64_t Image::size() const
+std::uint64_t Image::size() const
 {
-    return std::accumulate(segments_.begin(), segments_.end(), uint64_t{0},
-                           [](uint64_t sum, const Segment& segment) { return sum + segment.bytes.size(); });
+    return std::accumulate(segments_.begin(), segments_.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const Segment& segment) { return sum + segment.bytes.size(); });
 }
 
-void Image::overlay(const Range& window, std::span<uint8_t> bytes) const
+void Image::overlay(const Range& window, std::span<std::uint8_t> bytes) const
 {
     for (auto segment = first_reaching(segments_, window.first);
          segment != segments_.end() && segment->address < window.end(); ++segment) {
-        const uint64_t first = std::max(segment->address, window.first);
-        const uint64_t end = std::min(segment->range().end(), window.end());
+        const std::uint64_t first = std::max(segment->address, window.first);
+        const std::uint64_t end = std::min(segment->range().end(), window.end());
         const auto source = std::span{segment->bytes}.subspan(first - segment->address, end - first);
         std::ranges::copy(source, bytes.subspan(first - window.first).begin());
     }
@@ -65,7 +65,7 @@ bool Image::covers(const Range& range) const
     return segment != segments_.end() && segment->range().contains(range);
 }
 
-std::optional<uint8_t> Image::byte_at(uint32_t address) const
+std::optional<std::uint8_t> Image::byte_at(std::uint32_t address) const
 {
     const auto segment = first_reaching(segments_, address);
     if (segment == segments_.end() || segment->address > address) {

@@ -1,7 +1,7 @@
-// A firmware image: bytes at target addresses, from any of the file formats.
+/// A firmware image: bytes at target addresses, from any of the file formats.
 #pragma once
 
-#include "text/numbers.h"
+#include "cli/text/numbers.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,33 +14,33 @@ namespace tessit::cli {
 
 struct Segment
 {
-    uint32_t address = 0;
-    std::vector<uint8_t> bytes;
+    std::uint32_t address = 0;
+    std::vector<std::uint8_t> bytes;
 
     Range range() const { return {address, bytes.size()}; }
 
     friend bool operator==(const Segment&, const Segment&) = default;
 };
 
-// Segments in ascending order that neither overlap nor touch.
+/// Segments in ascending order that neither overlap nor touch.
 class Image
 {
 public:
-    // Adds bytes that lie below 4 GiB. Where one of the addresses is taken already nothing is added, and the first such
-    // address is returned.
-    [[nodiscard]] std::optional<uint32_t> add(uint32_t address, std::span<const uint8_t> bytes);
+    /// Adds bytes that lie below 4 GiB. Where one of the addresses is taken already nothing is added, and the first
+    /// such address is returned.
+    [[nodiscard]] std::optional<std::uint32_t> add(std::uint32_t address, std::span<const std::uint8_t> bytes);
 
     const std::vector<Segment>& segments() const { return segments_; }
     bool empty() const { return segments_.empty(); }
-    uint64_t size() const; // bytes of all segments
+    std::uint64_t size() const; ///< bytes of all segments
 
-    // Copies what the image holds of `window` over `bytes`, whose first byte stands for window.first.
-    void overlay(const Range& window, std::span<uint8_t> bytes) const;
+    /// Copies what the image holds of `window` over `bytes`, whose first byte stands for window.first.
+    void overlay(const Range& window, std::span<std::uint8_t> bytes) const;
 
-    // Whether the image holds every byte of the range.
+    /// Whether the image holds every byte of the range.
     bool covers(const Range& range) const;
 
-    std::optional<uint8_t> byte_at(uint32_t address) const;
+    std::optional<std::uint8_t> byte_at(std::uint32_t address) const;
 
     friend bool operator==(const Image&, const Image&) = default;
 

@@ -1,5 +1,5 @@
-#include "firmware/firmware.h"
-#include "firmware/records.h"
+#include "cli/firmware/firmware.h"
+#include "cli/firmware/records.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 namespace tessit::cli {
 namespace {
 
-enum RecordType : uint8_t
+enum RecordType : std::uint8_t
 {
     data_record = 0,
     end_of_file = 1,
@@ -19,21 +19,21 @@ enum RecordType : uint8_t
     start_linear_address = 5,
 };
 
-constexpr uint32_t record_window = 0x10000; // what the 16 bits of a record's address reach
-constexpr size_t frame_bytes = 5;           // length, address (2), type, checksum
+constexpr std::uint32_t record_window = 0x10000; // what the 16 bits of a record's address reach
+constexpr std::size_t frame_bytes = 5;           // length, address (2), type, checksum
 
 struct Record
 {
-    uint8_t type = 0;
-    uint16_t offset = 0;
-    std::vector<uint8_t> data;
+    std::uint8_t type = 0;
+    std::uint16_t offset = 0;
+    std::vector<std::uint8_t> data;
 };
 
 constexpr std::array<int, 6> data_lengths{-1, 0, 2, 4, 2, 4}; // by type; -1 is any
 
-uint8_t sum_of(std::span<const uint8_t> bytes)
+std::uint8_t sum_of(std::span<const std::uint8_t> bytes)
 {
-    return static_cast<uint8_t>(std::accumulate(bytes.begin(), bytes.end(), 0U));
+    return static_cast<std::uint8_t>(std::accumulate(bytes.begin(), bytes.end(), 0U));
 }
 
 Record decode_record(const RecordLines& lines)
@@ -41,7 +41,7 @@ Record decode_record(const RecordLines& lines)
     if (!lines.line().starts_with(':')) {
         lines.refuse("the line does not begin with ':'");
     }
-    const std::vector<uint8_t> bytes = lines.decode(lines.line().substr(1));
+    const std::vector<std::uint8_t> bytes = lines.decode(lines.line().substr(1));
     if (bytes.size() < frame_bytes) {
         lines.refuse("the record is too short");
     }
@@ -49,39 +49,39 @@ Record decode_record(const RecordLines& lines)
         lines.refuse(
             fmt::format("the record announces {} data bytes and has {}", bytes[0], bytes.size() - frame_bytes));
     }
-    const auto expected = static_cast<uint8_t>(-sum_of(std::span{bytes}.first(bytes.size() - 1)));
+    const auto expected = static_cast<std::uint8_t>(-sum_of(std::span{bytes}.first(bytes.size() - 1)));
     if (bytes.back() != expected) {
         lines.refuse(fmt::format("the checksum is 0x{:02X} and should be 0x{:02X}", bytes.back(), expected));
     }
-    const uint8_t type = bytes[3];
+    const std::uint8_t type = bytes[3];
     if (type >= data_lengths.size()) {
         lines.refuse(fmt::format("record type 0x{:02X} is not known", type));
     }
     if (data_lengths[type] >= 0 && bytes[0] != data_lengths[type]) {
         lines.refuse(fmt::format("a record of type {} has {} data bytes, not {}", type, data_lengths[type], bytes[0]));
     }
-    return {type, static_cast<uint16_t>(bytes[1] << 8 | bytes[2]), {bytes.begin() + 4, bytes.end() - 1}};
+    return {type, static_cast<std::uint16_t>(bytes[1] << 8 | bytes[2]), {bytes.begin() + 4, bytes.end() - 1}};
 }
 
-uint32_t big_endian_16(const std::vector<uint8_t>& data)
+std::uint32_t big_endian_16(const std::vector<std::uint8_t>& data)
 {
-    return static_cast<uint32_t>(data[0] << 8 | data[1]);
+    return static_cast<std::uint32_t>(data[0] << 8 | data[1]);
 }
 
 // Where the addresses of data records are counted from.
 struct Base
 {
-    uint32_t address = 0;
+    std::uint32_t address = 0;
     bool is_segment = false; // within a segment the offset wraps at 64 KiB
 };
 
 void add_data(const RecordLines& lines, Image& image, const Base& base, const Record& record)
 {
-    const std::span<const uint8_t> data{record.data};
-    const size_t before_wrap =
-        base.is_segment ? std::min<size_t>(data.size(), record_window - record.offset) : data.size();
-    const uint64_t address = uint64_t{base.address} + record.offset;
-    lines.add(image, static_cast<uint32_t>(address), data.first(before_wrap));
+    const std::span<const std::uint8_t> data{record.data};
+    const std::size_t before_wrap =
+        base.is_segment ? std::min<std::size_t>(data.size(), record_window - record.offset) : data.size();
+    const std::uint64_t address = std::uint64_t{base.address} + record.offset;
+    lines.add(image, static_cast<std::uint32_t>(address), data.first(before_wrap));
     lines.add(image, base.address, data.subspan(before_wrap));
 }
 
@@ -116,30 +116,30 @@ Image parse_intel_hex(std::string_view text, const std::string& name)
     lines.refuse_truncated(":00000001FF");
 }
 
-std::string to_intel_hex(uint32_t address, std::span<const uint8_t> bytes)
+std::string to_intel_hex(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    constexpr size_t bytes_per_record = 16;
+    constexpr std::size_t bytes_per_record = 16;
     std::string text;
-    const auto write_record = [&text](uint16_t offset, uint8_t type, std::span<const uint8_t> data) {
-        std::vector<uint8_t> record{static_cast<uint8_t>(data.size()), static_cast<uint8_t>(offset >> 8),
-                                    static_cast<uint8_t>(offset), type};
+    const auto write_record = [&text](std::uint16_t offset, std::uint8_t type, std::span<const std::uint8_t> data) {
+        std::vector<std::uint8_t> record{static_cast<std::uint8_t>(data.size()), static_cast<std::uint8_t>(offset >> 8),
+                                         static_cast<std::uint8_t>(offset), type};
         record.insert(record.end(), data.begin(), data.end());
-        record.push_back(static_cast<uint8_t>(-sum_of(record)));
+        record.push_back(static_cast<std::uint8_t>(-sum_of(record)));
         fmt::format_to(std::back_inserter(text), ":{:02X}\n", fmt::join(record, ""));
     };
 
-    uint32_t window = 0;
+    std::uint32_t window = 0;
     while (!bytes.empty()) {
-        if (const uint32_t wanted = address / record_window; wanted != window) {
+        if (const std::uint32_t wanted = address / record_window; wanted != window) {
             window = wanted;
-            const std::array upper{static_cast<uint8_t>(window >> 8), static_cast<uint8_t>(window)};
+            const std::array upper{static_cast<std::uint8_t>(window >> 8), static_cast<std::uint8_t>(window)};
             write_record(0, extended_linear_address, upper);
         }
-        const size_t to_window_end = record_window - address % record_window;
-        const size_t length = std::min({bytes.size(), bytes_per_record, to_window_end});
-        write_record(static_cast<uint16_t>(address), data_record, bytes.first(length));
+        const std::size_t to_window_end = record_window - address % record_window;
+        const std::size_t length = std::min({bytes.size(), bytes_per_record, to_window_end});
+        write_record(static_cast<std::uint16_t>(address), data_record, bytes.first(length));
         bytes = bytes.subspan(length);
-        address += static_cast<uint32_t>(length);
+        address += static_cast<std::uint32_t>(length);
     }
     write_record(0, end_of_file, {});
     return text;

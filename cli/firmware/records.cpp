@@ -1,4 +1,4 @@
-#include "firmware/records.h"
+#include "cli/firmware/records.h"
 
 #include <charconv>
 
@@ -8,7 +8,7 @@ namespace {
 std::string_view trimmed(std::string_view text)
 {
     constexpr std::string_view blanks = " \t\r\f\v";
-    const size_t first = text.find_first_not_of(blanks);
+    const std::size_t first = text.find_first_not_of(blanks);
     if (first == std::string_view::npos) {
         return {};
     }
@@ -20,7 +20,7 @@ std::string_view trimmed(std::string_view text)
 bool RecordLines::next()
 {
     while (!rest_.empty()) {
-        const size_t end = rest_.find('\n');
+        const std::size_t end = rest_.find('\n');
         line_ = trimmed(rest_.substr(0, end));
         rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
         ++number_;
@@ -44,13 +44,13 @@ void RecordLines::refuse_truncated(std::string_view end_record) const
                   "The file is cut short; build or copy it again."};
 }
 
-std::vector<uint8_t> RecordLines::decode(std::string_view digits) const
+std::vector<std::uint8_t> RecordLines::decode(std::string_view digits) const
 {
     if (digits.size() % 2 != 0) {
         refuse("a digit is missing: the record has an odd number of them");
     }
-    std::vector<uint8_t> bytes(digits.size() / 2);
-    for (size_t i = 0; i < bytes.size(); ++i) {
+    std::vector<std::uint8_t> bytes(digits.size() / 2);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         const char* const first = digits.data() + 2 * i;
         const auto [end, error] = std::from_chars(first, first + 2, bytes[i], 16);
         if (error != std::errc{} || end != first + 2) {
@@ -60,9 +60,9 @@ std::vector<uint8_t> RecordLines::decode(std::string_view digits) const
     return bytes;
 }
 
-void RecordLines::add(Image& image, uint32_t address, std::span<const uint8_t> bytes) const
+void RecordLines::add(Image& image, std::uint32_t address, std::span<const std::uint8_t> bytes) const
 {
-    if (address + uint64_t{bytes.size()} > uint64_t{1} << 32) {
+    if (address + std::uint64_t{bytes.size()} > std::uint64_t{1} << 32) {
         refuse("the data reaches beyond 4 GiB");
     }
     if (const auto taken = image.add(address, bytes)) {

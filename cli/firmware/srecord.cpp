@@ -1,5 +1,5 @@
-#include "firmware/firmware.h"
-#include "firmware/records.h"
+#include "cli/firmware/firmware.h"
+#include "cli/firmware/records.h"
 
 #include <array>
 #include <numeric>
@@ -19,7 +19,7 @@ enum class Role
 struct Kind
 {
     Role role;
-    size_t address_bytes;
+    std::size_t address_bytes;
 };
 
 // By the digit behind the S.
@@ -39,8 +39,8 @@ constexpr std::array<Kind, 10> kinds{{
 struct Record
 {
     Role role = Role::header;
-    uint32_t address = 0; // of a count record: the count
-    std::vector<uint8_t> data;
+    std::uint32_t address = 0; // of a count record: the count
+    std::vector<std::uint8_t> data;
 };
 
 Record decode_record(const RecordLines& lines)
@@ -49,24 +49,24 @@ Record decode_record(const RecordLines& lines)
     if (line.size() < 2 || line[0] != 'S' || line[1] < '0' || line[1] > '9') {
         lines.refuse("the line does not begin with 'S' and a digit");
     }
-    const Kind kind = kinds[static_cast<size_t>(line[1] - '0')];
+    const Kind kind = kinds[static_cast<std::size_t>(line[1] - '0')];
     if (kind.role == Role::reserved) {
         lines.refuse("S4 records are reserved");
     }
-    const std::vector<uint8_t> bytes = lines.decode(line.substr(2));
+    const std::vector<std::uint8_t> bytes = lines.decode(line.substr(2));
     if (bytes.size() < kind.address_bytes + 2) {
         lines.refuse("the record is too short");
     }
     if (bytes[0] != bytes.size() - 1) {
         lines.refuse(fmt::format("the record announces {} bytes and has {}", bytes[0], bytes.size() - 1));
     }
-    const auto expected = static_cast<uint8_t>(~std::accumulate(bytes.begin(), bytes.end() - 1, 0U));
+    const auto expected = static_cast<std::uint8_t>(~std::accumulate(bytes.begin(), bytes.end() - 1, 0U));
     if (bytes.back() != expected) {
         lines.refuse(fmt::format("the checksum is 0x{:02X} and should be 0x{:02X}", bytes.back(), expected));
     }
     const auto data = bytes.begin() + 1 + static_cast<std::ptrdiff_t>(kind.address_bytes);
-    const uint32_t address = std::accumulate(bytes.begin() + 1, data, uint32_t{0},
-                                             [](uint32_t sum, uint8_t byte) { return sum << 8 | byte; });
+    const std::uint32_t address = std::accumulate(bytes.begin() + 1, data, std::uint32_t{0},
+                                                  [](std::uint32_t sum, std::uint8_t byte) { return sum << 8 | byte; });
     return {kind.role, address, {data, bytes.end() - 1}};
 }
 
@@ -75,7 +75,7 @@ Record decode_record(const RecordLines& lines)
 Image parse_srecord(std::string_view text, const std::string& name)
 {
     Image image;
-    uint32_t data_records = 0;
+    std::uint32_t data_records = 0;
     bool is_counted = false; // a count that agrees proves completeness as well: some writers leave the end record out
     RecordLines lines{text, name};
     while (lines.next()) {

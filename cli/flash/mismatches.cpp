@@ -1,6 +1,6 @@
-#include "flash/mismatches.h"
+#include "cli/flash/mismatches.h"
 
-#include "terminal/progress.h"
+#include "cli/terminal/progress.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -8,16 +8,17 @@
 
 namespace tessit::cli {
 
-void Mismatches::compare(uint32_t address, std::span<const uint8_t> expected, std::span<const uint8_t> found)
+void Mismatches::compare(std::uint32_t address, std::span<const std::uint8_t> expected,
+                         std::span<const std::uint8_t> found)
 {
-    constexpr size_t listed = 8;
-    for (size_t i = 0; i < expected.size(); ++i) {
+    constexpr std::size_t listed = 8;
+    for (std::size_t i = 0; i < expected.size(); ++i) {
         if (expected[i] == found[i]) {
             continue;
         }
         ++count_;
         if (first_.size() < listed) {
-            first_.push_back({address + static_cast<uint32_t>(i), expected[i], found[i]});
+            first_.push_back({address + static_cast<std::uint32_t>(i), expected[i], found[i]});
         }
     }
 }
@@ -52,8 +53,8 @@ Mismatches compare_with_target(const Target& target, const Image& image, const s
     Mismatches mismatches;
     Progress progress{console, phase, image.size(), "bytes"};
     for (const Segment& segment : image.segments()) {
-        std::vector<uint8_t> found(segment.bytes.size());
-        target.read(segment.address, found, [&progress](size_t bytes) { progress.advance(bytes); });
+        std::vector<std::uint8_t> found(segment.bytes.size());
+        target.read(segment.address, found, [&progress](std::size_t bytes) { progress.advance(bytes); });
         mismatches.compare(segment.address, segment.bytes, found);
     }
     progress.finish();

@@ -1,9 +1,9 @@
-// Comparison of an image with what a chip holds.
+/// Comparison of an image with what a chip holds.
 #pragma once
 
-#include "firmware/image.h"
-#include "session/target.h"
-#include "terminal/console.h"
+#include "cli/firmware/image.h"
+#include "cli/session/target.h"
+#include "cli/terminal/console.h"
 
 #include <cstdint>
 #include <string>
@@ -14,31 +14,31 @@ namespace tessit::cli {
 
 struct Mismatch
 {
-    uint32_t address = 0;
-    uint8_t expected = 0;
-    uint8_t found = 0;
+    std::uint32_t address = 0;
+    std::uint8_t expected = 0;
+    std::uint8_t found = 0;
 };
 
-// Counts all differing bytes and keeps the first few.
+/// Counts all differing bytes and keeps the first few.
 class Mismatches
 {
 public:
-    void compare(uint32_t address, std::span<const uint8_t> expected, std::span<const uint8_t> found);
+    void compare(std::uint32_t address, std::span<const std::uint8_t> expected, std::span<const std::uint8_t> found);
 
-    uint64_t count() const { return count_; }
+    std::uint64_t count() const { return count_; }
     const std::vector<Mismatch>& first() const { return first_; }
 
-    // Throws a Failure with ExitCode::verify_mismatch that lists them, unless there are none. `what` was compared with
-    // the chip, or with what `holder` names; the hint says what to do about a difference.
+    /// Throws a Failure with ExitCode::verify_mismatch that lists them, unless there are none. `what` was compared with
+    /// the chip, or with what `holder` names; the hint says what to do about a difference.
     void require_none(std::string_view what) const;
     void require_none(std::string_view what, std::string_view holder, const std::string& hint) const;
 
 private:
-    uint64_t count_ = 0;
+    std::uint64_t count_ = 0;
     std::vector<Mismatch> first_;
 };
 
-// Reads what the image covers and compares; halts the CPU.
+/// Reads what the image covers and compares; halts the CPU.
 Mismatches compare_with_target(const Target& target, const Image& image, const std::string& phase,
                                const Console& console);
 

@@ -1,8 +1,8 @@
-#include "flash/plan.h"
+#include "cli/flash/plan.h"
 
-#include "flash/flash_bytes.h"
-#include "session/memory_map.h"
-#include "terminal/progress.h"
+#include "cli/flash/flash_bytes.h"
+#include "cli/session/memory_map.h"
+#include "cli/terminal/progress.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -14,20 +14,20 @@ namespace {
 // First addresses of the pages that hold data of the image, with their sizes.
 std::vector<Range> touched_pages(const Image& image, const FlashGeometry& geometry)
 {
-    std::set<uint32_t> addresses;
+    std::set<std::uint32_t> addresses;
     bool touches_uicr = false;
     for (const Segment& segment : image.segments()) {
-        if (memory_map::uicr.contains(uint64_t{segment.address})) {
+        if (memory_map::uicr.contains(std::uint64_t{segment.address})) {
             touches_uicr = true;
             continue;
         }
-        for (uint64_t page = geometry.page_of(segment.address); page < segment.range().end();
+        for (std::uint64_t page = geometry.page_of(segment.address); page < segment.range().end();
              page += geometry.page_size) {
-            addresses.insert(static_cast<uint32_t>(page));
+            addresses.insert(static_cast<std::uint32_t>(page));
         }
     }
     std::vector<Range> pages;
-    std::ranges::transform(addresses, std::back_inserter(pages), [&](uint32_t address) {
+    std::ranges::transform(addresses, std::back_inserter(pages), [&](std::uint32_t address) {
         return Range{address, geometry.page_size};
     });
     if (touches_uicr) {
@@ -49,7 +49,7 @@ void require_writable(const Page& page, EraseMode mode)
     if (!offset) {
         return;
     }
-    const uint64_t address = page.address + *offset;
+    const std::uint64_t address = page.address + *offset;
     if (memory_map::uicr.contains(address)) {
         throw Failure{ExitCode::failure,
                       fmt::format("the UICR byte at {:#010x} holds {:#04x} and cannot become {:#04x} without an erase",
@@ -64,7 +64,7 @@ void require_writable(const Page& page, EraseMode mode)
     }
 }
 
-Page plan_page(const Range& range, std::vector<uint8_t> current, const Image& image, EraseMode mode)
+Page plan_page(const Range& range, std::vector<std::uint8_t> current, const Image& image, EraseMode mode)
 {
     Page page{range.first, false, std::move(current), {}};
     page.wanted = page.current;
@@ -79,9 +79,9 @@ Page plan_page(const Range& range, std::vector<uint8_t> current, const Image& im
 
 } // namespace
 
-size_t Plan::pages_to_erase() const
+std::size_t Plan::pages_to_erase() const
 {
-    return static_cast<size_t>(std::ranges::count(pages, true, &Page::is_erased));
+    return static_cast<std::size_t>(std::ranges::count(pages, true, &Page::is_erased));
 }
 
 void require_programmable(const Image& image, const FlashGeometry& geometry, bool allow_protect)
@@ -90,14 +90,14 @@ void require_programmable(const Image& image, const FlashGeometry& geometry, boo
         if (geometry.flash().contains(segment.range()) || memory_map::uicr.contains(segment.range())) {
             continue;
         }
-        const bool begins_in_flash = geometry.flash().contains(uint64_t{segment.address});
-        const uint64_t outside = begins_in_flash ? geometry.size : segment.address;
+        const bool begins_in_flash = geometry.flash().contains(std::uint64_t{segment.address});
+        const std::uint64_t outside = begins_in_flash ? geometry.size : segment.address;
         throw Failure{
             ExitCode::failure,
             fmt::format("the image holds data for {:#010x} ({}), which is neither in this chip's flash ({}, {}) "
                         "nor in its UICR; nothing was erased",
-                        outside, memory_map::area_name(static_cast<uint32_t>(outside)), format_range(geometry.flash()),
-                        format_size(geometry.size)),
+                        outside, memory_map::area_name(static_cast<std::uint32_t>(outside)),
+                        format_range(geometry.flash()), format_size(geometry.size)),
             "Link the firmware for this chip, or check that the probe is on the right board."};
     }
     if (!allow_protect && image.byte_at(memory_map::uicr_approtect).value_or(erased_byte) != erased_byte) {
@@ -121,15 +121,15 @@ Plan plan_programming(const Target& target, const Image& image, const PlanOption
     plan.erases_all = options.erase == EraseMode::all ||
                       (options.erase == EraseMode::pages && replaces_everything(target, image, geometry));
 
-    uint64_t to_read = 0;
+    std::uint64_t to_read = 0;
     for (const Range& range : ranges) {
         to_read += plan.erases_all ? 0 : range.length;
     }
     Progress progress{console, "read", to_read, "bytes"};
     for (const Range& range : ranges) {
-        std::vector<uint8_t> current(range.length, erased_byte);
+        std::vector<std::uint8_t> current(range.length, erased_byte);
         if (!plan.erases_all) {
-            target.read(range.first, current, [&progress](size_t bytes) { progress.advance(bytes); });
+            target.read(range.first, current, [&progress](std::size_t bytes) { progress.advance(bytes); });
         }
         Page page = plan_page(range, std::move(current), image, options.erase);
         if (page.is_erased || page.current != page.wanted) {

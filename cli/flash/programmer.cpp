@@ -1,7 +1,7 @@
-#include "flash/programmer.h"
+#include "cli/flash/programmer.h"
 
-#include "flash/flash_bytes.h"
-#include "terminal/progress.h"
+#include "cli/flash/flash_bytes.h"
+#include "cli/terminal/progress.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -9,7 +9,7 @@
 namespace tessit::cli {
 namespace {
 
-constexpr size_t word_bytes = 4;
+constexpr std::size_t word_bytes = 4;
 
 // Collects words to be written into blocks as large as one call takes. Every call opens and closes the flash
 // controller's write bracket, which costs about as much as a few dozen words, so a short erased gap is written through;
@@ -19,10 +19,10 @@ class BlockBuilder
 public:
     void add_page(const Page& page)
     {
-        for (size_t i = 0; i < page.wanted.size(); i += word_bytes) {
+        for (std::size_t i = 0; i < page.wanted.size(); i += word_bytes) {
             const auto wanted = std::span{page.wanted}.subspan(i, word_bytes);
             if (!std::ranges::equal(wanted, std::span{page.current}.subspan(i, word_bytes))) {
-                add_word(page.address + static_cast<uint32_t>(i), wanted);
+                add_word(page.address + static_cast<std::uint32_t>(i), wanted);
             } else if (!is_erased(wanted)) {
                 may_bridge_ = false;
             }
@@ -32,17 +32,17 @@ public:
     std::vector<Segment> take() { return std::move(blocks_); }
 
 private:
-    void add_word(uint32_t address, std::span<const uint8_t> word)
+    void add_word(std::uint32_t address, std::span<const std::uint8_t> word)
     {
-        constexpr uint64_t longest_bridge = 256;
-        const uint64_t end = blocks_.empty() ? 0 : blocks_.back().range().end();
-        const uint64_t gap = address - end;
+        constexpr std::uint64_t longest_bridge = 256;
+        const std::uint64_t end = blocks_.empty() ? 0 : blocks_.back().range().end();
+        const std::uint64_t gap = address - end;
         const bool continues = !blocks_.empty() && (gap == 0 || (may_bridge_ && gap <= longest_bridge)) &&
                                blocks_.back().bytes.size() + gap + word_bytes <= transfer_chunk;
         if (!continues) {
             blocks_.push_back({address, {}});
         }
-        std::vector<uint8_t>& bytes = blocks_.back().bytes;
+        std::vector<std::uint8_t>& bytes = blocks_.back().bytes;
         bytes.resize(address - blocks_.back().address, erased_byte);
         bytes.insert(bytes.end(), word.begin(), word.end());
         may_bridge_ = true;
@@ -61,9 +61,9 @@ std::vector<Segment> blocks_to_write(const Plan& plan)
     return builder.take();
 }
 
-uint64_t total_bytes(const std::vector<Segment>& blocks)
+std::uint64_t total_bytes(const std::vector<Segment>& blocks)
 {
-    uint64_t total = 0;
+    std::uint64_t total = 0;
     for (const Segment& block : blocks) {
         total += block.bytes.size();
     }
@@ -91,27 +91,27 @@ void erase(const Target& target, const Plan& plan, const Console& console)
     progress.finish();
 }
 
-uint64_t write(const Target& target, const Plan& plan, const Console& console)
+std::uint64_t write(const Target& target, const Plan& plan, const Console& console)
 {
     const std::vector<Segment> blocks = blocks_to_write(plan);
-    const uint64_t total = total_bytes(blocks);
+    const std::uint64_t total = total_bytes(blocks);
     Progress progress{console, "write", total, "bytes"};
     for (const Segment& block : blocks) {
         target.write(block.address, block.bytes, WritePath::flash_controller,
-                     [&progress](size_t bytes) { progress.advance(bytes); });
+                     [&progress](std::size_t bytes) { progress.advance(bytes); });
     }
     progress.finish();
     return total;
 }
 
-uint64_t read_back(const Target& target, const Plan& plan, const Console& console)
+std::uint64_t read_back(const Target& target, const Plan& plan, const Console& console)
 {
     Image written;
     for (const Page& page : plan.pages) {
         // Pages do not overlap.
         static_cast<void>(written.add(page.address, page.wanted));
     }
-    const uint64_t total = written.size();
+    const std::uint64_t total = written.size();
     compare_with_target(target, written, "verify", console).require_none("what was written");
     return total;
 }

@@ -1,4 +1,4 @@
-// What the command asks of the operating system; each system has its own file beside this one.
+/// What the command asks of the operating system; each system has its own file beside this one.
 #pragma once
 
 #include <chrono>
@@ -12,36 +12,36 @@ namespace tessit::cli::platform {
 
 std::filesystem::path executable_folder();
 
-// Folder of the user's configuration files; empty when the environment names none.
+/// Folder of the user's configuration files; empty when the environment names none.
 std::filesystem::path user_config_folder();
 
-// File name of the simulated J-Link library.
+/// File name of the simulated J-Link library.
 extern const char* const simulation_file_name;
 
-// Where installers of the J-Link software put its library, the likeliest first; of several versions the newest.
+/// Where installers of the J-Link software put its library, the likeliest first; of several versions the newest.
 std::vector<std::filesystem::path> jlink_install_places();
 
 bool is_terminal(std::FILE* stream);
 
-// A line of standard input without its end; empty at the end of the input and when Ctrl-C is pressed.
+/// A line of standard input without its end; empty at the end of the input and when Ctrl-C is pressed.
 std::string read_line();
 
-// What standard input has had to say.
+/// What standard input has had to say.
 struct Input
 {
-    size_t length = 0; // bytes in the buffer
+    std::size_t length = 0; ///< bytes in the buffer
     bool has_ended = false;
 };
 
-// What is there now, up to the size of the buffer. Waits for it at most so long; Ctrl-C cuts the wait short.
+/// What is there now, up to the size of the buffer. Waits for it at most so long; Ctrl-C cuts the wait short.
 Input read_input(std::span<char> buffer, std::chrono::milliseconds wait);
 
-// Ctrl-C and a request to terminate are noted from now on; a second one ends the process at once. Writing to a closed
-// pipe becomes an ordinary write error.
+/// Ctrl-C and a request to terminate are noted from now on; a second one ends the process at once. Writing to a closed
+/// pipe becomes an ordinary write error.
 void catch_interrupts();
 bool is_interrupted();
 
-// A shared library that is loaded until the object goes. The constructor throws a Failure with the system's reason.
+/// A shared library that is loaded until the object goes. The constructor throws a Failure with the system's reason.
 class Module
 {
 public:
@@ -50,7 +50,7 @@ public:
     Module& operator=(const Module&) = delete;
     ~Module();
 
-    // Null when the library has no such function.
+    /// Null when the library has no such function.
     void* find(const char* name) const;
 
 private:

@@ -1,6 +1,6 @@
-#include "platform/platform.h"
+#include "cli/platform/platform.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <algorithm>
 #include <array>
@@ -103,7 +103,7 @@ Input read_input(std::span<char> buffer, std::chrono::milliseconds wait)
     if (count < 0) {
         return {0, errno != EINTR && errno != EAGAIN};
     }
-    return {static_cast<size_t>(count), count == 0};
+    return {static_cast<std::size_t>(count), count == 0};
 }
 
 void catch_interrupts()

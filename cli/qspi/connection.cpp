@@ -1,8 +1,8 @@
-#include "qspi/connection.h"
+#include "cli/qspi/connection.h"
 
-#include "failure.h"
-#include "firmware/file.h"
-#include "text/numbers.h"
+#include "cli/failure.h"
+#include "cli/firmware/file.h"
+#include "cli/text/numbers.h"
 
 #include <algorithm>
 #include <array>
@@ -25,9 +25,9 @@ public:
     using std::invalid_argument::invalid_argument;
 };
 
-uint32_t parse_number(const std::string& text, uint32_t lowest, uint32_t highest)
+std::uint32_t parse_number(const std::string& text, std::uint32_t lowest, std::uint32_t highest)
 {
-    uint32_t value = 0;
+    std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (text.empty() || error != std::errc{} || end != text.data() + text.size() || value < lowest || value > highest) {
         throw BadValue{fmt::format("a number from {} to {}", lowest, highest)};
@@ -36,21 +36,21 @@ uint32_t parse_number(const std::string& text, uint32_t lowest, uint32_t highest
 }
 
 // The code of a value is its place in the list.
-uint32_t parse_choice(const std::string& text, std::span<const std::string_view> choices)
+std::uint32_t parse_choice(const std::string& text, std::span<const std::string_view> choices)
 {
     const auto found = std::ranges::find(choices, text);
     if (found == choices.end()) {
         throw BadValue{fmt::format("one of {}", fmt::join(choices, ", "))};
     }
-    return static_cast<uint32_t>(found - choices.begin());
+    return static_cast<std::uint32_t>(found - choices.begin());
 }
 
 // "P0.17": port and pin.
-void parse_pin(const std::string& text, uint32_t& port, uint32_t& pin)
+void parse_pin(const std::string& text, std::uint32_t& port, std::uint32_t& pin)
 {
-    constexpr std::array<uint32_t, 2> last_pins{31, 15};
+    constexpr std::array<std::uint32_t, 2> last_pins{31, 15};
     constexpr const char* expected = "a pin: P0.0 to P0.31 or P1.0 to P1.15";
-    const size_t dot = text.find('.');
+    const std::size_t dot = text.find('.');
     if (dot != 2 || (text[0] != 'P' && text[0] != 'p') || (text[1] != '0' && text[1] != '1')) {
         throw BadValue{expected};
     }
@@ -83,7 +83,7 @@ void set_page(QspiConnection& connection, const std::string& text)
 
 void set_flash_size(QspiConnection& connection, const std::string& text)
 {
-    constexpr uint32_t sector = 4096;
+    constexpr std::uint32_t sector = 4096;
     constexpr const char* expected = "a size in whole sectors of 4 KiB, such as 8M or 0x800000";
     try {
         connection.flash_size = parse_u32(text, "flash size");
@@ -101,7 +101,7 @@ void set_pin(QspiConnection& connection, const std::string& text)
     parse_pin(text, connection.config.*port, connection.config.*pin);
 }
 
-template <auto member, uint32_t highest>
+template <auto member, std::uint32_t highest>
 void set_number(QspiConnection& connection, const std::string& text)
 {
     auto& field = connection.config.*member;
@@ -217,8 +217,8 @@ void require_separate_pins(const Config& config)
     struct Line
     {
         const char* name;
-        uint32_t port;
-        uint32_t pin;
+        std::uint32_t port;
+        std::uint32_t pin;
     };
     const std::array lines{
         Line{"csn", config.CSN_port, config.CSN_pin},    Line{"clk", config.CLK_port, config.CLK_pin},

@@ -1,6 +1,6 @@
-#include "qspi/external_flash.h"
+#include "cli/qspi/external_flash.h"
 
-#include "terminal/console.h"
+#include "cli/terminal/console.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -8,11 +8,11 @@
 namespace tessit::cli {
 namespace {
 
-constexpr uint8_t read_status_opcode = 0x05;
-constexpr uint8_t identify_opcode = 0x9F;
-constexpr uint8_t use_long_addresses_opcode = 0xB7;
-constexpr uint8_t use_short_addresses_opcode = 0xE9;
-constexpr uint8_t ones = 0xFF;
+constexpr std::uint8_t read_status_opcode = 0x05;
+constexpr std::uint8_t identify_opcode = 0x9F;
+constexpr std::uint8_t use_long_addresses_opcode = 0xB7;
+constexpr std::uint8_t use_short_addresses_opcode = 0xE9;
+constexpr std::uint8_t ones = 0xFF;
 
 constexpr const char* connection_hint =
     "Check the pins of the connection against the board, and that the flash has its supply; `tessit qspi info` shows "
@@ -20,17 +20,17 @@ constexpr const char* connection_hint =
 
 } // namespace
 
-uint32_t FlashIdentification::size() const
+std::uint32_t FlashIdentification::size() const
 {
-    constexpr uint8_t smallest = 16; // 64 KiB
-    constexpr uint8_t largest = 31;
-    return bytes[2] >= smallest && bytes[2] <= largest ? uint32_t{1} << bytes[2] : 0;
+    constexpr std::uint8_t smallest = 16; // 64 KiB
+    constexpr std::uint8_t largest = 31;
+    return bytes[2] >= smallest && bytes[2] <= largest ? std::uint32_t{1} << bytes[2] : 0;
 }
 
 bool FlashIdentification::is_of_nobody() const
 {
-    const auto all_are = [this](uint8_t value) {
-        return std::ranges::all_of(bytes, [value](uint8_t byte) { return byte == value; });
+    const auto all_are = [this](std::uint8_t value) {
+        return std::ranges::all_of(bytes, [value](std::uint8_t byte) { return byte == value; });
     };
     return all_are(ones) || all_are(0);
 }
@@ -83,9 +83,9 @@ FlashIdentification ExternalFlash::identify() const
     return identification;
 }
 
-uint32_t ExternalFlash::size() const
+std::uint32_t ExternalFlash::size() const
 {
-    const uint32_t size = connection_.flash_size.value_or(identification_.size());
+    const std::uint32_t size = connection_.flash_size.value_or(identification_.size());
     if (size == 0) {
         throw Failure{ExitCode::failure,
                       fmt::format("the external flash does not tell its size (its identification reads {:02x})",
@@ -97,22 +97,23 @@ uint32_t ExternalFlash::size() const
 
 Range ExternalFlash::reachable() const
 {
-    const uint64_t reach = uint64_t{1} << connection_.address_bits();
-    return {0, std::min<uint64_t>(size(), reach)};
+    const std::uint64_t reach = std::uint64_t{1} << connection_.address_bits();
+    return {0, std::min<std::uint64_t>(size(), reach)};
 }
 
-std::vector<uint8_t> ExternalFlash::instruct(uint8_t opcode, std::span<const uint8_t> sent, size_t received) const
+std::vector<std::uint8_t> ExternalFlash::instruct(std::uint8_t opcode, std::span<const std::uint8_t> sent,
+                                                  std::size_t received) const
 {
-    std::vector<uint8_t> data{sent.begin(), sent.end()};
+    std::vector<std::uint8_t> data{sent.begin(), sent.end()};
     data.resize(sent.size() + received);
-    std::vector<uint8_t> answer(data.size());
-    const auto length = static_cast<uint32_t>(1 + data.size());
+    std::vector<std::uint8_t> answer(data.size());
+    const auto length = static_cast<std::uint32_t>(1 + data.size());
     session_.check(TESSIT_qspi_custom(opcode, length, data.data(), answer.data()),
                    fmt::format("send the instruction {:#04x} to the external flash", opcode));
     return answer;
 }
 
-uint8_t ExternalFlash::read_status() const
+std::uint8_t ExternalFlash::read_status() const
 {
     return instruct(read_status_opcode, {}, 1).front();
 }
@@ -132,12 +133,12 @@ void ExternalFlash::wait_until_ready(std::string_view what) const
     }
 }
 
-void ExternalFlash::read(uint32_t address, std::span<uint8_t> bytes, const ChunkDone& done) const
+void ExternalFlash::read(std::uint32_t address, std::span<std::uint8_t> bytes, const ChunkDone& done) const
 {
     while (!bytes.empty()) {
         stop_if_interrupted();
         const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
-        const auto length = static_cast<uint32_t>(chunk.size());
+        const auto length = static_cast<std::uint32_t>(chunk.size());
         session_.check(TESSIT_qspi_read(address, chunk.data(), length),
                        fmt::format("read {} of the external flash at {:#010x}", format_size(length), address));
         if (done) {
@@ -148,12 +149,12 @@ void ExternalFlash::read(uint32_t address, std::span<uint8_t> bytes, const Chunk
     }
 }
 
-void ExternalFlash::write(uint32_t address, std::span<const uint8_t> bytes, const ChunkDone& done) const
+void ExternalFlash::write(std::uint32_t address, std::span<const std::uint8_t> bytes, const ChunkDone& done) const
 {
     while (!bytes.empty()) {
         stop_if_interrupted();
         const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
-        const auto length = static_cast<uint32_t>(chunk.size());
+        const auto length = static_cast<std::uint32_t>(chunk.size());
         session_.check(TESSIT_qspi_write(address, chunk.data(), length),
                        fmt::format("write {} to the external flash at {:#010x}", format_size(length), address));
         wait_until_ready(fmt::format("writing at {:#010x}", address));
@@ -165,7 +166,7 @@ void ExternalFlash::write(uint32_t address, std::span<const uint8_t> bytes, cons
     }
 }
 
-void ExternalFlash::erase(uint32_t address, qspi_erase_len_t length) const
+void ExternalFlash::erase(std::uint32_t address, qspi_erase_len_t length) const
 {
     session_.check(TESSIT_qspi_erase(address, length), fmt::format("erase the external flash at {:#010x}", address));
 }

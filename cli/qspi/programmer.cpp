@@ -1,7 +1,7 @@
-#include "qspi/programmer.h"
+#include "cli/qspi/programmer.h"
 
-#include "flash/flash_bytes.h"
-#include "terminal/progress.h"
+#include "cli/flash/flash_bytes.h"
+#include "cli/terminal/progress.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -14,22 +14,22 @@ constexpr const char* protection_hint =
     "The flash may be write-protected: check its WP line and the protection bits of its status register (`tessit qspi "
     "info` shows it).";
 
-std::optional<uint32_t> first_byte_to_erase(const Plan& plan, const Erase& erase)
+std::optional<std::uint32_t> first_byte_to_erase(const Plan& plan, const Erase& erase)
 {
     const Range range{erase.address, erase.bytes};
     for (const Sector& sector : plan.sectors) {
-        if (!range.contains(uint64_t{sector.address})) {
+        if (!range.contains(std::uint64_t{sector.address})) {
             continue;
         }
-        const auto byte = std::ranges::find_if(sector.current, [](uint8_t each) { return each != erased_byte; });
+        const auto byte = std::ranges::find_if(sector.current, [](std::uint8_t each) { return each != erased_byte; });
         if (byte != sector.current.end()) {
-            return sector.address + static_cast<uint32_t>(byte - sector.current.begin());
+            return sector.address + static_cast<std::uint32_t>(byte - sector.current.begin());
         }
     }
     return std::nullopt;
 }
 
-[[noreturn]] void refuse_not_erased(uint32_t address, uint8_t byte)
+[[noreturn]] void refuse_not_erased(std::uint32_t address, std::uint8_t byte)
 {
     throw Failure{
         ExitCode::failure,
@@ -42,12 +42,12 @@ void write(const ExternalFlash& flash, const Plan& plan, const Console& console)
 {
     Progress progress{console, "write", plan.bytes_to_write(), "bytes"};
     for (const Segment& segment : plan.writes) {
-        flash.write(segment.address, segment.bytes, [&progress](size_t bytes) { progress.advance(bytes); });
+        flash.write(segment.address, segment.bytes, [&progress](std::size_t bytes) { progress.advance(bytes); });
     }
     progress.finish();
 }
 
-uint64_t read_back(const ExternalFlash& flash, const Plan& plan, const Console& console)
+std::uint64_t read_back(const ExternalFlash& flash, const Plan& plan, const Console& console)
 {
     Image written;
     for (const Sector& sector : plan.sectors) {
@@ -65,7 +65,7 @@ uint64_t read_back(const ExternalFlash& flash, const Plan& plan, const Console& 
 void erase(const ExternalFlash& flash, std::span<const Erase> erases, const Console& console,
            const std::function<void(const Erase&)>& check)
 {
-    uint64_t total = 0;
+    std::uint64_t total = 0;
     for (const Erase& each : erases) {
         total += each.bytes;
     }
@@ -86,8 +86,8 @@ Mismatches compare(const ExternalFlash& flash, const Image& image, const Console
     Mismatches mismatches;
     Progress progress{console, "verify", image.size(), "bytes"};
     for (const Segment& segment : image.segments()) {
-        std::vector<uint8_t> found(segment.bytes.size());
-        flash.read(segment.address, found, [&progress](size_t bytes) { progress.advance(bytes); });
+        std::vector<std::uint8_t> found(segment.bytes.size());
+        flash.read(segment.address, found, [&progress](std::size_t bytes) { progress.advance(bytes); });
         mismatches.compare(segment.address, segment.bytes, found);
     }
     progress.finish();
@@ -96,21 +96,21 @@ Mismatches compare(const ExternalFlash& flash, const Image& image, const Console
 
 void require_blank(const ExternalFlash& flash, const Range& range, const Console& console)
 {
-    std::vector<uint8_t> found(range.length);
+    std::vector<std::uint8_t> found(range.length);
     Progress progress{console, "verify", range.length, "bytes"};
-    flash.read(range.first, found, [&progress](size_t bytes) { progress.advance(bytes); });
+    flash.read(range.first, found, [&progress](std::size_t bytes) { progress.advance(bytes); });
     progress.finish();
-    const auto byte = std::ranges::find_if(found, [](uint8_t each) { return each != erased_byte; });
+    const auto byte = std::ranges::find_if(found, [](std::uint8_t each) { return each != erased_byte; });
     if (byte != found.end()) {
-        refuse_not_erased(range.first + static_cast<uint32_t>(byte - found.begin()), *byte);
+        refuse_not_erased(range.first + static_cast<std::uint32_t>(byte - found.begin()), *byte);
     }
 }
 
-uint64_t execute(const ExternalFlash& flash, const Plan& plan, bool verify, const Console& console)
+std::uint64_t execute(const ExternalFlash& flash, const Plan& plan, bool verify, const Console& console)
 {
     const auto require_erased = [&](const Erase& done) {
         if (const auto address = first_byte_to_erase(plan, done)) {
-            uint8_t byte = 0;
+            std::uint8_t byte = 0;
             flash.read(*address, {&byte, 1});
             if (byte != erased_byte) {
                 refuse_not_erased(*address, byte);

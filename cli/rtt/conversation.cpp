@@ -1,6 +1,6 @@
-#include "rtt/conversation.h"
+#include "cli/rtt/conversation.h"
 
-#include "platform/platform.h"
+#include "cli/platform/platform.h"
 
 #include <algorithm>
 #include <array>
@@ -14,8 +14,8 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 // Taken from a channel at once; more than the J-Link library buffers.
-constexpr size_t read_bytes = size_t{256} * 1024;
-constexpr size_t input_bytes = size_t{64} * 1024;
+constexpr std::size_t read_bytes = std::size_t{256} * 1024;
+constexpr std::size_t input_bytes = std::size_t{64} * 1024;
 
 // Between two looks at channels that had nothing: short enough to seem immediate, long enough to leave the processor
 // to others. While data flows nothing waits.
@@ -38,16 +38,16 @@ std::string list_channels(const std::vector<RttChannel>& channels)
     return names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "));
 }
 
-Failure no_channel(const char* direction, uint32_t index, const std::vector<RttChannel>& channels)
+Failure no_channel(const char* direction, std::uint32_t index, const std::vector<RttChannel>& channels)
 {
     return {ExitCode::failure, fmt::format("the firmware has no {} channel {}", direction, index),
             fmt::format("Its {} channels: {}.", direction, list_channels(channels))};
 }
 
-std::vector<std::string> names_of(const std::vector<uint32_t>& indexes, const std::vector<RttChannel>& channels)
+std::vector<std::string> names_of(const std::vector<std::uint32_t>& indexes, const std::vector<RttChannel>& channels)
 {
     std::vector<std::string> names;
-    for (const uint32_t index : indexes) {
+    for (const std::uint32_t index : indexes) {
         if (index >= channels.size()) {
             throw no_channel("up", index, channels);
         }
@@ -150,8 +150,8 @@ void Conversation::attach()
 bool Conversation::receive()
 {
     bool has_received = false;
-    for (size_t i = 0; i < options_.up.size(); ++i) {
-        const std::optional<size_t> count = link_.read(options_.up[i], received_);
+    for (std::size_t i = 0; i < options_.up.size(); ++i) {
+        const std::optional<std::size_t> count = link_.read(options_.up[i], received_);
         if (!count) {
             attach();
             return true;
@@ -176,7 +176,7 @@ bool Conversation::send()
         typed_.clear();
         return false;
     }
-    const std::optional<size_t> count = link_.write(options_.down, typed_);
+    const std::optional<std::size_t> count = link_.write(options_.down, typed_);
     if (!count) {
         attach();
         return true;

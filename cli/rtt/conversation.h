@@ -1,10 +1,10 @@
-// A conversation with the firmware: what its up channels say is shown, and what the user types goes to a down channel.
+/// A conversation with the firmware: what its up channels say is shown, and what the user types goes to a down channel.
 #pragma once
 
-#include "rtt/link.h"
-#include "rtt/output.h"
-#include "rtt/text_watch.h"
-#include "terminal/console.h"
+#include "cli/rtt/link.h"
+#include "cli/rtt/output.h"
+#include "cli/rtt/text_watch.h"
+#include "cli/terminal/console.h"
 
 #include <chrono>
 #include <cstdint>
@@ -16,23 +16,23 @@ namespace tessit::cli {
 
 struct ConversationOptions
 {
-    std::vector<uint32_t> up{0};
-    uint32_t down = 0;
-    bool needs_down = false; // firmware without that down channel is a failure; otherwise input is left alone
+    std::vector<std::uint32_t> up{0};
+    std::uint32_t down = 0;
+    bool needs_down = false; ///< firmware without that down channel is a failure; otherwise input is left alone
     bool takes_input = true;
-    std::string until; // a text that ends the conversation; empty: none
+    std::string until; ///< a text that ends the conversation; empty: none
     std::optional<std::chrono::duration<double>> timeout;
     RttOutput::Options output;
 };
 
-// When a conversation, or the wait for its begin, must be over.
+/// When a conversation, or the wait for its begin, must be over.
 class Deadline
 {
 public:
     explicit Deadline(std::optional<std::chrono::duration<double>> timeout);
 
     bool has_passed() const { return end_ && std::chrono::steady_clock::now() >= *end_; }
-    // "within 2.5 s"
+    /// "within 2.5 s"
     const std::string& text() const { return text_; }
 
 private:
@@ -40,8 +40,8 @@ private:
     std::string text_;
 };
 
-// Waits until the firmware's channels are known, connecting again where necessary; a line tells of it unless they are
-// known at once. Throws a Failure when the deadline passes before, and after Ctrl-C.
+/// Waits until the firmware's channels are known, connecting again where necessary; a line tells of it unless they are
+/// known at once. Throws a Failure when the deadline passes before, and after Ctrl-C.
 RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Console& console);
 
 class Conversation
@@ -49,8 +49,8 @@ class Conversation
 public:
     Conversation(RttLink& link, const ConversationOptions& options, const Console& console);
 
-    // Until one of its ends: the text came, the time ran out (a Failure when a text was waited for), the input ended
-    // and the firmware has had its say, standard output is closed, or Ctrl-C (a Failure).
+    /// Until one of its ends: the text came, the time ran out (a Failure when a text was waited for), the input ended
+    /// and the firmware has had its say, standard output is closed, or Ctrl-C (a Failure).
     void run();
 
 private:
@@ -66,13 +66,13 @@ private:
     const Console& console_;
     Deadline deadline_;
     RttOutput output_;
-    std::vector<TextWatch> watches_; // one for each up channel
+    std::vector<TextWatch> watches_; ///< one for each up channel
     std::vector<char> received_;
     std::vector<char> input_;
-    bool has_come_ = false; // the text
+    bool has_come_ = false; ///< the text
     bool can_send_ = false;
     bool has_ended_input_ = false;
-    std::string typed_; // and not sent yet
+    std::string typed_; ///< and not sent yet
     std::chrono::steady_clock::time_point last_moved_;
 };
 

@@ -1,8 +1,8 @@
-#include "rtt/link.h"
+#include "cli/rtt/link.h"
 
-#include "commands/ram_power.h"
-#include "failure.h"
-#include "session/memory_map.h"
+#include "cli/commands/ram_power.h"
+#include "cli/failure.h"
+#include "cli/session/memory_map.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ constexpr const char* rtt_hint = "`tessit reset` starts the firmware anew; -v sh
 
 } // namespace
 
-RttLink::RttLink(Session& session, std::optional<uint32_t> control_block) : session_{session}
+RttLink::RttLink(Session& session, std::optional<std::uint32_t> control_block) : session_{session}
 {
     if (control_block) {
         session_.check(TESSIT_rtt_set_control_block_address(*control_block),
@@ -55,8 +55,8 @@ RttState RttLink::ask_state() const
 
 std::optional<RttChannels> RttLink::channels()
 {
-    uint32_t down_count = 0;
-    uint32_t up_count = 0;
+    std::uint32_t down_count = 0;
+    std::uint32_t up_count = 0;
     if (!has_passed(TESSIT_rtt_read_channel_count(&down_count, &up_count), "count the RTT channels")) {
         return {};
     }
@@ -65,12 +65,12 @@ std::optional<RttChannels> RttLink::channels()
     return down ? std::optional<RttChannels>{{std::move(*up), std::move(*down)}} : std::nullopt;
 }
 
-std::optional<std::vector<RttChannel>> RttLink::channels(rtt_direction_t direction, uint32_t count)
+std::optional<std::vector<RttChannel>> RttLink::channels(rtt_direction_t direction, std::uint32_t count)
 {
     std::vector<RttChannel> channels;
-    for (uint32_t index = 0; index < count; ++index) {
+    for (std::uint32_t index = 0; index < count; ++index) {
         std::array<char, 33> name{}; // 32 characters and the end
-        uint32_t size = 0;
+        std::uint32_t size = 0;
         const result_code_t result = TESSIT_rtt_read_channel_info(index, direction, name.data(), name.size(), &size);
         if (!has_passed(result, fmt::format("read what RTT channel {} is", index))) {
             return {};
@@ -80,23 +80,23 @@ std::optional<std::vector<RttChannel>> RttLink::channels(rtt_direction_t directi
     return channels;
 }
 
-std::optional<size_t> RttLink::read(uint32_t channel, std::span<char> bytes)
+std::optional<std::size_t> RttLink::read(std::uint32_t channel, std::span<char> bytes)
 {
-    uint32_t count = 0;
-    const result_code_t result =
-        TESSIT_rtt_read(channel, reinterpret_cast<uint8_t*>(bytes.data()), static_cast<uint32_t>(bytes.size()), &count);
+    std::uint32_t count = 0;
+    const result_code_t result = TESSIT_rtt_read(channel, reinterpret_cast<std::uint8_t*>(bytes.data()),
+                                                 static_cast<std::uint32_t>(bytes.size()), &count);
     return transferred(result, count, fmt::format("read RTT channel {}", channel));
 }
 
-std::optional<size_t> RttLink::write(uint32_t channel, std::string_view bytes)
+std::optional<std::size_t> RttLink::write(std::uint32_t channel, std::string_view bytes)
 {
-    uint32_t count = 0;
-    const result_code_t result = TESSIT_rtt_write(channel, reinterpret_cast<const uint8_t*>(bytes.data()),
-                                                  static_cast<uint32_t>(bytes.size()), &count);
+    std::uint32_t count = 0;
+    const result_code_t result = TESSIT_rtt_write(channel, reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                                  static_cast<std::uint32_t>(bytes.size()), &count);
     return transferred(result, count, fmt::format("write to RTT channel {}", channel));
 }
 
-std::optional<size_t> RttLink::transferred(result_code_t result, uint32_t count, const std::string& what)
+std::optional<std::size_t> RttLink::transferred(result_code_t result, std::uint32_t count, const std::string& what)
 {
     if (!has_passed(result, what)) {
         return {};
@@ -133,17 +133,17 @@ void erase_old_control_blocks(const Target& target)
 {
     constexpr std::string_view identifier{"SEGGER RTT\0\0\0\0\0\0", 16};
     const RamSections ram = read_ram_sections(target.session());
-    uint32_t address = memory_map::ram_start;
-    for (size_t section = 0; section < ram.sizes.size(); address += ram.sizes[section++]) {
+    std::uint32_t address = memory_map::ram_start;
+    for (std::size_t section = 0; section < ram.sizes.size(); address += ram.sizes[section++]) {
         if (ram.power[section] != RAM_SECTION_ON) {
             continue;
         }
-        const std::vector<uint8_t> bytes = target.read({address, ram.sizes[section]});
+        const std::vector<std::uint8_t> bytes = target.read({address, ram.sizes[section]});
         for (auto at = bytes.begin(); at != bytes.end();) {
             at = std::search(at, bytes.end(), identifier.begin(), identifier.end());
             if (at != bytes.end()) {
-                const std::array<uint8_t, 4> nothing{};
-                target.write((address + static_cast<uint32_t>(at - bytes.begin())) & ~3U, nothing, WritePath::bus);
+                const std::array<std::uint8_t, 4> nothing{};
+                target.write((address + static_cast<std::uint32_t>(at - bytes.begin())) & ~3U, nothing, WritePath::bus);
                 ++at;
             }
         }

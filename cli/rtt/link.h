@@ -1,7 +1,7 @@
-// RTT of the session's probe, through the library: starting and stopping it, its channels, and their bytes.
+/// RTT of the session's probe, through the library: starting and stopping it, its channels, and their bytes.
 #pragma once
 
-#include "session/target.h"
+#include "cli/session/target.h"
 
 #include <cstdint>
 #include <optional>
@@ -13,30 +13,30 @@ namespace tessit::cli {
 
 struct RttChannel
 {
-    uint32_t index;
+    std::uint32_t index;
     std::string name;
-    uint32_t size; // of the ring in the chip's RAM, in bytes
+    std::uint32_t size; ///< of the ring in the chip's RAM, in bytes
 };
 
 struct RttChannels
 {
-    std::vector<RttChannel> up;   // from the chip
-    std::vector<RttChannel> down; // to the chip
+    std::vector<RttChannel> up;   ///< from the chip
+    std::vector<RttChannel> down; ///< to the chip
 };
 
 enum class RttState
 {
     ready,
-    no_control_block, // not yet, or not any longer
-    disconnected,     // from the chip, or from the probe
+    no_control_block, ///< not yet, or not any longer
+    disconnected,     ///< from the chip, or from the probe
 };
 
-// RTT is started while one lives. The chip is connected.
+/// RTT is started while one lives. The chip is connected.
 class RttLink
 {
 public:
-    // Without an address the J-Link library searches the chip's RAM for the control block.
-    RttLink(Session& session, std::optional<uint32_t> control_block);
+    /// Without an address the J-Link library searches the chip's RAM for the control block.
+    RttLink(Session& session, std::optional<std::uint32_t> control_block);
     RttLink(const RttLink&) = delete;
     RttLink& operator=(const RttLink&) = delete;
     ~RttLink();
@@ -44,30 +44,30 @@ public:
     RttState state();
     bool is_halted() const { return Target{session_}.is_halted(); }
     std::string command_line(std::string_view words) const { return session_.command_line(words); }
-    // These give null after a failure that may pass, when the chip was reset or the connection was lost: ask for the
-    // state. They throw a Failure when it does not pass.
+    /// These give null after a failure that may pass, when the chip was reset or the connection was lost: ask for the
+    /// state. They throw a Failure when it does not pass.
 
     std::optional<RttChannels> channels();
-    // How many bytes were transferred, possibly 0.
-    std::optional<size_t> read(uint32_t channel, std::span<char> bytes);
-    std::optional<size_t> write(uint32_t channel, std::string_view bytes);
+    /// How many bytes were transferred, possibly 0.
+    std::optional<std::size_t> read(std::uint32_t channel, std::span<char> bytes);
+    std::optional<std::size_t> write(std::uint32_t channel, std::string_view bytes);
 
-    // After the connection was lost: try once to connect again. Throws when the probe itself is gone or the chip is
-    // protected.
+    /// After the connection was lost: try once to connect again. Throws when the probe itself is gone or the chip is
+    /// protected.
     bool reconnect();
 
 private:
     RttState ask_state() const;
     bool has_passed(result_code_t result, const std::string& what);
-    std::optional<size_t> transferred(result_code_t result, uint32_t count, const std::string& what);
-    std::optional<std::vector<RttChannel>> channels(rtt_direction_t direction, uint32_t count);
+    std::optional<std::size_t> transferred(result_code_t result, std::uint32_t count, const std::string& what);
+    std::optional<std::vector<RttChannel>> channels(rtt_direction_t direction, std::uint32_t count);
 
     Session& session_;
-    bool has_failed_ = false; // since the last transfer, and the state does not tell why
+    bool has_failed_ = false; ///< since the last transfer, and the state does not tell why
 };
 
-// Of control blocks that earlier runs left in RAM, the identifiers: the J-Link library would find one of these before
-// the firmware has made its own. The CPU must be halted.
+/// Of control blocks that earlier runs left in RAM, the identifiers: the J-Link library would find one of these before
+/// the firmware has made its own. The CPU must be halted.
 void erase_old_control_blocks(const Target& target);
 
 } // namespace tessit::cli

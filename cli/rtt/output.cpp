@@ -1,6 +1,6 @@
-#include "rtt/output.h"
+#include "cli/rtt/output.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <cerrno>
 #include <chrono>
@@ -12,7 +12,7 @@ namespace tessit::cli {
 namespace {
 
 // A line without an end is shown in pieces of this length.
-constexpr size_t longest_line = 4096;
+constexpr std::size_t longest_line = 4096;
 
 std::string time_of_day()
 {
@@ -23,9 +23,9 @@ std::string time_of_day()
                        milliseconds);
 }
 
-size_t line_length(std::string_view bytes)
+std::size_t line_length(std::string_view bytes)
 {
-    const size_t end = bytes.find('\n');
+    const std::size_t end = bytes.find('\n');
     return end == std::string_view::npos ? bytes.size() : end + 1;
 }
 
@@ -72,7 +72,7 @@ void RttOutput::finish_lines()
     }
 }
 
-void RttOutput::take(size_t channel, std::string_view bytes)
+void RttOutput::take(std::size_t channel, std::string_view bytes)
 {
     if (channels_.size() > 1) {
         take_lines(channels_[channel], bytes);

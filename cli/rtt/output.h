@@ -1,4 +1,4 @@
-// What the up channels said, on standard output and in a log file.
+/// What the up channels said, on standard output and in a log file.
 #pragma once
 
 #include <cstdio>
@@ -9,36 +9,37 @@
 
 namespace tessit::cli {
 
-// One channel's text is shown as it comes, several channels' texts by whole lines, each behind its channel's name.
+/// One channel's text is shown as it comes, several channels' texts by whole lines, each behind its channel's name.
 class RttOutput
 {
 public:
     struct Options
     {
-        bool timestamps = false; // the time of day before every line
-        std::string log_file;    // gets all that is shown, too; may be empty
+        bool timestamps = false; ///< the time of day before every line
+        std::string log_file;    ///< gets all that is shown, too; may be empty
     };
 
-    // Throws a Failure when the log cannot be written. The names are the channels'.
+    /// Throws a Failure when the log cannot be written. The names are the channels'.
     explicit RttOutput(Options options);
-    // Lines that were not finished are shown now.
+    /// Lines that were not finished are shown now.
     ~RttOutput();
     RttOutput(const RttOutput&) = delete;
     RttOutput& operator=(const RttOutput&) = delete;
 
-    // The channels that are shown from now on, by their positions in `names`. Unfinished lines of the others are ended.
+    /// The channels that are shown from now on, by their positions in `names`. Unfinished lines of the others are
+    /// ended.
     void show_channels(const std::vector<std::string>& names);
-    // All that a call gets is shown when it returns, up to the last line's begin.
-    void take(size_t channel, std::string_view bytes);
+    /// All that a call gets is shown when it returns, up to the last line's begin.
+    void take(std::size_t channel, std::string_view bytes);
 
-    // Standard output takes no more: its reader has gone.
+    /// Standard output takes no more: its reader has gone.
     static bool is_closed();
 
 private:
     struct Channel
     {
         std::string prefix;
-        std::string unfinished; // with several channels: a line's begin
+        std::string unfinished; ///< with several channels: a line's begin
         bool at_line_begin = true;
     };
     struct FileCloser

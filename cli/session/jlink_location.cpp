@@ -1,7 +1,7 @@
-#include "session/jlink_location.h"
+#include "cli/session/jlink_location.h"
 
-#include "failure.h"
-#include "platform/platform.h"
+#include "cli/failure.h"
+#include "cli/platform/platform.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,17 +1,17 @@
-// Where the J-Link library is.
+/// Where the J-Link library is.
 #pragma once
 
-#include "app/settings.h"
+#include "cli/app/settings.h"
 
 #include <string>
 
 namespace tessit::cli {
 
-// The library that --jlink, TESSIT_JLINK or the config file names; else the first that is installed in one of the usual
-// places. Never the simulation, unless --sim was given. Throws a Failure that lists where it was looked for.
+/// The library that --jlink, TESSIT_JLINK or the config file names; else the first that is installed in one of the
+/// usual places. Never the simulation, unless --sim was given. Throws a Failure that lists where it was looked for.
 std::string find_jlink_library(const Settings& settings);
 
-// The simulated library beside the command, or in the library folder of its installation.
+/// The simulated library beside the command, or in the library folder of its installation.
 std::string find_simulation();
 
 } // namespace tessit::cli

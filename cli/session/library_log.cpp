@@ -1,7 +1,7 @@
-#include "session/library_log.h"
+#include "cli/session/library_log.h"
 
-#include "failure.h"
-#include "terminal/stream.h"
+#include "cli/failure.h"
+#include "cli/terminal/stream.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +21,7 @@ constexpr std::array<std::string_view, 2> progress_messages{"There is no generic
 
 std::string_view without_line_end(std::string_view text)
 {
-    const size_t last = text.find_last_not_of(" \r\n.");
+    const std::size_t last = text.find_last_not_of(" \r\n.");
     return last == std::string_view::npos ? std::string_view{} : text.substr(0, last + 1);
 }
 
@@ -66,8 +66,8 @@ void LibraryLog::take(std::string_view line)
         print_to(file_.get(), "{}\n", shown);
     }
 
-    const size_t tag = line.find(prefix);
-    const size_t separator = line.find(":\t");
+    const std::size_t tag = line.find(prefix);
+    const std::size_t separator = line.find(":\t");
     if (separator != std::string_view::npos) {
         take_message(line.substr(separator + 2));
         return;

@@ -1,4 +1,4 @@
-// What the library narrates: kept for the reasons of failures, shown with -v, written with --log.
+/// What the library narrates: kept for the reasons of failures, shown with -v, written with --log.
 #pragma once
 
 #include <cstdio>
@@ -10,23 +10,23 @@
 
 namespace tessit::cli {
 
-// One at a time: the library's callback carries no context of its caller's.
+/// One at a time: the library's callback carries no context of its caller's.
 class LibraryLog
 {
 public:
-    // `file` may be empty. Throws a Failure when it cannot be written.
+    /// `file` may be empty. Throws a Failure when it cannot be written.
     LibraryLog(bool is_shown, const std::string& file);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
     ~LibraryLog();
 
-    // To be handed to TESSIT_open_dll while a LibraryLog lives.
+    /// To be handed to TESSIT_open_dll while a LibraryLog lives.
     static void TESSIT_CALL receive(const char* line);
 
-    // Why the library's newest call failed, in its own and the J-Link library's words; empty when it said nothing.
+    /// Why the library's newest call failed, in its own and the J-Link library's words; empty when it said nothing.
     std::string reason() const;
 
-    // Is called with the name of every operation that the library begins, also those within a call.
+    /// Is called with the name of every operation that the library begins, also those within a call.
     using Listener = std::function<void(std::string_view operation)>;
     void listen(Listener listener) { listener_ = std::move(listener); }
 
@@ -39,14 +39,14 @@ private:
     void take(std::string_view line);
     void take_message(std::string_view message);
 
-    static LibraryLog* active; // set and cleared by the constructor and the destructor
+    static LibraryLog* active; ///< set and cleared by the constructor and the destructor
 
     bool is_shown_;
     std::string file_name_;
     std::unique_ptr<std::FILE, FileCloser> file_;
-    std::string complaint_;    // newest message of the call that reports a failure
-    std::string jlink_text_;   // newest text of the J-Link library itself
-    std::string jlink_reason_; // the one that came before the complaint
+    std::string complaint_;    ///< newest message of the call that reports a failure
+    std::string jlink_text_;   ///< newest text of the J-Link library itself
+    std::string jlink_reason_; ///< the one that came before the complaint
     Listener listener_;
 };
 

@@ -1,4 +1,4 @@
-#include "session/memory_map.h"
+#include "cli/session/memory_map.h"
 
 #include <algorithm>
 #include <array>
@@ -24,10 +24,10 @@ constexpr std::array areas{
 
 } // namespace
 
-const char* area_name(uint32_t address)
+const char* area_name(std::uint32_t address)
 {
-    const auto* const found =
-        std::ranges::find_if(areas, [address](const Area& area) { return area.range.contains(uint64_t{address}); });
+    const auto* const found = std::ranges::find_if(
+        areas, [address](const Area& area) { return area.range.contains(std::uint64_t{address}); });
     return found == areas.end() ? "no known area" : found->name;
 }
 

@@ -1,23 +1,23 @@
-// The areas of a Birch chip's address space, as far as the command line tells them apart.
+/// The areas of a Birch chip's address space, as far as the command line tells them apart.
 #pragma once
 
-#include "text/numbers.h"
+#include "cli/text/numbers.h"
 
 #include <cstdint>
 
 namespace tessit::cli::memory_map {
 
-inline constexpr uint32_t flash_start = 0x00000000;
-inline constexpr Range ficr{0x10000000, 0x1000}; // factory information, written by the manufacturer
-inline constexpr Range uicr{0x10001000, 0x1000}; // user configuration, non-volatile
-inline constexpr uint32_t ram_start = 0x20000000;
+inline constexpr std::uint32_t flash_start = 0x00000000;
+inline constexpr Range ficr{0x10000000, 0x1000}; ///< factory information, written by the manufacturer
+inline constexpr Range uicr{0x10001000, 0x1000}; ///< user configuration, non-volatile
+inline constexpr std::uint32_t ram_start = 0x20000000;
 
-inline constexpr uint32_t ficr_page_size = 0x10000010;  // bytes
-inline constexpr uint32_t ficr_page_count = 0x10000014; // of the flash
-inline constexpr uint32_t uicr_approtect = 0x10001208;  // readback protection is on unless the low byte is 0xFF
-inline constexpr uint32_t reset_reasons = 0x40000400;
+inline constexpr std::uint32_t ficr_page_size = 0x10000010;  ///< bytes
+inline constexpr std::uint32_t ficr_page_count = 0x10000014; ///< of the flash
+inline constexpr std::uint32_t uicr_approtect = 0x10001208;  ///< readback protection is on unless the low byte is 0xFF
+inline constexpr std::uint32_t reset_reasons = 0x40000400;
 
-// "flash", "UICR", "RAM", ...: what an address belongs to, by the chips' memory map.
-const char* area_name(uint32_t address);
+/// "flash", "UICR", "RAM", ...: what an address belongs to, by the chips' memory map.
+const char* area_name(std::uint32_t address);
 
 } // namespace tessit::cli::memory_map

@@ -1,6 +1,6 @@
-#include "session/probe_choice.h"
+#include "cli/session/probe_choice.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -9,10 +9,10 @@
 namespace tessit::cli {
 namespace {
 
-std::vector<uint32_t> matching(const std::string& ending, const std::vector<uint32_t>& attached)
+std::vector<std::uint32_t> matching(const std::string& ending, const std::vector<std::uint32_t>& attached)
 {
-    std::vector<uint32_t> matches;
-    for (const uint32_t serial : attached) {
+    std::vector<std::uint32_t> matches;
+    for (const std::uint32_t serial : attached) {
         const std::string text = std::to_string(serial);
         if (text == ending) {
             return {serial};
@@ -24,9 +24,9 @@ std::vector<uint32_t> matching(const std::string& ending, const std::vector<uint
     return matches;
 }
 
-uint32_t choose_one(const std::string& ending, const std::vector<uint32_t>& attached)
+std::uint32_t choose_one(const std::string& ending, const std::vector<std::uint32_t>& attached)
 {
-    const std::vector<uint32_t> matches = matching(ending, attached);
+    const std::vector<std::uint32_t> matches = matching(ending, attached);
     if (matches.empty()) {
         throw Failure{ExitCode::no_probe, fmt::format("no attached probe has the serial number {}", ending),
                       fmt::format("Attached: {}.", fmt::join(attached, ", "))};
@@ -41,7 +41,7 @@ uint32_t choose_one(const std::string& ending, const std::vector<uint32_t>& atta
 
 } // namespace
 
-std::vector<uint32_t> choose_probes(const Settings& settings, const std::vector<uint32_t>& attached)
+std::vector<std::uint32_t> choose_probes(const Settings& settings, const std::vector<std::uint32_t>& attached)
 {
     if (attached.empty()) {
         throw Failure{ExitCode::no_probe, "no probe is attached",
@@ -59,9 +59,9 @@ std::vector<uint32_t> choose_probes(const Settings& settings, const std::vector<
     if (settings.probes.empty()) {
         return attached;
     }
-    std::vector<uint32_t> chosen;
+    std::vector<std::uint32_t> chosen;
     for (const std::string& ending : settings.probes) {
-        const uint32_t serial = choose_one(ending, attached);
+        const std::uint32_t serial = choose_one(ending, attached);
         if (std::ranges::find(chosen, serial) == chosen.end()) {
             chosen.push_back(serial);
         }

@@ -1,15 +1,15 @@
-// Which of the attached probes a command works on.
+/// Which of the attached probes a command works on.
 #pragma once
 
-#include "app/settings.h"
+#include "cli/app/settings.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace tessit::cli {
 
-// The probes that --probe or --all-probes select, in the order of the flags; the only one when none is named. Throws a
-// Failure with ExitCode::no_probe, which lists what is attached.
-std::vector<uint32_t> choose_probes(const Settings& settings, const std::vector<uint32_t>& attached);
+/// The probes that --probe or --all-probes select, in the order of the flags; the only one when none is named. Throws a
+/// Failure with ExitCode::no_probe, which lists what is attached.
+std::vector<std::uint32_t> choose_probes(const Settings& settings, const std::vector<std::uint32_t>& attached);
 
 } // namespace tessit::cli

@@ -1,4 +1,4 @@
-#include "session/result.h"
+#include "cli/session/result.h"
 
 #include <algorithm>
 #include <array>

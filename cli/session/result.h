@@ -1,7 +1,7 @@
-// The library's results in the words of the command line.
+/// The library's results in the words of the command line.
 #pragma once
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <jlinkarm_birch_tessit.h>
 
@@ -16,7 +16,7 @@ struct ResultText
     const char* hint;
 };
 
-// The row of a result that is not RESULT_OK; a code that is not known gets a row that says so.
+/// The row of a result that is not RESULT_OK; a code that is not known gets a row that says so.
 const ResultText& result_text(result_code_t code);
 
 const char* chip_version_name(chip_version_t version);

@@ -1,7 +1,7 @@
-#include "session/session.h"
+#include "cli/session/session.h"
 
-#include "session/jlink_location.h"
-#include "session/result.h"
+#include "cli/session/jlink_location.h"
+#include "cli/session/result.h"
 
 #include <fmt/format.h>
 
@@ -19,18 +19,18 @@ Session::~Session()
     TESSIT_close_dll();
 }
 
-std::vector<uint32_t> Session::attached_probes() const
+std::vector<std::uint32_t> Session::attached_probes() const
 {
-    uint32_t count = 0;
+    std::uint32_t count = 0;
     check(TESSIT_enum_emu_snr(nullptr, 0, &count), "list the probes");
-    std::vector<uint32_t> serials(count);
+    std::vector<std::uint32_t> serials(count);
     check(TESSIT_enum_emu_snr(serials.data(), count, &count), "list the probes");
     // A probe may have come or gone between the two calls.
-    serials.resize(std::min<size_t>(serials.size(), count));
+    serials.resize(std::min<std::size_t>(serials.size(), count));
     return serials;
 }
 
-void Session::connect(uint32_t serial)
+void Session::connect(std::uint32_t serial)
 {
     serial_ = serial;
     check(TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz), fmt::format("use probe {}", serial));

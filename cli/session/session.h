@@ -1,9 +1,9 @@
-// The library with a J-Link library loaded, and a session with one probe at a time. Everything is closed with the
-// object.
+/// The library with a J-Link library loaded, and a session with one probe at a time. Everything is closed with the
+/// object.
 #pragma once
 
-#include "app/settings.h"
-#include "session/library_log.h"
+#include "cli/app/settings.h"
+#include "cli/session/library_log.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,7 +16,7 @@ namespace tessit::cli {
 class Session
 {
 public:
-    // Loads the J-Link library; throws a Failure as everything here does.
+    /// Loads the J-Link library; throws a Failure as everything here does.
     explicit Session(const Settings& settings);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -26,18 +26,18 @@ public:
     const std::string& jlink_path() const { return jlink_path_; }
     LibraryLog& log() { return log_; }
 
-    // Serial numbers in the order in which the J-Link library lists them.
-    std::vector<uint32_t> attached_probes() const;
+    /// Serial numbers in the order in which the J-Link library lists them.
+    std::vector<std::uint32_t> attached_probes() const;
 
-    void connect(uint32_t serial);
+    void connect(std::uint32_t serial);
     void disconnect();
-    uint32_t serial() const { return serial_; }
+    std::uint32_t serial() const { return serial_; }
 
-    // Throws unless the result is RESULT_OK. `what` completes "cannot ..."; `jlink_hint` is what to do when it is the
-    // J-Link library that failed, instead of the general advice.
+    /// Throws unless the result is RESULT_OK. `what` completes "cannot ..."; `jlink_hint` is what to do when it is the
+    /// J-Link library that failed, instead of the general advice.
     void check(result_code_t result, std::string_view what, std::string_view jlink_hint = {}) const;
 
-    // "tessit --sim --probe 123 recover --yes": the words for this session's probe, ready to be typed.
+    /// "tessit --sim --probe 123 recover --yes": the words for this session's probe, ready to be typed.
     std::string command_line(std::string_view words) const;
 
 private:
@@ -47,7 +47,7 @@ private:
     const Settings& settings_;
     std::string jlink_path_;
     LibraryLog log_;
-    uint32_t serial_ = 0; // of the probe that was connected last, 0 before that
+    std::uint32_t serial_ = 0; ///< of the probe that was connected last, 0 before that
     bool connected_ = false;
 };
 

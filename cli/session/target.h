@@ -1,8 +1,8 @@
-// The chip on the probe: its memory in blocks, its flash geometry, its CPU's run state.
+/// The chip on the probe: its memory in blocks, its flash geometry, its CPU's run state.
 #pragma once
 
-#include "session/session.h"
-#include "text/numbers.h"
+#include "cli/session/session.h"
+#include "cli/text/numbers.h"
 
 #include <cstdint>
 #include <functional>
@@ -11,45 +11,46 @@
 
 namespace tessit::cli {
 
-// Bytes that one call transfers at most, so that progress shows and Ctrl-C is heard between two of them.
-inline constexpr size_t transfer_chunk = size_t{64} * 1024;
+/// Bytes that one call transfers at most, so that progress shows and Ctrl-C is heard between two of them.
+inline constexpr std::size_t transfer_chunk = std::size_t{64} * 1024;
 
-enum class WritePath : uint8_t
+enum class WritePath : std::uint8_t
 {
-    bus = 0,              // plain memory and registers
-    flash_controller = 1, // flash and UICR
+    bus = 0,              ///< plain memory and registers
+    flash_controller = 1, ///< flash and UICR
 };
 
-// Is told the bytes of each chunk that was transferred.
-using ChunkDone = std::function<void(size_t bytes)>;
+/// Is told the bytes of each chunk that was transferred.
+using ChunkDone = std::function<void(std::size_t bytes)>;
 
 struct FlashGeometry
 {
-    uint32_t size = 0;      // bytes
-    uint32_t page_size = 0; // bytes, a power of two
+    std::uint32_t size = 0;      ///< bytes
+    std::uint32_t page_size = 0; ///< bytes, a power of two
 
     Range flash() const { return {0, size}; }
-    uint32_t page_of(uint32_t address) const { return address & ~(page_size - 1); }
+    std::uint32_t page_of(std::uint32_t address) const { return address & ~(page_size - 1); }
 };
 
 class Target
 {
 public:
-    // Of the probe that the session is connected to; the chip is connected on first use.
+    /// Of the probe that the session is connected to; the chip is connected on first use.
     explicit Target(Session& session) : session_{session} {}
 
     Session& session() const { return session_; }
 
-    uint32_t read_word(uint32_t address) const;
-    void read(uint32_t address, std::span<uint8_t> bytes, const ChunkDone& done = {}) const;
-    std::vector<uint8_t> read(const Range& range) const;
-    // The address is a multiple of 4.
-    void write(uint32_t address, std::span<const uint8_t> bytes, WritePath path, const ChunkDone& done = {}) const;
+    std::uint32_t read_word(std::uint32_t address) const;
+    void read(std::uint32_t address, std::span<std::uint8_t> bytes, const ChunkDone& done = {}) const;
+    std::vector<std::uint8_t> read(const Range& range) const;
+    /// The address is a multiple of 4.
+    void write(std::uint32_t address, std::span<const std::uint8_t> bytes, WritePath path,
+               const ChunkDone& done = {}) const;
 
-    // From the chip's factory area, or from --flash-size and --page-size.
+    /// From the chip's factory area, or from --flash-size and --page-size.
     FlashGeometry flash_geometry() const;
 
-    // Every access connects on demand; this is for the sake of a message that says so.
+    /// Every access connects on demand; this is for the sake of a message that says so.
     void connect() const;
 
     bool is_halted() const;
@@ -60,21 +61,21 @@ private:
     Session& session_;
 };
 
-// Lets the CPU go on where a command only looked: it is halted by nearly every access, and this sets it running again
-// if it was running at the start.
+/// Lets the CPU go on where a command only looked: it is halted by nearly every access, and this sets it running again
+/// if it was running at the start.
 class RunStateKeeper
 {
 public:
     explicit RunStateKeeper(const Target& target) : target_{target}, was_running_{!target.is_halted()} {}
     RunStateKeeper(const RunStateKeeper&) = delete;
     RunStateKeeper& operator=(const RunStateKeeper&) = delete;
-    // After a failure, as far as it still can be done.
+    /// After a failure, as far as it still can be done.
     ~RunStateKeeper();
 
     bool was_running() const { return was_running_; }
-    // At the regular end; throws when the CPU cannot be set running.
+    /// At the regular end; throws when the CPU cannot be set running.
     void restore();
-    // The CPU is to stay halted.
+    /// The CPU is to stay halted.
     void release() { is_pending_ = false; }
 
 private:

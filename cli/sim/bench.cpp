@@ -1,7 +1,7 @@
-#include "sim/bench.h"
+#include "cli/sim/bench.h"
 
-#include "failure.h"
-#include "session/jlink_location.h"
+#include "cli/failure.h"
+#include "cli/session/jlink_location.h"
 
 #include <fmt/format.h>
 
@@ -51,9 +51,9 @@ std::vector<BenchProbe> Bench::probes() const
     const int count = find<decltype(&JLINKSIM_count_probes)>("JLINKSIM_count_probes")();
     require(count, "count the simulated probes");
     const auto describe = find<decltype(&JLINKSIM_describe_probe)>("JLINKSIM_describe_probe");
-    std::vector<BenchProbe> probes(static_cast<size_t>(count));
-    for (size_t i = 0; i < probes.size(); ++i) {
-        if (describe(static_cast<uint32_t>(i), &probes[i].description) < 0) {
+    std::vector<BenchProbe> probes(static_cast<std::size_t>(count));
+    for (std::size_t i = 0; i < probes.size(); ++i) {
+        if (describe(static_cast<std::uint32_t>(i), &probes[i].description) < 0) {
             probes[i].problem = error_text();
         }
     }
@@ -66,13 +66,13 @@ void Bench::write_example(const std::string& path) const
             fmt::format("write the bench file {}", path));
 }
 
-void Bench::factory_reset(uint32_t serial) const
+void Bench::factory_reset(std::uint32_t serial) const
 {
     require(find<decltype(&JLINKSIM_factory_reset)>("JLINKSIM_factory_reset")(serial),
             fmt::format("give the chip on probe {} its factory state", serial));
 }
 
-void Bench::power_cycle(uint32_t serial) const
+void Bench::power_cycle(std::uint32_t serial) const
 {
     require(find<decltype(&JLINKSIM_power_cycle)>("JLINKSIM_power_cycle")(serial),
             fmt::format("switch the chip on probe {} off and on", serial));

@@ -1,8 +1,8 @@
-// The simulated bench, through the control interface of the simulated J-Link library. This and the `sim` command are
-// the only parts of the command line that know of it.
+/// The simulated bench, through the control interface of the simulated J-Link library. This and the `sim` command are
+/// the only parts of the command line that know of it.
 #pragma once
 
-#include "platform/platform.h"
+#include "cli/platform/platform.h"
 
 #include <cstdint>
 #include <jlinkarm_sim.h>
@@ -14,25 +14,25 @@ namespace tessit::cli {
 struct BenchProbe
 {
     jlinksim_probe_t description;
-    std::string problem; // why nothing is known of what the chip holds; empty when it is known
+    std::string problem; ///< why nothing is known of what the chip holds; empty when it is known
 };
 
 class Bench
 {
 public:
-    // Loads the simulated library; the bench itself is opened on first use. Throws a Failure as everything here does.
+    /// Loads the simulated library; the bench itself is opened on first use. Throws a Failure as everything here does.
     Bench();
 
-    // Opens the bench that the environment names. The J-Link functions would do so by themselves, but could not say
-    // what is wrong with its file.
+    /// Opens the bench that the environment names. The J-Link functions would do so by themselves, but could not say
+    /// what is wrong with its file.
     void open() const;
 
-    std::string path() const; // of the bench file; empty for the built-in bench
+    std::string path() const; ///< of the bench file; empty for the built-in bench
     std::vector<BenchProbe> probes() const;
 
     void write_example(const std::string& path) const;
-    void factory_reset(uint32_t serial) const;
-    void power_cycle(uint32_t serial) const;
+    void factory_reset(std::uint32_t serial) const;
+    void power_cycle(std::uint32_t serial) const;
 
 private:
     template <typename Function>

@@ -1,7 +1,7 @@
-#include "terminal/console.h"
+#include "cli/terminal/console.h"
 
-#include "platform/platform.h"
-#include "terminal/stream.h"
+#include "cli/platform/platform.h"
+#include "cli/terminal/stream.h"
 
 #include <cstdlib>
 #include <fmt/color.h>

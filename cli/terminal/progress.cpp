@@ -1,13 +1,13 @@
-#include "terminal/progress.h"
+#include "cli/terminal/progress.h"
 
-#include "terminal/stream.h"
+#include "cli/terminal/stream.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 
 namespace tessit::cli {
 
-Progress::Progress(const Console& console, std::string phase, uint64_t total, std::string unit)
+Progress::Progress(const Console& console, std::string phase, std::uint64_t total, std::string unit)
     : console_{console}, phase_{std::move(phase)}, unit_{std::move(unit)}, total_{total}
 {
     draw();
@@ -20,7 +20,7 @@ Progress::~Progress()
     }
 }
 
-void Progress::advance(uint64_t amount)
+void Progress::advance(std::uint64_t amount)
 {
     done_ = std::min(total_, done_ + amount);
     draw();
@@ -43,11 +43,11 @@ void Progress::finish()
 
 void Progress::draw() const
 {
-    constexpr uint64_t width = 30;
+    constexpr std::uint64_t width = 30;
     if (!console_.draws_bars() || total_ == 0) {
         return;
     }
-    const uint64_t filled = width * done_ / total_;
+    const std::uint64_t filled = width * done_ / total_;
     print_to(stderr, "\r{:<8} [{:#<{}}{:.<{}}] {:3}%  {} {}", phase_, "", filled, "", width - filled,
              100 * done_ / total_, done_, unit_);
     std::fflush(stderr);

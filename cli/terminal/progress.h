@@ -1,7 +1,7 @@
-// Progress of one phase of a longer work: a bar on a terminal, one line at its end otherwise.
+/// Progress of one phase of a longer work: a bar on a terminal, one line at its end otherwise.
 #pragma once
 
-#include "terminal/console.h"
+#include "cli/terminal/console.h"
 
 #include <chrono>
 #include <cstdint>
@@ -12,14 +12,14 @@ namespace tessit::cli {
 class Progress
 {
 public:
-    // `total` in units of `unit`: "bytes", "pages". A phase without anything to do is not shown.
-    Progress(const Console& console, std::string phase, uint64_t total, std::string unit);
+    /// `total` in units of `unit`: "bytes", "pages". A phase without anything to do is not shown.
+    Progress(const Console& console, std::string phase, std::uint64_t total, std::string unit);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    // A phase that was not finished leaves its bar where it stopped.
+    /// A phase that was not finished leaves its bar where it stopped.
     ~Progress();
 
-    void advance(uint64_t amount);
+    void advance(std::uint64_t amount);
     void finish();
 
 private:
@@ -28,13 +28,13 @@ private:
     const Console& console_;
     std::string phase_;
     std::string unit_;
-    uint64_t total_;
-    uint64_t done_ = 0;
+    std::uint64_t total_;
+    std::uint64_t done_ = 0;
     bool is_finished_ = false;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-// "0.53 s"
+/// "0.53 s"
 std::string format_seconds(std::chrono::steady_clock::duration duration);
 
 } // namespace tessit::cli

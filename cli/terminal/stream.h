@@ -1,5 +1,5 @@
-// Formatted writing to a stream that never throws: whether standard output took everything is asked once, at the end,
-// and the library's log callback must not throw at all.
+/// Formatted writing to a stream that never throws: whether standard output took everything is asked once, at the end,
+/// and the library's log callback must not throw at all.
 #pragma once
 
 #include <cstdio>

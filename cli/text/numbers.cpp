@@ -1,6 +1,6 @@
-#include "text/numbers.h"
+#include "cli/text/numbers.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <charconv>
 #include <fmt/format.h>
@@ -9,7 +9,7 @@
 namespace tessit::cli {
 namespace {
 
-constexpr uint64_t four_gib = uint64_t{1} << 32;
+constexpr std::uint64_t four_gib = std::uint64_t{1} << 32;
 
 [[noreturn]] void refuse(std::string_view what, std::string_view text, std::string_view reason)
 {
@@ -17,26 +17,26 @@ constexpr uint64_t four_gib = uint64_t{1} << 32;
                   "Numbers are decimal or 0x hexadecimal, and may end in k (1024) or M (1048576): 4096, 0x1000, 4k."};
 }
 
-uint64_t unit_of(char last)
+std::uint64_t unit_of(char last)
 {
     switch (last) {
     case 'k':
     case 'K':
         return 1024;
     case 'M':
-        return uint64_t{1024} * 1024;
+        return std::uint64_t{1024} * 1024;
     default:
         return 1;
     }
 }
 
-std::optional<uint64_t> parse_digits(std::string_view text)
+std::optional<std::uint64_t> parse_digits(std::string_view text)
 {
     const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
     if (is_hex) {
         text.remove_prefix(2);
     }
-    uint64_t value = 0;
+    std::uint64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, is_hex ? 16 : 10);
     if (text.empty() || error != std::errc{} || end != text.data() + text.size()) {
         return std::nullopt;
@@ -46,10 +46,10 @@ std::optional<uint64_t> parse_digits(std::string_view text)
 
 } // namespace
 
-uint64_t parse_size(std::string_view text, std::string_view what)
+std::uint64_t parse_size(std::string_view text, std::string_view what)
 {
-    const uint64_t unit = text.empty() ? 1 : unit_of(text.back());
-    const std::optional<uint64_t> value = parse_digits(unit == 1 ? text : text.substr(0, text.size() - 1));
+    const std::uint64_t unit = text.empty() ? 1 : unit_of(text.back());
+    const std::optional<std::uint64_t> value = parse_digits(unit == 1 ? text : text.substr(0, text.size() - 1));
     if (!value) {
         refuse(what, text, "is not a number");
     }
@@ -59,18 +59,18 @@ uint64_t parse_size(std::string_view text, std::string_view what)
     return *value * unit;
 }
 
-uint32_t parse_u32(std::string_view text, std::string_view what)
+std::uint32_t parse_u32(std::string_view text, std::string_view what)
 {
-    const uint64_t value = parse_size(text, what);
+    const std::uint64_t value = parse_size(text, what);
     if (value >= four_gib) {
         refuse(what, text, "does not fit into 32 bits");
     }
-    return static_cast<uint32_t>(value);
+    return static_cast<std::uint32_t>(value);
 }
 
-uint32_t parse_word_address(std::string_view text)
+std::uint32_t parse_word_address(std::string_view text)
 {
-    const uint32_t address = parse_u32(text, "address");
+    const std::uint32_t address = parse_u32(text, "address");
     if (address % 4 != 0) {
         throw Failure{ExitCode::usage, fmt::format("the address '{}' is not a multiple of 4", text),
                       fmt::format("The word that holds it begins at {:#010x}.", address & ~3U)};
@@ -80,16 +80,16 @@ uint32_t parse_word_address(std::string_view text)
 
 Range parse_range(std::string_view text)
 {
-    const size_t separator = text.find_first_of("-+");
+    const std::size_t separator = text.find_first_of("-+");
     if (separator == std::string_view::npos) {
         throw Failure{ExitCode::usage, fmt::format("'{}' is not a range", text),
                       "A range is FIRST-END, where END is the first address behind it, or FIRST+LENGTH: 0x1000-0x2000, "
                       "0x1000+4k."};
     }
-    const uint32_t first = parse_u32(text.substr(0, separator), "start of the range");
+    const std::uint32_t first = parse_u32(text.substr(0, separator), "start of the range");
     const std::string_view second = text.substr(separator + 1);
     const bool has_length = text[separator] == '+';
-    const uint64_t end =
+    const std::uint64_t end =
         has_length ? first + parse_size(second, "length of the range") : parse_size(second, "end of the range");
     if (end <= first) {
         throw Failure{ExitCode::usage, fmt::format("the range '{}' is empty", text),
@@ -107,10 +107,10 @@ std::string format_range(const Range& range)
     return fmt::format("{:#010x}-{:#010x}", range.first, range.end());
 }
 
-std::string format_size(uint64_t bytes)
+std::string format_size(std::uint64_t bytes)
 {
-    constexpr uint64_t kib = 1024;
-    constexpr uint64_t mib = kib * kib;
+    constexpr std::uint64_t kib = 1024;
+    constexpr std::uint64_t mib = kib * kib;
     if (bytes >= mib && bytes % mib == 0) {
         return fmt::format("{} MiB", bytes / mib);
     }

@@ -1,4 +1,4 @@
-// Numbers, sizes and address ranges as they are typed on the command line.
+/// Numbers, sizes and address ranges as they are typed on the command line.
 #pragma once
 
 #include <cstdint>
@@ -7,37 +7,37 @@
 
 namespace tessit::cli {
 
-// A span of target addresses. It may end at 4 GiB, hence the 64 bits.
+/// A span of target addresses. It may end at 4 GiB, hence the 64 bits.
 struct Range
 {
-    uint32_t first = 0;
-    uint64_t length = 0; // bytes
+    std::uint32_t first = 0;
+    std::uint64_t length = 0; ///< bytes
 
-    uint64_t end() const { return first + length; } // the first address behind it
-    bool contains(uint64_t address) const { return address >= first && address < end(); }
+    std::uint64_t end() const { return first + length; } ///< the first address behind it
+    bool contains(std::uint64_t address) const { return address >= first && address < end(); }
     bool contains(const Range& other) const { return other.first >= first && other.end() <= end(); }
 
     friend bool operator==(const Range&, const Range&) = default;
 };
 
-// Each of these throws a Failure with ExitCode::usage that names the text; `what` says in it what the text stands for.
+/// Each of these throws a Failure with ExitCode::usage that names the text; `what` says in it what the text stands for.
 
-// Decimal, or hexadecimal with 0x, with an optional k (1024) or M (1048576): 16k, 0x400, 1M. 0 to 4 GiB.
-uint64_t parse_size(std::string_view text, std::string_view what);
+/// Decimal, or hexadecimal with 0x, with an optional k (1024) or M (1048576): 16k, 0x400, 1M. 0 to 4 GiB.
+std::uint64_t parse_size(std::string_view text, std::string_view what);
 
-// As parse_size, but within 32 bits.
-uint32_t parse_u32(std::string_view text, std::string_view what);
+/// As parse_size, but within 32 bits.
+std::uint32_t parse_u32(std::string_view text, std::string_view what);
 
-// As parse_u32, and a multiple of 4.
-uint32_t parse_word_address(std::string_view text);
+/// As parse_u32, and a multiple of 4.
+std::uint32_t parse_word_address(std::string_view text);
 
-// A-B (B is the first address behind the range) or A+LENGTH. Never empty, never beyond 4 GiB.
+/// A-B (B is the first address behind the range) or A+LENGTH. Never empty, never beyond 4 GiB.
 Range parse_range(std::string_view text);
 
-// "0x00000000-0x00080000"
+/// "0x00000000-0x00080000"
 std::string format_range(const Range& range);
 
-// "512 KiB", "1 MiB" where it comes out even, otherwise "1234 bytes".
-std::string format_size(uint64_t bytes);
+/// "512 KiB", "1 MiB" where it comes out even, otherwise "1234 bytes".
+std::string format_size(std::uint64_t bytes);
 
 } // namespace tessit::cli

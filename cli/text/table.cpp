@@ -1,6 +1,6 @@
-#include "text/table.h"
+#include "cli/text/table.h"
 
-#include "text/bytes.h"
+#include "cli/text/bytes.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -10,17 +10,17 @@ namespace tessit::cli {
 
 std::string format_table(const std::vector<std::vector<std::string>>& rows)
 {
-    std::vector<size_t> widths;
+    std::vector<std::size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
-        for (size_t i = 0; i < row.size(); ++i) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], row[i].size());
         }
     }
     std::string text;
     for (const auto& row : rows) {
         std::string line;
-        for (size_t i = 0; i < row.size(); ++i) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
             fmt::format_to(std::back_inserter(line), "{:<{}}  ", row[i], widths[i]);
         }
         line.erase(line.find_last_not_of(' ') + 1);
@@ -29,14 +29,14 @@ std::string format_table(const std::vector<std::vector<std::string>>& rows)
     return text;
 }
 
-std::string format_hex_dump(uint32_t address, std::span<const uint8_t> bytes)
+std::string format_hex_dump(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    constexpr size_t per_line = 16;
+    constexpr std::size_t per_line = 16;
     std::string text;
-    for (size_t i = 0; i < bytes.size(); i += per_line) {
+    for (std::size_t i = 0; i < bytes.size(); i += per_line) {
         const auto line = bytes.subspan(i, std::min(per_line, bytes.size() - i));
         std::string printable;
-        std::ranges::transform(line, std::back_inserter(printable), [](uint8_t byte) {
+        std::ranges::transform(line, std::back_inserter(printable), [](std::uint8_t byte) {
             return byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
         });
         fmt::format_to(std::back_inserter(text), "{:08x}  {:<{}}  |{}|\n", address + i,
@@ -45,13 +45,13 @@ std::string format_hex_dump(uint32_t address, std::span<const uint8_t> bytes)
     return text;
 }
 
-std::string format_word_dump(uint32_t address, std::span<const uint8_t> bytes)
+std::string format_word_dump(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    constexpr size_t per_line = 16;
+    constexpr std::size_t per_line = 16;
     std::string text;
-    for (size_t i = 0; i < bytes.size(); i += per_line) {
+    for (std::size_t i = 0; i < bytes.size(); i += per_line) {
         fmt::format_to(std::back_inserter(text), "{:08x} ", address + i);
-        for (size_t word = i; word < std::min(bytes.size(), i + per_line); word += 4) {
+        for (std::size_t word = i; word < std::min(bytes.size(), i + per_line); word += 4) {
             fmt::format_to(std::back_inserter(text), " {:08x}", load_word(bytes.subspan(word, 4)));
         }
         text += '\n';

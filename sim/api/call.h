@@ -1,6 +1,6 @@
 #pragma once
 
-#include "api/library.h"
+#include "sim/api/library.h"
 
 #include <exception>
 #include <fmt/format.h>

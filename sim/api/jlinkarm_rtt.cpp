@@ -1,7 +1,7 @@
 // The J-Link functions of RTT.
-#include "api/call.h"
-#include "jlink/rtt_access.h"
 #include "jlinkarm_api.h"
+#include "sim/api/call.h"
+#include "sim/jlink/rtt_access.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // The J-Link functions about probes, the session and its settings.
-#include "api/call.h"
-#include "jlink/commands.h"
 #include "jlinkarm_api.h"
+#include "sim/api/call.h"
+#include "sim/jlink/commands.h"
 
 #include <algorithm>
 #include <cstring>

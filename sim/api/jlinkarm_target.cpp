@@ -1,9 +1,9 @@
 // The J-Link functions about the target: memory, CPU, resets, debug and access ports.
-#include "api/call.h"
-#include "jlink/debug_access.h"
-#include "jlink/memory_access.h"
-#include "jlink/run_control.h"
 #include "jlinkarm_api.h"
+#include "sim/api/call.h"
+#include "sim/jlink/debug_access.h"
+#include "sim/jlink/memory_access.h"
+#include "sim/jlink/run_control.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // The control interface: what tests, benchmarks and the command line do to the bench.
-#include "api/library.h"
 #include "jlinkarm_sim.h"
+#include "sim/api/library.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "api/library.h"
+#include "sim/api/library.h"
 
 #include <cstdio>
 #include <exception>

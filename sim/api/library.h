@@ -1,7 +1,7 @@
 #pragma once
 
-#include "bench/bench.h"
-#include "jlink/session.h"
+#include "sim/bench/bench.h"
+#include "sim/jlink/session.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "bench/bench.h"
+#include "sim/bench/bench.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "bench/probe.h"
-#include "witness/faults.h"
-#include "witness/records.h"
-#include "witness/trace.h"
+#include "sim/bench/probe.h"
+#include "sim/witness/faults.h"
+#include "sim/witness/records.h"
+#include "sim/witness/trace.h"
 
 #include <deque>
 

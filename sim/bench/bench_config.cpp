@@ -1,7 +1,7 @@
-#include "bench/bench_config.h"
+#include "sim/bench/bench_config.h"
 
-#include "bench/table_reader.h"
-#include "platform/read_file.h"
+#include "sim/bench/table_reader.h"
+#include "sim/platform/read_file.h"
 
 #include <algorithm>
 #include <array>

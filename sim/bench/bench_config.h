@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chip/chip.h"
-#include "chip/factory.h"
+#include "sim/chip/chip.h"
+#include "sim/chip/factory.h"
 
 #include <filesystem>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "bench/bench_config.h"
+#include "sim/bench/bench_config.h"
 
 namespace jlinksim {
 

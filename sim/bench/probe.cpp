@@ -1,4 +1,4 @@
-#include "bench/probe.h"
+#include "sim/bench/probe.h"
 
 #include <algorithm>
 #include <fmt/format.h>

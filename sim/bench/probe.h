@@ -1,7 +1,7 @@
 #pragma once
 
-#include "bench/bench_config.h"
-#include "platform/platform.h"
+#include "sim/bench/bench_config.h"
+#include "sim/platform/platform.h"
 
 #include <filesystem>
 #include <memory>

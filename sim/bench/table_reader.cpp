@@ -1,6 +1,6 @@
-#include "bench/table_reader.h"
+#include "sim/bench/table_reader.h"
 
-#include "platform/read_file.h"
+#include "sim/platform/read_file.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-#include "chip/block_protection.h"
+#include "sim/chip/block_protection.h"
 
 #include <algorithm>
 #include <array>

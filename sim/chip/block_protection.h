@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chip/models.h"
-#include "chip/register_block.h"
+#include "sim/chip/models.h"
+#include "sim/chip/register_block.h"
 
 #include <vector>
 

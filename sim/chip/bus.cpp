@@ -1,4 +1,4 @@
-#include "chip/bus.h"
+#include "sim/chip/bus.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chip/bus_device.h"
-#include "cpu/cpu.h"
-#include "witness/records.h"
+#include "sim/chip/bus_device.h"
+#include "sim/cpu/cpu.h"
+#include "sim/witness/records.h"
 
 #include <vector>
 

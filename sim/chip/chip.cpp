@@ -1,6 +1,6 @@
-#include "chip/chip.h"
+#include "sim/chip/chip.h"
 
-#include "chip/factory.h"
+#include "sim/chip/factory.h"
 
 #include <array>
 #include <cassert>

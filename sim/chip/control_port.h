@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chip/access_port.h"
-#include "chip/register_block.h"
-#include "chip/services.h"
+#include "sim/chip/access_port.h"
+#include "sim/chip/register_block.h"
+#include "sim/chip/services.h"
 
 #include <functional>
 

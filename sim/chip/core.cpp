@@ -1,6 +1,6 @@
-#include "chip/core.h"
+#include "sim/chip/core.h"
 
-#include "time/timing.h"
+#include "sim/time/timing.h"
 
 #include <algorithm>
 #include <utility>

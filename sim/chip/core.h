@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chip/bus.h"
-#include "chip/register_block.h"
-#include "chip/services.h"
+#include "sim/chip/bus.h"
+#include "sim/chip/register_block.h"
+#include "sim/chip/services.h"
 
 #include <array>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "chip/debug_port.h"
+#include "sim/chip/debug_port.h"
 
 namespace jlinksim {
 namespace {

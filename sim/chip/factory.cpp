@@ -1,4 +1,4 @@
-#include "chip/factory.h"
+#include "sim/chip/factory.h"
 
 #include <algorithm>
 #include <cstring>

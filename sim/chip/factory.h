@@ -1,6 +1,6 @@
 #pragma once
 
-#include "chip/models.h"
+#include "sim/chip/models.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,7 +1,7 @@
-#include "chip/flash_controller.h"
+#include "sim/chip/flash_controller.h"
 
-#include "chip/models.h"
-#include "time/timing.h"
+#include "sim/chip/models.h"
+#include "sim/time/timing.h"
 
 #include <algorithm>
 #include <array>

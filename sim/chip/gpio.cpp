@@ -1,4 +1,4 @@
-#include "chip/gpio.h"
+#include "sim/chip/gpio.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
-#include "chip/memory_port.h"
+#include "sim/chip/memory_port.h"
 
-#include "time/timing.h"
+#include "sim/time/timing.h"
 
 #include <array>
 #include <utility>

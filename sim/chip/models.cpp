@@ -1,4 +1,4 @@
-#include "chip/models.h"
+#include "sim/chip/models.h"
 
 #include <algorithm>
 #include <array>

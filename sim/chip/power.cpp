@@ -1,4 +1,4 @@
-#include "chip/power.h"
+#include "sim/chip/power.h"
 
 #include <array>
 #include <utility>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chip/ram.h"
-#include "chip/register_block.h"
+#include "sim/chip/ram.h"
+#include "sim/chip/register_block.h"
 
 #include <functional>
 

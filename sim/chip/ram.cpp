@@ -1,4 +1,4 @@
-#include "chip/ram.h"
+#include "sim/chip/ram.h"
 
 #include <algorithm>
 #include <cstring>

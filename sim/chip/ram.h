@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chip/bus_device.h"
-#include "chip/models.h"
-#include "witness/records.h"
+#include "sim/chip/bus_device.h"
+#include "sim/chip/models.h"
+#include "sim/witness/records.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chip/bus_device.h"
-#include "witness/records.h"
+#include "sim/chip/bus_device.h"
+#include "sim/witness/records.h"
 
 #include <algorithm>
 #include <cstring>

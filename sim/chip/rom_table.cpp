@@ -1,4 +1,4 @@
-#include "chip/rom_table.h"
+#include "sim/chip/rom_table.h"
 
 #include <array>
 

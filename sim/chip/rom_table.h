@@ -1,6 +1,6 @@
 #pragma once
 
-#include "chip/register_block.h"
+#include "sim/chip/register_block.h"
 
 namespace jlinksim {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "time/clock.h"
-#include "witness/records.h"
+#include "sim/time/clock.h"
+#include "sim/witness/records.h"
 
 namespace jlinksim {
 

@@ -1,9 +1,9 @@
-#include "cpu/cpu.h"
+#include "sim/cpu/cpu.h"
 
 #if defined(JLINKSIM_CPU_UNICORN)
-#include "cpu/unicorn_cpu.h"
+#include "sim/cpu/unicorn_cpu.h"
 #else
-#include "cpu/register_file_cpu.h"
+#include "sim/cpu/register_file_cpu.h"
 #endif
 
 namespace jlinksim {

@@ -1,4 +1,4 @@
-#include "cpu/register_file_cpu.h"
+#include "sim/cpu/register_file_cpu.h"
 
 #include <cassert>
 

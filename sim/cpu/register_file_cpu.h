@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cpu/cpu.h"
+#include "sim/cpu/cpu.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "cpu/thumb.h"
+#include "sim/cpu/thumb.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "cpu/unicorn_cpu.h"
+#include "sim/cpu/unicorn_cpu.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "cpu/cpu.h"
-#include "cpu/thumb.h"
-#include "cpu/unicorn_engine.h"
+#include "sim/cpu/cpu.h"
+#include "sim/cpu/thumb.h"
+#include "sim/cpu/unicorn_engine.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "cpu/unicorn_engine.h"
+#include "sim/cpu/unicorn_engine.h"
 
 #include <unicorn/unicorn.h>
 

@@ -1,4 +1,4 @@
-#include "jlink/commands.h"
+#include "sim/jlink/commands.h"
 
 #include <algorithm>
 #include <array>

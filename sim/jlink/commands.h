@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jlink/session.h"
+#include "sim/jlink/session.h"
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "jlink/debug_access.h"
+#include "sim/jlink/debug_access.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jlink/session.h"
+#include "sim/jlink/session.h"
 
 /// Debug port and access port registers, which need a session but no connection to the CPU.
 namespace jlinksim {

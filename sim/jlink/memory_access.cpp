@@ -1,4 +1,4 @@
-#include "jlink/memory_access.h"
+#include "sim/jlink/memory_access.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "jlink/rtt_access.h"
+#include "sim/jlink/rtt_access.h"
 
 #include <algorithm>
 #include <fmt/format.h>

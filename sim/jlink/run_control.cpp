@@ -1,4 +1,4 @@
-#include "jlink/run_control.h"
+#include "sim/jlink/run_control.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jlink/session.h"
+#include "sim/jlink/session.h"
 
 /// Run state, CPU registers and resets of the chip that a session is connected to.
 namespace jlinksim {

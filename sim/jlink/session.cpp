@@ -1,4 +1,4 @@
-#include "jlink/session.h"
+#include "sim/jlink/session.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "bench/bench.h"
 #include "jlinkarm_api.h"
-#include "rtt/rtt.h"
-#include "time/timing.h"
+#include "sim/bench/bench.h"
+#include "sim/rtt/rtt.h"
+#include "sim/time/timing.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "platform/platform.h"
+#include "sim/platform/platform.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "platform/read_file.h"
+#include "sim/platform/read_file.h"
 
 #include <fstream>
 #include <iterator>

@@ -1,6 +1,6 @@
-#include "qspi/qspi.h"
+#include "sim/qspi/qspi.h"
 
-#include "time/timing.h"
+#include "sim/time/timing.h"
 
 #include <algorithm>
 #include <array>

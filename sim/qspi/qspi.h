@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chip/register_block.h"
-#include "chip/services.h"
-#include "qspi/serial_flash.h"
+#include "sim/chip/register_block.h"
+#include "sim/chip/services.h"
+#include "sim/qspi/serial_flash.h"
 
 #include <functional>
 

@@ -1,6 +1,6 @@
-#include "qspi/serial_flash.h"
+#include "sim/qspi/serial_flash.h"
 
-#include "time/timing.h"
+#include "sim/time/timing.h"
 
 #include <algorithm>
 #include <array>

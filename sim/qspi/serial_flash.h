@@ -1,6 +1,6 @@
 #pragma once
 
-#include "witness/records.h"
+#include "sim/witness/records.h"
 
 #include <cstdint>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "rtt/control_block.h"
+#include "sim/rtt/control_block.h"
 
 #include <algorithm>
 #include <fmt/format.h>

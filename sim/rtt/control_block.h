@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rtt/memory.h"
+#include "sim/rtt/memory.h"
 
 #include <array>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "rtt/rtt.h"
+#include "sim/rtt/rtt.h"
 
-#include "time/timing.h"
+#include "sim/time/timing.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "rtt/byte_queue.h"
-#include "rtt/control_block.h"
-#include "rtt/search.h"
-#include "witness/records.h"
+#include "sim/rtt/byte_queue.h"
+#include "sim/rtt/control_block.h"
+#include "sim/rtt/search.h"
+#include "sim/witness/records.h"
 
 #include <cstdint>
 #include <deque>

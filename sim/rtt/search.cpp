@@ -1,4 +1,4 @@
-#include "rtt/search.h"
+#include "sim/rtt/search.h"
 
 #include <algorithm>
 #include <numeric>

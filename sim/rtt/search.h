@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rtt/control_block.h"
+#include "sim/rtt/control_block.h"
 
 #include <functional>
 #include <vector>

@@ -1,6 +1,6 @@
-#include "state/chip_state.h"
+#include "sim/state/chip_state.h"
 
-#include "platform/read_file.h"
+#include "sim/platform/read_file.h"
 
 #include <bit>
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chip/models.h"
-#include "cpu/cpu.h"
-#include "platform/platform.h"
+#include "sim/chip/models.h"
+#include "sim/cpu/cpu.h"
+#include "sim/platform/platform.h"
 
 #include <array>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "witness/faults.h"
+#include "sim/witness/faults.h"
 
 #include <algorithm>
 #include <array>

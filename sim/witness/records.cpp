@@ -1,4 +1,4 @@
-#include "witness/records.h"
+#include "sim/witness/records.h"
 
 #include <algorithm>
 #include <fmt/format.h>

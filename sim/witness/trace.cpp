@@ -1,4 +1,4 @@
-#include "witness/trace.h"
+#include "sim/witness/trace.h"
 
 #include <fmt/format.h>
 #include <stdexcept>

@@ -1,10 +1,10 @@
-#include "debugport/debug_port_access.h"
+#include "src/debugport/debug_port_access.h"
 
-#include "debugport/debug_port_registers.h"
-#include "frame/result.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "log/logger.h"
+#include "src/debugport/debug_port_registers.h"
+#include "src/frame/result.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
 
 namespace tessit {
 namespace {

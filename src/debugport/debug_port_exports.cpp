@@ -1,7 +1,7 @@
-#include "debugport/debug_port_access.h"
-#include "debugport/debug_port_registers.h"
-#include "frame/export.h"
-#include "target/device.h"
+#include "src/debugport/debug_port_access.h"
+#include "src/debugport/debug_port_registers.h"
+#include "src/frame/export.h"
+#include "src/target/device.h"
 
 using namespace tessit;
 

@@ -1,8 +1,8 @@
-#include "frame/export.h"
+#include "src/frame/export.h"
 
-#include "frame/session.h"
-#include "probe/probe.h"
-#include "target/device.h"
+#include "src/frame/session.h"
+#include "src/probe/probe.h"
+#include "src/target/device.h"
 
 namespace tessit {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "frame/result.h"
-#include "log/logger.h"
+#include "src/frame/result.h"
+#include "src/log/logger.h"
 
 #include <string_view>
 

@@ -1,9 +1,9 @@
-#include "frame/export.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "jlink/library_version.h"
-#include "log/jlink_log_forwarder.h"
-#include "probe/probe.h"
+#include "src/frame/export.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/jlink/library_version.h"
+#include "src/log/jlink_log_forwarder.h"
+#include "src/probe/probe.h"
 
 #include <utility>
 

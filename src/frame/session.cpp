@@ -1,4 +1,4 @@
-#include "frame/session.h"
+#include "src/frame/session.h"
 
 namespace tessit {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "jlinkarm_birch_tessit.h"
-#include "platform/module.h"
+#include "src/platform/module.h"
 
 #include <array>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "jlink/call_site.h"
+#include "src/jlink/call_site.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "jlink/jlink.h"
+#include "src/jlink/jlink.h"
 
-#include "log/logger.h"
+#include "src/log/logger.h"
 
 namespace tessit {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "jlink/call_site.h"
-#include "jlink/functions.h"
 #include "jlinkarm_birch_tessit.h"
+#include "src/jlink/call_site.h"
+#include "src/jlink/functions.h"
 
-#include "platform/module.h"
+#include "src/platform/module.h"
 #include <cstdint>
 
 #include <type_traits>

@@ -1,7 +1,7 @@
-#include "jlink/library_version.h"
+#include "src/jlink/library_version.h"
 
-#include "jlink/jlink.h"
-#include "log/logger.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
 
 namespace tessit {
 

@@ -1,6 +1,6 @@
-#include "log/jlink_log_forwarder.h"
+#include "src/log/jlink_log_forwarder.h"
 
-#include "log/logger.h"
+#include "src/log/logger.h"
 
 #include <algorithm>
 #include <cctype>

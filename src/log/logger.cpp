@@ -1,4 +1,4 @@
-#include "log/logger.h"
+#include "src/log/logger.h"
 
 #include <locale>
 #include <new>

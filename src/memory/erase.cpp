@@ -1,9 +1,9 @@
-#include "memory/erase.h"
+#include "src/memory/erase.h"
 
-#include "frame/result.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "memory/nvmc_registers.h"
+#include "src/frame/result.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/memory/nvmc_registers.h"
 
 namespace tessit {
 

@@ -1,10 +1,10 @@
-#include "frame/export.h"
-#include "memory/erase.h"
-#include "memory/memory_access.h"
-#include "memory/nvmc_registers.h"
-#include "target/chip_versions.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/export.h"
+#include "src/memory/erase.h"
+#include "src/memory/memory_access.h"
+#include "src/memory/nvmc_registers.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 using namespace tessit;
 

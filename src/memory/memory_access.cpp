@@ -1,9 +1,9 @@
-#include "memory/memory_access.h"
+#include "src/memory/memory_access.h"
 
-#include "frame/result.h"
-#include "jlink/jlink.h"
-#include "log/logger.h"
-#include "memory/nvmc_registers.h"
+#include "src/frame/result.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
+#include "src/memory/nvmc_registers.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
-#include "frame/export.h"
-#include "memory/memory_access.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/export.h"
+#include "src/memory/memory_access.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 #include <array>
 

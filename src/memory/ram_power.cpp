@@ -1,10 +1,10 @@
-#include "memory/ram_power.h"
+#include "src/memory/ram_power.h"
 
-#include "frame/result.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "target/chip_versions.h"
-#include "target/device.h"
+#include "src/frame/result.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
 
 #include <array>
 

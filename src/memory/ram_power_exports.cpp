@@ -1,8 +1,8 @@
-#include "frame/export.h"
-#include "memory/ram_power.h"
-#include "target/chip_versions.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/export.h"
+#include "src/memory/ram_power.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 using namespace tessit;
 

@@ -1,4 +1,4 @@
-#include "platform/module.h"
+#include "src/platform/module.h"
 
 #include <windows.h>
 

@@ -1,13 +1,13 @@
-#include "probe/probe.h"
+#include "src/probe/probe.h"
 
-#include "debugport/debug_port_access.h"
-#include "frame/result.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "log/jlink_log_forwarder.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "target/device.h"
+#include "src/debugport/debug_port_access.h"
+#include "src/frame/result.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/log/jlink_log_forwarder.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/target/device.h"
 
 #include <algorithm>
 #include <array>

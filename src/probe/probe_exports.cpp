@@ -1,7 +1,7 @@
-#include "frame/export.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "probe/probe.h"
+#include "src/frame/export.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/probe/probe.h"
 
 using namespace tessit;
 

@@ -1,10 +1,10 @@
-#include "qspi/qspi_configuration.h"
+#include "src/qspi/qspi_configuration.h"
 
-#include "frame/session.h"
-#include "memory/memory_access.h"
-#include "qspi/qspi_registers.h"
-#include "target/chip_versions.h"
-#include "target/device.h"
+#include "src/frame/session.h"
+#include "src/memory/memory_access.h"
+#include "src/qspi/qspi_registers.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/export.h"
+#include "src/frame/export.h"
 
 /// Configuring and releasing the QSPI peripheral.
 namespace tessit {

@@ -1,8 +1,8 @@
-#include "frame/session.h"
-#include "memory/ram_power.h"
-#include "qspi/qspi_configuration.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/session.h"
+#include "src/memory/ram_power.h"
+#include "src/qspi/qspi_configuration.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 using namespace tessit;
 

@@ -1,12 +1,12 @@
-#include "frame/result.h"
-#include "frame/session.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "qspi/qspi_configuration.h"
-#include "qspi/qspi_registers.h"
-#include "qspi/qspi_transfer.h"
-#include "target/chip_versions.h"
-#include "target/device.h"
+#include "src/frame/result.h"
+#include "src/frame/session.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/qspi/qspi_configuration.h"
+#include "src/qspi/qspi_registers.h"
+#include "src/qspi/qspi_transfer.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
 
 #include <algorithm>
 #include <limits>

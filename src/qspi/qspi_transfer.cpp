@@ -1,11 +1,11 @@
-#include "qspi/qspi_transfer.h"
+#include "src/qspi/qspi_transfer.h"
 
-#include "frame/result.h"
-#include "frame/session.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "qspi/qspi_configuration.h"
-#include "qspi/qspi_registers.h"
+#include "src/frame/result.h"
+#include "src/frame/session.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/qspi/qspi_configuration.h"
+#include "src/qspi/qspi_registers.h"
 
 #include <algorithm>
 #include <array>

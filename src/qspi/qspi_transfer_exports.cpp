@@ -1,8 +1,8 @@
-#include "frame/export.h"
-#include "frame/session.h"
-#include "qspi/qspi_transfer.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/export.h"
+#include "src/frame/session.h"
+#include "src/qspi/qspi_transfer.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 using namespace tessit;
 

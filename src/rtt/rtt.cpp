@@ -1,11 +1,11 @@
-#include "rtt/rtt.h"
+#include "src/rtt/rtt.h"
 
-#include "frame/result.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "log/logger.h"
-#include "target/chip_versions.h"
-#include "target/device.h"
+#include "src/frame/result.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
-#include "frame/export.h"
-#include "frame/session.h"
-#include "rtt/rtt.h"
-#include "target/device.h"
+#include "src/frame/export.h"
+#include "src/frame/session.h"
+#include "src/rtt/rtt.h"
+#include "src/target/device.h"
 
 using namespace tessit;
 

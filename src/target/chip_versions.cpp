@@ -1,4 +1,4 @@
-#include "target/chip_versions.h"
+#include "src/target/chip_versions.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
-#include "frame/export.h"
-#include "target/cpu_registers.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/export.h"
+#include "src/target/cpu_registers.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 using namespace tessit;
 

@@ -1,7 +1,7 @@
-#include "target/cpu_registers.h"
+#include "src/target/cpu_registers.h"
 
-#include "jlink/jlink.h"
-#include "log/logger.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
 
 #include <array>
 

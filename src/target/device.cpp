@@ -1,14 +1,14 @@
-#include "target/device.h"
+#include "src/target/device.h"
 
-#include "debugport/debug_port_access.h"
-#include "frame/result.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "probe/probe.h"
-#include "target/chip_versions.h"
-#include "target/target_registers.h"
+#include "src/debugport/debug_port_access.h"
+#include "src/frame/result.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/probe/probe.h"
+#include "src/target/chip_versions.h"
+#include "src/target/target_registers.h"
 
 #include <algorithm>
 #include <array>

@@ -1,12 +1,12 @@
-#include "target/run_control.h"
+#include "src/target/run_control.h"
 
-#include "debugport/debug_port_access.h"
-#include "frame/result.h"
-#include "jlink/jlink.h"
-#include "log/logger.h"
-#include "memory/memory_access.h"
-#include "target/device.h"
-#include "target/target_registers.h"
+#include "src/debugport/debug_port_access.h"
+#include "src/frame/result.h"
+#include "src/jlink/jlink.h"
+#include "src/log/logger.h"
+#include "src/memory/memory_access.h"
+#include "src/target/device.h"
+#include "src/target/target_registers.h"
 
 namespace tessit {
 namespace {

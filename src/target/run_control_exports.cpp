@@ -1,11 +1,11 @@
-#include "frame/export.h"
-#include "frame/session.h"
-#include "jlink/jlink.h"
-#include "probe/probe.h"
-#include "target/chip_versions.h"
-#include "target/cpu_registers.h"
-#include "target/device.h"
-#include "target/run_control.h"
+#include "src/frame/export.h"
+#include "src/frame/session.h"
+#include "src/jlink/jlink.h"
+#include "src/probe/probe.h"
+#include "src/target/chip_versions.h"
+#include "src/target/cpu_registers.h"
+#include "src/target/device.h"
+#include "src/target/run_control.h"
 
 using namespace tessit;
 

@@ -1,5 +1,5 @@
 #include "jlinkarm_sim.h"
-#include "support/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 #include <array>
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // The library's QSPI operations on the simulated peripheral and flash, with the library's waits cut short.
-#include "frame/session.h"
 #include "jlinkarm_birch_tessit.h"
-#include "support/temp_bench.h"
+#include "src/frame/session.h"
+#include "tests/support/temp_bench.h"
 
 #include <algorithm>
 #include <chrono>

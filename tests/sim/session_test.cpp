@@ -1,4 +1,4 @@
-#include "sim/target_session.h"
+#include "tests/sim/target_session.h"
 
 #include <array>
 #include <functional>

@@ -2,7 +2,7 @@
 
 #include "jlinkarm_api.h"
 #include "jlinkarm_sim.h"
-#include "support/temp_bench.h"
+#include "tests/support/temp_bench.h"
 
 #include <cstdint>
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
-#include "library_test.h"
+#include "tests/src/library_test.h"
 
-#include "jlink/call_site.h"
+#include "src/jlink/call_site.h"
 
 #include <filesystem>
 #include <fstream>

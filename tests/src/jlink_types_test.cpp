@@ -1,7 +1,7 @@
 // The library and the simulation declare the J-Link functions independently of each other. They are the same functions:
 // result for result and parameter for parameter, but for the names of the records that pointers lead to.
-#include "jlink/functions.h"
 #include "jlinkarm_api.h"
+#include "src/jlink/functions.h"
 
 #include <tuple>
 #include <type_traits>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "frame/session.h"
-#include "log/logger.h"
-#include "scripted_jlink.h"
+#include "src/frame/session.h"
+#include "src/log/logger.h"
+#include "tests/src/scripted_jlink.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "library_test.h"
+#include "tests/src/library_test.h"
 
-#include "jlink/jlink.h"
+#include "src/jlink/jlink.h"
 
 namespace tessit::test {
 namespace {

@@ -1,6 +1,6 @@
-#include "library_test.h"
+#include "tests/src/library_test.h"
 
-#include "log/jlink_log_forwarder.h"
+#include "src/log/jlink_log_forwarder.h"
 
 #include <locale>
 

@@ -1,4 +1,4 @@
-#include "library_test.h"
+#include "tests/src/library_test.h"
 
 #include <array>
 #include <cstring>

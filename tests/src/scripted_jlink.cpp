@@ -1,6 +1,6 @@
-#include "scripted_jlink.h"
+#include "tests/src/scripted_jlink.h"
 
-#include "platform/module.h"
+#include "src/platform/module.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "jlink/functions.h"
 #include "jlinkarm_birch_tessit.h"
+#include "src/jlink/functions.h"
 
 #include <chrono>
 #include <functional>
@@ -54,7 +54,7 @@ struct ScriptedJLink
     }
 
 private:
-    std::uint32_t select_ = 0; // the debug port's SELECT
+    std::uint32_t select_ = 0; ///< the debug port's SELECT
 };
 
 /// The one that is loaded; replaced by every test.

@@ -1,7 +1,7 @@
-#include "library_test.h"
+#include "tests/src/library_test.h"
 
-#include "target/chip_versions.h"
-#include "target/device.h"
+#include "src/target/chip_versions.h"
+#include "src/target/device.h"
 
 #include <sstream>
 

@@ -1,4 +1,4 @@
-#include "support/temp_bench.h"
+#include "tests/support/temp_bench.h"
 
 #include "jlinkarm_sim.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 #include <cstdint>
 #include <string>

@@ -1,4 +1,4 @@
-#include "firmware/image.h"
+#include "cli/firmware/image.h"
 
 #include <array>
 #include <gmock/gmock.h>
@@ -7,15 +7,15 @@ namespace tessit::cli {
 namespace {
 
 using testing::ElementsAre;
-using Bytes = std::vector<uint8_t>;
+using Bytes = std::vector<std::uint8_t>;
 
 TEST(Image, AdjacentPiecesJoinInWhateverOrderTheyCome)
 {
-    const std::array<std::pair<uint32_t, Bytes>, 3> pieces{{{0x100, {1, 2}}, {0x102, {3}}, {0x103, {4, 5}}}};
-    std::array<size_t, 3> order{0, 1, 2};
+    const std::array<std::pair<std::uint32_t, Bytes>, 3> pieces{{{0x100, {1, 2}}, {0x102, {3}}, {0x103, {4, 5}}}};
+    std::array<std::size_t, 3> order{0, 1, 2};
     do {
         Image image;
-        for (const size_t i : order) {
+        for (const std::size_t i : order) {
             EXPECT_EQ(image.add(pieces[i].first, pieces[i].second), std::nullopt);
         }
         EXPECT_THAT(image.segments(), ElementsAre(Segment{0x100, {1, 2, 3, 4, 5}}));

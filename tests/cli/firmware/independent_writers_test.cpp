@@ -1,7 +1,7 @@
 // The readers against files that other programs wrote, where those are installed.
-#include "failure.h"
-#include "firmware/firmware.h"
-#include "support/temp_folder.h"
+#include "cli/failure.h"
+#include "cli/firmware/firmware.h"
+#include "tests/support/temp_folder.h"
 
 #include <cstdlib>
 #include <gmock/gmock.h>
@@ -17,8 +17,8 @@ class IndependentWriters : public testing::Test
 protected:
     IndependentWriters()
     {
-        for (size_t i = 0; i < 70001; ++i) {
-            bytes_.push_back(static_cast<uint8_t>(i * 31 + i / 251));
+        for (std::size_t i = 0; i < 70001; ++i) {
+            bytes_.push_back(static_cast<std::uint8_t>(i * 31 + i / 251));
         }
         folder_.write("a.bin", {reinterpret_cast<const char*>(bytes_.data()), bytes_.size()});
     }
@@ -36,7 +36,7 @@ protected:
     Image read(const char* name) const { return read_firmware((folder_.path() / name).string()); }
 
     TempFolder folder_;
-    std::vector<uint8_t> bytes_;
+    std::vector<std::uint8_t> bytes_;
 };
 
 TEST_F(IndependentWriters, ObjcopyWritesIntelHexAndSRecord)
@@ -44,7 +44,7 @@ TEST_F(IndependentWriters, ObjcopyWritesIntelHexAndSRecord)
     if (!is_installed("objcopy")) {
         GTEST_SKIP() << "objcopy is not installed";
     }
-    for (const uint32_t address : {0U, 0xFFF3U, 0x20000U, 0x10001000U}) {
+    for (const std::uint32_t address : {0U, 0xFFF3U, 0x20000U, 0x10001000U}) {
         const std::string base = "objcopy -I binary --change-addresses " + std::to_string(address);
         run(base + " -O ihex a.bin a.hex");
         run(base + " -O srec a.bin a.srec");
@@ -85,7 +85,7 @@ TEST_F(IndependentWriters, LinkedElfFilesAreLoadedAsObjcopyDoes)
     for (const char* const address : {"0x0", "0x8000", "0x26000"}) {
         run(std::string{"arm-none-eabi-ld -b binary a.bin -e 0 -Tdata="} + address + " -o a.elf");
         EXPECT_THAT(read("a.elf").segments(),
-                    ElementsAre(Segment{static_cast<uint32_t>(std::stoul(address, nullptr, 0)), bytes_}));
+                    ElementsAre(Segment{static_cast<std::uint32_t>(std::stoul(address, nullptr, 0)), bytes_}));
     }
     run("arm-none-eabi-ld -r -b binary a.bin -o object.elf");
     EXPECT_THROW(read("object.elf"), Failure);
@@ -100,14 +100,14 @@ TEST_F(IndependentWriters, AnElfFileThatIsCutShortOrChangedIsRefusedOrReadButNev
     run("arm-none-eabi-ld -b binary a.bin -e 0 -Tdata=0x0 -o a.elf");
     const std::string whole = folder_.read("a.elf");
     const auto parse = [](const std::string& file) {
-        return parse_elf({reinterpret_cast<const uint8_t*>(file.data()), file.size()}, "a.elf");
+        return parse_elf({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}, "a.elf");
     };
-    const size_t section_headers_end = whole.size();
-    for (size_t length = 0; length < section_headers_end; ++length) {
+    const std::size_t section_headers_end = whole.size();
+    for (std::size_t length = 0; length < section_headers_end; ++length) {
         EXPECT_THROW(parse(whole.substr(0, length)), Failure) << length;
     }
-    size_t refused = 0;
-    for (size_t i = 0; i < 84; ++i) { // the file's header and the first program header
+    std::size_t refused = 0;
+    for (std::size_t i = 0; i < 84; ++i) { // the file's header and the first program header
         std::string changed = whole;
         changed[i] = static_cast<char>(~changed[i]);
         try {

@@ -1,7 +1,7 @@
 // The readers against files that are written here by hand: what they accept, and every way of being malformed.
-#include "failure.h"
-#include "firmware/firmware.h"
-#include "support/temp_folder.h"
+#include "cli/failure.h"
+#include "cli/firmware/firmware.h"
+#include "tests/support/temp_folder.h"
 
 #include <gmock/gmock.h>
 
@@ -20,7 +20,7 @@ using Parser = Image (*)(std::string_view, const std::string&);
 struct Malformed
 {
     const char* text;
-    size_t line;
+    std::size_t line;
     const char* reason;
 };
 
@@ -82,11 +82,11 @@ TEST(IntelHex, RefusesEveryMalformedRecordByLineAndReason)
 
 TEST(IntelHex, WrittenTextReadsBackAcrossTheRecordsWindows)
 {
-    std::vector<uint8_t> bytes(200000);
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<uint8_t>(i * 7 + i / 256);
+    std::vector<std::uint8_t> bytes(200000);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
     }
-    for (const uint32_t address : {0U, 1U, 0xFFF7U, 0x10001000U, 0xFFFFFFFFU - 199999U}) {
+    for (const std::uint32_t address : {0U, 1U, 0xFFF7U, 0x10001000U, 0xFFFFFFFFU - 199999U}) {
         EXPECT_THAT(parse_intel_hex(to_intel_hex(address, bytes), "app").segments(),
                     ElementsAre(Segment{address, bytes}));
     }
@@ -189,7 +189,7 @@ TEST(FirmwareFiles, SeveralAreJoinedAndOverlapsNameBothFiles)
 TEST(FirmwareFiles, ReadsAreWrittenByEndingWholeOrNotAtAll)
 {
     const TempFolder folder;
-    const std::vector<uint8_t> bytes{1, 2, 3};
+    const std::vector<std::uint8_t> bytes{1, 2, 3};
     write_firmware(folder.path() / "out.bin", 0x100, bytes);
     write_firmware(folder.path() / "out.hex", 0x100, bytes);
     EXPECT_THAT(read_firmware(folder.path() / "out.bin@0x100"), read_firmware(folder.path() / "out.hex"));
@@ -197,7 +197,7 @@ TEST(FirmwareFiles, ReadsAreWrittenByEndingWholeOrNotAtAll)
 
     std::filesystem::create_symlink("/dev/full", folder.path() / "full.bin");
     try {
-        write_firmware(folder.path() / "full.bin", 0, std::vector<uint8_t>(100000));
+        write_firmware(folder.path() / "full.bin", 0, std::vector<std::uint8_t>(100000));
         FAIL();
     } catch (const Failure& failure) {
         EXPECT_THAT(failure.what(), AllOf(HasSubstr("full.bin"), EndsWith("No space left on device")));

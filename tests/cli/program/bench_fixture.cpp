@@ -1,4 +1,4 @@
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 #include <sstream>
 
@@ -67,7 +67,7 @@ nlohmann::json BenchTest::tessit_json(const Arguments& arguments) const
     return nlohmann::json::parse(outcome.output, nullptr, false);
 }
 
-std::string BenchTest::binary(std::string_view name, size_t length, uint32_t seed) const
+std::string BenchTest::binary(std::string_view name, std::size_t length, std::uint32_t seed) const
 {
     std::string bytes(length, '\0');
     for (char& byte : bytes) {

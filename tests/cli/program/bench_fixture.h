@@ -1,8 +1,8 @@
-// A test that runs the command on a bench of its own.
+/// A test that runs the command on a bench of its own.
 #pragma once
 
-#include "program/command_runner.h"
-#include "support/temp_folder.h"
+#include "tests/cli/program/command_runner.h"
+#include "tests/support/temp_folder.h"
 
 #include <cstdint>
 #include <gmock/gmock.h>
@@ -10,8 +10,8 @@
 
 namespace tessit::cli {
 
-// The bench has the one probe 600000011 with a BIRCH_M1_VA_REV2 chip (512 KiB of flash, pages of 4 KiB) unless
-// set_bench says otherwise. What a real chip would have ignored without telling the command fails the test.
+/// The bench has the one probe 600000011 with a BIRCH_M1_VA_REV2 chip (512 KiB of flash, pages of 4 KiB) unless
+/// set_bench says otherwise. What a real chip would have ignored without telling the command fails the test.
 class BenchTest : public testing::Test
 {
 protected:
@@ -20,29 +20,29 @@ protected:
 
     void set_bench(std::string_view toml);
 
-    // `tessit --sim ARGUMENTS`.
+    /// `tessit --sim ARGUMENTS`.
     Outcome tessit(const Arguments& arguments, const Environment& extra = {},
                    const std::string& input = no_input) const;
     nlohmann::json tessit_json(const Arguments& arguments) const;
     Environment environment(const Environment& extra = {}) const;
 
-    // A raw binary of this length whose content depends on the seed; returns its path.
-    std::string binary(std::string_view name, size_t length, uint32_t seed = 1) const;
+    /// A raw binary of this length whose content depends on the seed; returns its path.
+    std::string binary(std::string_view name, std::size_t length, std::uint32_t seed = 1) const;
     std::string file(std::string_view name, std::string_view content) const;
     std::string path(std::string_view name) const { return (folder_.path() / name).string(); }
     std::string content(std::string_view name) const { return folder_.read(name); }
 
-    // Programs firmware with its reset vector at 0x200: movs r0, #1; adds r0, #2; b . and its stack at 0x20001000.
+    /// Programs firmware with its reset vector at 0x200: movs r0, #1; adds r0, #2; b . and its stack at 0x20001000.
     void program_endless_loop() const;
 
-    // Memory as another process reads it, two digits a byte.
+    /// Memory as another process reads it, two digits a byte.
     std::string memory(const std::string& range) const;
 
 private:
     tessit_test::TempFolder folder_;
 };
 
-// Matches an outcome by its exit code and what its errors hold.
+/// Matches an outcome by its exit code and what its errors hold.
 MATCHER_P(Exits, code, "")
 {
     return arg.exit_code == code;

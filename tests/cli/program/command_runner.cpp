@@ -1,4 +1,4 @@
-#include "program/command_runner.h"
+#include "tests/cli/program/command_runner.h"
 
 #include <array>
 #include <csignal>
@@ -47,10 +47,10 @@ Pipe make_small_pipe()
     _exit(127);
 }
 
-size_t count_of(const std::string& text, std::string_view part)
+std::size_t count_of(const std::string& text, std::string_view part)
 {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
         ++count;
     }
     return count;
@@ -89,13 +89,13 @@ bool RunningCommand::read_some(int& descriptor, std::string& text)
         descriptor = -1;
         return false;
     }
-    text.append(buffer.data(), static_cast<size_t>(count));
+    text.append(buffer.data(), static_cast<std::size_t>(count));
     return true;
 }
 
 bool RunningCommand::wait_for(std::string_view text, int count)
 {
-    while (count_of(outcome_.errors, text) < static_cast<size_t>(count)) {
+    while (count_of(outcome_.errors, text) < static_cast<std::size_t>(count)) {
         if (!read_some(errors_, outcome_.errors)) {
             return false;
         }

@@ -1,4 +1,4 @@
-// Runs the built command as a program of its own, as a user would.
+/// Runs the built command as a program of its own, as a user would.
 #pragma once
 
 #include <map>
@@ -11,13 +11,13 @@
 namespace tessit::cli {
 
 using Arguments = std::vector<std::string>;
-using Environment = std::map<std::string, std::string>; // added to the test's own
+using Environment = std::map<std::string, std::string>; ///< added to the test's own
 
 inline const std::string no_input = "/dev/null";
 
 struct Outcome
 {
-    int exit_code = 0; // 128 + the signal for a command that a signal ended
+    int exit_code = 0; ///< 128 + the signal for a command that a signal ended
     std::string output;
     std::string errors;
 
@@ -27,21 +27,21 @@ struct Outcome
     }
 };
 
-// A running command, whose two streams are read only when the test asks for it: behind a small pipe it comes to a
-// standstill, so that it can be caught in the middle of its work.
+/// A running command, whose two streams are read only when the test asks for it: behind a small pipe it comes to a
+/// standstill, so that it can be caught in the middle of its work.
 class RunningCommand
 {
 public:
-    // `input` is the file that standard input reads.
+    /// `input` is the file that standard input reads.
     RunningCommand(const Arguments& arguments, const Environment& environment, const std::string& input = no_input);
     RunningCommand(const RunningCommand&) = delete;
     RunningCommand& operator=(const RunningCommand&) = delete;
     ~RunningCommand();
 
-    // Reads standard error until the text has come `count` times; false when the stream ends before.
+    /// Reads standard error until the text has come `count` times; false when the stream ends before.
     bool wait_for(std::string_view text, int count = 1);
     void signal(int number) const;
-    // Reads both streams to their ends.
+    /// Reads both streams to their ends.
     Outcome finish();
 
 private:

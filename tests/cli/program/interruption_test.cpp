@@ -1,5 +1,5 @@
 // Commands that are cut short: killed, interrupted, or left without their probe.
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 #include <csignal>
 
@@ -21,7 +21,7 @@ protected:
 
     Arguments narrated_program() const { return {"--sim", "-v", "program", new_ + "@0"}; }
 
-    static constexpr size_t length = size_t{40} * 4096;
+    static constexpr std::size_t length = std::size_t{40} * 4096;
     std::string old_;
     std::string new_;
 };

@@ -1,5 +1,5 @@
 // Which probe, which J-Link library, which settings.
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 namespace tessit::cli {
 namespace {

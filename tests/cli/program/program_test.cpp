@@ -1,5 +1,5 @@
 // `program`, `verify` and `read`: from a file into the chip and back out of it.
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 #include <filesystem>
 
@@ -65,10 +65,10 @@ TEST_F(ProgramTest, OnlyPagesThatNeedItAreErasedAndEqualOnesAreLeftAlone)
 
 TEST_F(ProgramTest, AnImageOfTheWholeFlashIsErasedAtOnceUnlessTheUicrWouldBeLost)
 {
-    const std::string whole = binary("whole.bin", size_t{512} * 1024) + "@0";
+    const std::string whole = binary("whole.bin", std::size_t{512} * 1024) + "@0";
     EXPECT_EQ(tessit_json({"program", whole})["erased_all"], true);
     ASSERT_THAT(tessit({"write", "0x10001080", "0x12345678", "--flash"}), Exits(0));
-    const std::string other = binary("other.bin", size_t{512} * 1024, 2) + "@0";
+    const std::string other = binary("other.bin", std::size_t{512} * 1024, 2) + "@0";
     EXPECT_EQ(tessit_json({"program", other})["erased_all"], false);
     EXPECT_EQ(memory("0x10001080+4"), "78563412");
     EXPECT_THAT(tessit({"verify", other}), Exits(0));

@@ -1,5 +1,5 @@
 // Commands that look at the chip and change it: memory, erases, CPU, RAM power, protection, the bench itself.
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 namespace tessit::cli {
 namespace {
@@ -50,7 +50,7 @@ TEST_F(TargetTest, EraseDoesWhatItIsToldAndNothingElse)
     EXPECT_THAT(tessit({"erase", "--range", "0x1000+4k"}), Exits(0));
     EXPECT_THAT(tessit({"erase", "--page", "0x3004"}), Exits(0));
     std::string expected = before;
-    constexpr size_t page_digits = 2 * size_t{0x1000};
+    constexpr std::size_t page_digits = 2 * std::size_t{0x1000};
     expected.replace(page_digits, page_digits, page_digits, 'f');
     expected.replace(3 * page_digits, page_digits, page_digits, 'f');
     EXPECT_EQ(memory("0+0x5000"), expected);
@@ -60,7 +60,7 @@ TEST_F(TargetTest, EraseDoesWhatItIsToldAndNothingElse)
     EXPECT_EQ(memory("0x10001080+4"), "ffffffff");
     EXPECT_EQ(memory("0+0x5000"), expected);
     EXPECT_THAT(tessit({"erase", "--mass"}), Exits(0));
-    EXPECT_EQ(memory("0+0x5000"), std::string(size_t{2} * 0x5000, 'f'));
+    EXPECT_EQ(memory("0+0x5000"), std::string(std::size_t{2} * 0x5000, 'f'));
 }
 
 #if defined(TESSIT_SIM_CPU_UNICORN) // the register-file CPU executes nothing

@@ -1,5 +1,5 @@
 // `qspi`: images into the external flash of a simulated board and back out of it.
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 #include <chrono>
 #include <csignal>
@@ -73,10 +73,10 @@ TEST_F(QspiTest, NeighboursOfUnalignedWritesStay)
 {
     ASSERT_THAT(qspi({"write", binary("before.bin", 1048576) + "@0"}), Exits(0));
     std::string expected = content("before.bin");
-    size_t address = 0x1FFFD;
-    for (const size_t length : {1U, 2U, 3U, 5U, 4097U}) {
+    std::size_t address = 0x1FFFD;
+    for (const std::size_t length : {1U, 2U, 3U, 5U, 4097U}) {
         const std::string name = "patch" + std::to_string(length);
-        const std::string patch = binary(name + ".bin", length, static_cast<uint32_t>(length));
+        const std::string patch = binary(name + ".bin", length, static_cast<std::uint32_t>(length));
         ASSERT_THAT(qspi({"write", patch + "@" + std::to_string(address)}), Exits(0));
         expected.replace(address, length, content(name + ".bin"));
         address += 0x10003;

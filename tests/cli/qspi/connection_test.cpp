@@ -1,7 +1,7 @@
-#include "qspi/connection.h"
+#include "cli/qspi/connection.h"
 
-#include "failure.h"
-#include "support/temp_folder.h"
+#include "cli/failure.h"
+#include "tests/support/temp_folder.h"
 
 #include <gmock/gmock.h>
 
@@ -43,7 +43,7 @@ TEST_F(QspiConnectionTest, TheExampleIsAConnectionAndEveryLineOfItIsValid)
     EXPECT_EQ(defaults.config.frequency, FREQ_DIV2);
     EXPECT_FALSE(defaults.flash_size);
 
-    for (size_t mark = text.find("\n# "); mark != std::string::npos; mark = text.find("\n# ", mark + 1)) {
+    for (std::size_t mark = text.find("\n# "); mark != std::string::npos; mark = text.find("\n# ", mark + 1)) {
         if (text.substr(mark, text.find('\n', mark + 1) - mark).find(" = ") != std::string::npos) {
             text.erase(mark + 1, 2);
         }

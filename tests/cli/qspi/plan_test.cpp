@@ -1,6 +1,6 @@
-#include "qspi/plan.h"
+#include "cli/qspi/plan.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr uint32_t kib = 1024;
+constexpr std::uint32_t kib = 1024;
 
 std::vector<SectorState> sectors(std::string_view text)
 {
@@ -55,54 +55,54 @@ class QspiPlan : public testing::Test
 protected:
     Plan plan(const Image& image, EraseMode mode = EraseMode::blocks)
     {
-        return plan_write(image, static_cast<uint32_t>(flash.size()), 256, mode, [this](uint32_t address) {
-            return std::vector<uint8_t>(flash.begin() + address, flash.begin() + address + sector_bytes);
+        return plan_write(image, static_cast<std::uint32_t>(flash.size()), 256, mode, [this](std::uint32_t address) {
+            return std::vector<std::uint8_t>(flash.begin() + address, flash.begin() + address + sector_bytes);
         });
     }
 
     // What the flash holds when the plan has been carried out.
-    std::vector<uint8_t> carried_out(const Plan& plan) const
+    std::vector<std::uint8_t> carried_out(const Plan& plan) const
     {
-        std::vector<uint8_t> result = flash;
+        std::vector<std::uint8_t> result = flash;
         for (const Erase& erase : plan.erases) {
-            std::fill_n(result.begin() + erase.address, erase.bytes, uint8_t{0xFF});
+            std::fill_n(result.begin() + erase.address, erase.bytes, std::uint8_t{0xFF});
         }
         for (const Segment& write : plan.writes) {
-            for (size_t i = 0; i < write.bytes.size(); ++i) {
+            for (std::size_t i = 0; i < write.bytes.size(); ++i) {
                 result[write.address + i] &= write.bytes[i];
             }
         }
         return result;
     }
 
-    static Image image(uint32_t address, const std::vector<uint8_t>& bytes)
+    static Image image(std::uint32_t address, const std::vector<std::uint8_t>& bytes)
     {
         Image image;
         EXPECT_FALSE(image.add(address, bytes));
         return image;
     }
 
-    static constexpr size_t flash_bytes = 131072;
-    std::vector<uint8_t> flash = std::vector<uint8_t>(flash_bytes, 0xFF);
+    static constexpr std::size_t flash_bytes = 131072;
+    std::vector<std::uint8_t> flash = std::vector<std::uint8_t>(flash_bytes, 0xFF);
 };
 
 TEST_F(QspiPlan, MergesTheNeighboursOfPartlyCoveredSectors)
 {
-    std::ranges::generate(flash, [value = 1U]() mutable { return static_cast<uint8_t>((value *= 48271) >> 16); });
-    for (const uint32_t length : {1U, 2U, 3U, 5U, 4097U, 70000U}) {
-        const Image changes = image(0x1FFD, std::vector<uint8_t>(length, 0xA5));
-        std::vector<uint8_t> expected = flash;
-        std::fill_n(expected.begin() + 0x1FFD, length, uint8_t{0xA5});
+    std::ranges::generate(flash, [value = 1U]() mutable { return static_cast<std::uint8_t>((value *= 48271) >> 16); });
+    for (const std::uint32_t length : {1U, 2U, 3U, 5U, 4097U, 70000U}) {
+        const Image changes = image(0x1FFD, std::vector<std::uint8_t>(length, 0xA5));
+        std::vector<std::uint8_t> expected = flash;
+        std::fill_n(expected.begin() + 0x1FFD, length, std::uint8_t{0xA5});
         EXPECT_EQ(carried_out(plan(changes)), expected) << length;
     }
 }
 
 TEST_F(QspiPlan, LeavesAloneWhatIsEqualAndErasesOnlyWhereBitsMustBeSet)
 {
-    std::fill_n(flash.begin() + 0x2000, 0x1000, uint8_t{0x0F});
-    Image changes = image(0x1000, std::vector<uint8_t>(0x300, 0x55));  // onto blank bytes
-    EXPECT_FALSE(changes.add(0x2010, std::vector<uint8_t>(16, 0x0F))); // there already
-    EXPECT_FALSE(changes.add(0x2810, std::vector<uint8_t>(16, 0x0E))); // clears bits
+    std::fill_n(flash.begin() + 0x2000, 0x1000, std::uint8_t{0x0F});
+    Image changes = image(0x1000, std::vector<std::uint8_t>(0x300, 0x55));  // onto blank bytes
+    EXPECT_FALSE(changes.add(0x2010, std::vector<std::uint8_t>(16, 0x0F))); // there already
+    EXPECT_FALSE(changes.add(0x2810, std::vector<std::uint8_t>(16, 0x0E))); // clears bits
     const Plan writes = plan(changes);
     EXPECT_EQ(writes.touched_sectors, 2U);
     EXPECT_THAT(writes.erases, IsEmpty());
@@ -110,7 +110,7 @@ TEST_F(QspiPlan, LeavesAloneWhatIsEqualAndErasesOnlyWhereBitsMustBeSet)
     EXPECT_EQ(writes.writes[0].range(), (Range{0x1000, 0x300}));
     EXPECT_EQ(writes.writes[1].range(), (Range{0x2800, 0x100}));
 
-    const Plan equal = plan(image(0x2010, std::vector<uint8_t>(16, 0x0F)));
+    const Plan equal = plan(image(0x2010, std::vector<std::uint8_t>(16, 0x0F)));
     EXPECT_EQ(equal.equal_sectors(), 1U);
     EXPECT_THAT(equal.writes, IsEmpty());
 

@@ -1,5 +1,5 @@
 // `rtt`: firmware that runs in a simulated chip, and a console on its channels.
-#include "program/bench_fixture.h"
+#include "tests/cli/program/bench_fixture.h"
 
 #include <algorithm>
 #include <csignal>
@@ -25,8 +25,8 @@ bool is_long_run()
 // What the counter channel says: 32-bit words, 0, 1, 2, ...
 bool is_counter_stream(std::string_view bytes)
 {
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        if (static_cast<uint8_t>(bytes[i]) != static_cast<uint8_t>(i / 4 >> 8 * (i % 4))) {
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (static_cast<std::uint8_t>(bytes[i]) != static_cast<std::uint8_t>(i / 4 >> 8 * (i % 4))) {
             return false;
         }
     }
@@ -89,7 +89,7 @@ TEST_F(RttTest, StreamsBytesAsTheFirmwareSentThem)
     program_example("rtt_echo.bin");
     // 1 MiB, or 8 MiB: up to the word 0x040404 or 0x202020.
     const char last = is_long_run() ? 0x20 : 0x04;
-    const size_t size = is_long_run() ? 8 << 20 : 1 << 20;
+    const std::size_t size = is_long_run() ? 8 << 20 : 1 << 20;
     const Outcome outcome = talk({"--reset", "--raw", "--channel", "1", "--no-input", "--until", three(last)});
     EXPECT_THAT(outcome.exit_code, 0) << outcome.errors;
     EXPECT_GE(outcome.output.size(), size);
@@ -100,8 +100,8 @@ struct Echo
 {
     const char* name;
     const char* firmware;
-    size_t size;
-    size_t long_size;
+    std::size_t size;
+    std::size_t long_size;
 };
 
 void PrintTo(const Echo& echo, std::ostream* out)

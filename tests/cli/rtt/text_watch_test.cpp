@@ -1,4 +1,4 @@
-#include "rtt/text_watch.h"
+#include "cli/rtt/text_watch.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@ namespace {
 TEST(TextWatchTest, FindsATextHoweverItIsCut)
 {
     const std::string stream = "xaabaabaacx";
-    for (size_t first = 0; first <= stream.size(); ++first) {
-        for (size_t second = first; second <= stream.size(); ++second) {
+    for (std::size_t first = 0; first <= stream.size(); ++first) {
+        for (std::size_t second = first; second <= stream.size(); ++second) {
             TextWatch watch{"aabaac"};
             TextWatch other{"aabaad"};
             const std::string_view text{stream};

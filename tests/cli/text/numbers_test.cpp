@@ -1,6 +1,6 @@
-#include "text/numbers.h"
+#include "cli/text/numbers.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 #include <gmock/gmock.h>
 
@@ -11,9 +11,9 @@ using testing::HasSubstr;
 
 TEST(Numbers, SizesAreDecimalOrHexadecimalWithAnOptionalUnit)
 {
-    const std::pair<const char*, uint64_t> cases[] = {
+    const std::pair<const char*, std::uint64_t> cases[] = {
         {"0", 0},           {"4096", 4096},      {"0x400", 0x400},     {"0XfF", 0xFF},
-        {"16k", 16 * 1024}, {"1M", 1024 * 1024}, {"0x10k", 16 * 1024}, {"4096M", uint64_t{1} << 32},
+        {"16k", 16 * 1024}, {"1M", 1024 * 1024}, {"0x10k", 16 * 1024}, {"4096M", std::uint64_t{1} << 32},
     };
     for (const auto& [text, value] : cases) {
         EXPECT_EQ(parse_size(text, "size"), value) << text;
@@ -57,7 +57,7 @@ TEST(Ranges, EndOrLengthMayBeGiven)
         {"64k-128k", {0x10000, 0x10000}},
         {"0xFFFFF000-0x100000000", {0xFFFFF000, 0x1000}},
         {"0xFFFFFFFF+1", {0xFFFFFFFF, 1}},
-        {"0-4096M", {0, uint64_t{1} << 32}},
+        {"0-4096M", {0, std::uint64_t{1} << 32}},
     };
     for (const auto& [text, range] : cases) {
         EXPECT_EQ(parse_range(text), range) << text;
@@ -75,8 +75,8 @@ TEST(Ranges, EmptyBackwardOversizedAndUnfinishedOnesAreRefused)
 TEST(Ranges, ContainmentCountsTheEndAsOutside)
 {
     const Range range{0x1000, 0x100};
-    EXPECT_TRUE(range.contains(uint64_t{0x10FF}));
-    EXPECT_FALSE(range.contains(uint64_t{0x1100}));
+    EXPECT_TRUE(range.contains(std::uint64_t{0x10FF}));
+    EXPECT_FALSE(range.contains(std::uint64_t{0x1100}));
     EXPECT_TRUE(range.contains(Range{0x1080, 0x80}));
     EXPECT_FALSE(range.contains(Range{0x1080, 0x81}));
     EXPECT_FALSE(range.contains(Range{0xFFF, 2}));
@@ -84,8 +84,8 @@ TEST(Ranges, ContainmentCountsTheEndAsOutside)
 
 TEST(Sizes, AreShownInTheLargestUnitThatComesOutEven)
 {
-    EXPECT_EQ(format_size(uint64_t{512} * 1024), "512 KiB");
-    EXPECT_EQ(format_size(uint64_t{1024} * 1024), "1 MiB");
+    EXPECT_EQ(format_size(std::uint64_t{512} * 1024), "512 KiB");
+    EXPECT_EQ(format_size(std::uint64_t{1024} * 1024), "1 MiB");
     EXPECT_EQ(format_size(1025), "1025 bytes");
     EXPECT_EQ(format_size(1), "1 byte");
 }

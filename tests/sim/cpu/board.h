@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cpu/unicorn_cpu.h"
+#include "sim/cpu/unicorn_cpu.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "board.h"
+#include "tests/sim/cpu/board.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

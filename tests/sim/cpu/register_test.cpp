@@ -1,7 +1,7 @@
-#include "cpu/cpu.h"
-#include "cpu/register_file_cpu.h"
+#include "sim/cpu/cpu.h"
+#include "sim/cpu/register_file_cpu.h"
 #if defined(JLINKSIM_CPU_UNICORN)
-#include "cpu/unicorn_cpu.h"
+#include "sim/cpu/unicorn_cpu.h"
 #endif
 
 #include <gtest/gtest.h>

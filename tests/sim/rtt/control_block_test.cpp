@@ -1,4 +1,4 @@
-#include "sim/rtt/rtt_board.h"
+#include "tests/sim/rtt/rtt_board.h"
 
 namespace tessit_test {
 namespace {

@@ -1,5 +1,5 @@
 // Bytes of firmware that runs, through its rings in RAM to the host and back.
-#include "sim/rtt/rtt_board.h"
+#include "tests/sim/rtt/rtt_board.h"
 
 #include <fstream>
 #include <iterator>

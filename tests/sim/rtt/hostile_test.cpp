@@ -1,5 +1,5 @@
 // What stands in target memory is not to be trusted.
-#include "sim/rtt/rtt_board.h"
+#include "tests/sim/rtt/rtt_board.h"
 
 namespace tessit_test {
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/target_session.h"
+#include "tests/sim/target_session.h"
 
 #include <algorithm>
 #include <array>
@@ -114,7 +114,7 @@ protected:
     /// What the target holds now, after a poll at least; long enough for the whole RAM to be searched.
     static std::int32_t find()
     {
-        read_word(ram); // takes as long as from one poll to the next
+        read_word(ram); ///< takes as long as from one poll to the next
         std::int32_t result = not_found;
         for (std::uint32_t tries = 0; tries < 2 * ram_bytes / 1024 && result == not_found; ++tries) {
             result = count(up);
