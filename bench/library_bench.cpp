@@ -1,10 +1,10 @@
 // What the library costs on top of the J-Link calls that it makes: each operation over a J-Link library that does
 // nothing, without a callback and with one, beside the same J-Link calls made bare.
+#include "base/module.h"
 #include "jlinkarm_birch_tessit.h"
 #include "src/jlink/functions.h"
 
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 
 #include <array>
 #include <cstdlib>
@@ -21,8 +21,9 @@ struct BareFunctions
 
     BareFunctions()
     {
-        void* const library = dlopen(NULL_JLINK, RTLD_NOW | RTLD_LOCAL);
-#define BARE_BIND(result, name, parameters) name = reinterpret_cast<decltype(name)>(dlsym(library, #name));
+        const base::Module library = base::load_module(NULL_JLINK);
+#define BARE_BIND(result, name, parameters)                                                                            \
+    name = reinterpret_cast<decltype(name)>(base::find_function(library, #name));
         JLINK_FUNCTIONS(BARE_BIND)
 #undef BARE_BIND
     }

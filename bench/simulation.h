@@ -1,13 +1,13 @@
 /// The simulated J-Link library for benchmarks: one probe with one chip at a time, and the modelled time.
 #pragma once
 
+#include "base/module.h"
 #include "jlinkarm_sim.h"
 #include "sim/time/timing.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
@@ -41,7 +41,7 @@ class Simulation
 {
 public:
     static constexpr std::uint32_t serial_number = 683000001;
-    Simulation() : library_(dlopen(JLINKSIM_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    Simulation() : library_(base::load_module(JLINKSIM_LIBRARY))
     {
         require(library_ != nullptr, "load " JLINKSIM_LIBRARY);
         std::string folder = (std::filesystem::temp_directory_path() / "tessit-bench-XXXXXX").string();
@@ -78,12 +78,12 @@ private:
     template <class Function>
     Function find(const char* name) const
     {
-        void* const address = dlsym(library_, name);
+        void* const address = base::find_function(library_, name);
         require(address != nullptr, name);
         return reinterpret_cast<Function>(address);
     }
 
-    void* library_;
+    base::Module library_;
     std::filesystem::path folder_;
 };
 

@@ -1,5 +1,7 @@
 #include "cli/commands/cpu_view.h"
 
+#include "base/little_endian.h"
+
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
@@ -28,7 +30,7 @@ std::optional<std::uint16_t> read_halfword(std::uint32_t address)
     if (TESSIT_read(address, bytes.data(), 2) != RESULT_OK) {
         return std::nullopt;
     }
-    return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8);
+    return little_endian::load_u16(bytes);
 }
 
 } // namespace

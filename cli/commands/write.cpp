@@ -1,9 +1,9 @@
+#include "base/little_endian.h"
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/file.h"
 #include "cli/flash/flash_bytes.h"
 #include "cli/flash/mismatches.h"
 #include "cli/session/memory_map.h"
-#include "cli/text/bytes.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -42,7 +42,7 @@ Data collect(const Options& options)
     }
     for (const std::string& value : options.values) {
         data.bytes.resize(data.bytes.size() + 4);
-        store_word(std::span{data.bytes}.last(4), parse_u32(value, "value"));
+        little_endian::store_u32(std::span{data.bytes}.last(4), parse_u32(value, "value"));
     }
     if (data.bytes.empty()) {
         throw Failure{ExitCode::failure, fmt::format("{}: the file is empty", options.file), "Give a file with data."};

@@ -1,3 +1,4 @@
+#include "base/little_endian.h"
 #include "cli/failure.h"
 #include "cli/firmware/firmware.h"
 
@@ -41,20 +42,10 @@ public:
         return bytes_.subspan(offset, length);
     }
 
-    std::uint32_t u32(std::uint32_t offset) const { return little_endian(offset, 4); }
-    std::uint16_t u16(std::uint32_t offset) const { return static_cast<std::uint16_t>(little_endian(offset, 2)); }
+    std::uint32_t u32(std::uint32_t offset) const { return little_endian::load_u32(slice(offset, 4, "a header")); }
+    std::uint16_t u16(std::uint32_t offset) const { return little_endian::load_u16(slice(offset, 2, "a header")); }
 
 private:
-    std::uint32_t little_endian(std::uint32_t offset, std::uint32_t length) const
-    {
-        std::uint32_t value = 0;
-        const auto field = slice(offset, length, "a header");
-        for (std::uint32_t i = 0; i < length; ++i) {
-            value |= std::uint32_t{field[i]} << (8 * i);
-        }
-        return value;
-    }
-
     std::span<const std::uint8_t> bytes_;
     const std::string& name_;
 };

@@ -1,5 +1,6 @@
 #include "cli/platform/platform.h"
 
+#include "base/module.h"
 #include "cli/failure.h"
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <unistd.h>
@@ -117,22 +117,22 @@ bool is_interrupted()
     return interrupt_flag != 0;
 }
 
-Module::Module(const fs::path& path) : handle_{dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)}
+Module::Module(const fs::path& path) : handle_{base::load_module(path.c_str())}
 {
     if (handle_ == nullptr) {
-        throw Failure{ExitCode::failure, fmt::format("cannot load {}: {}", path.string(), dlerror()),
+        throw Failure{ExitCode::failure, fmt::format("cannot load {}: {}", path.string(), base::load_error()),
                       "Install the command and its libraries again."};
     }
 }
 
 Module::~Module()
 {
-    dlclose(handle_);
+    base::unload_module(handle_);
 }
 
 void* Module::find(const char* name) const
 {
-    return dlsym(handle_, name);
+    return base::find_function(handle_, name);
 }
 
 } // namespace tessit::cli::platform

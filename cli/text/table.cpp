@@ -1,6 +1,6 @@
 #include "cli/text/table.h"
 
-#include "cli/text/bytes.h"
+#include "base/little_endian.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -52,7 +52,7 @@ std::string format_word_dump(std::uint32_t address, std::span<const std::uint8_t
     for (std::size_t i = 0; i < bytes.size(); i += per_line) {
         fmt::format_to(std::back_inserter(text), "{:08x} ", address + i);
         for (std::size_t word = i; word < std::min(bytes.size(), i + per_line); word += 4) {
-            fmt::format_to(std::back_inserter(text), " {:08x}", load_word(bytes.subspan(word, 4)));
+            fmt::format_to(std::back_inserter(text), " {:08x}", little_endian::load_u32(bytes.subspan(word, 4)));
         }
         text += '\n';
     }

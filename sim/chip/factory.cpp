@@ -1,7 +1,8 @@
 #include "sim/chip/factory.h"
 
+#include "base/little_endian.h"
+
 #include <algorithm>
-#include <cstring>
 
 namespace jlinksim {
 namespace {
@@ -13,7 +14,7 @@ constexpr std::uint32_t protect = 0xFFFFFF00;
 
 void put_word(std::span<std::uint8_t> area, std::uint32_t offset, std::uint32_t value)
 {
-    std::memcpy(area.subspan(offset, sizeof value).data(), &value, sizeof value);
+    tessit::little_endian::store_u32(area.subspan(offset, sizeof value), value);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "sim/rtt/control_block.h"
 
+#include "base/little_endian.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -11,11 +13,7 @@ constexpr std::size_t down_count_position = 20;
 
 std::uint32_t load_word(std::span<const std::uint8_t> bytes, std::size_t position)
 {
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        value |= std::uint32_t{bytes[position + i]} << 8 * i;
-    }
-    return value;
+    return tessit::little_endian::load_u32(bytes.subspan(position));
 }
 
 bool has_identifier(std::span<const std::uint8_t> header)

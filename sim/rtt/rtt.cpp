@@ -1,19 +1,16 @@
 #include "sim/rtt/rtt.h"
 
+#include "base/little_endian.h"
 #include "sim/time/timing.h"
 
 #include <algorithm>
-#include <array>
 #include <fmt/format.h>
 
 namespace jlinksim {
-namespace {
 
-std::array<std::uint8_t, 4> word_bytes(std::uint32_t value)
-{
-    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
-            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
-}
+using tessit::little_endian::bytes_of;
+
+namespace {
 
 /// Move a span through a ring's buffer from `offset` on, in one part or two. Stops at the first part that fails.
 template <class Byte, class Move>
@@ -120,7 +117,7 @@ void Rtt::target_is_reset(RttMemory& memory)
     if (!found_) {
         return;
     }
-    memory.write(block_.address, word_bytes(0));
+    memory.write(block_.address, bytes_of(0));
     lose_block();
 }
 
@@ -191,7 +188,7 @@ bool Rtt::drain_step(RttMemory& memory, std::size_t index, std::uint32_t count)
     }
     const std::uint32_t read = ring.behind(ring.read, count);
     const std::uint32_t descriptor = block_.descriptor_of(RttDirection::up, index);
-    if (!memory.write(descriptor + RttRing::read_position, word_bytes(read))) {
+    if (!memory.write(descriptor + RttRing::read_position, bytes_of(read))) {
         return false;
     }
     ring.read = read;
@@ -218,7 +215,7 @@ void Rtt::fill(RttMemory& memory, std::size_t index)
     }
     const std::uint32_t write = ring.behind(ring.write, static_cast<std::uint32_t>(data.size()));
     const std::uint32_t descriptor = block_.descriptor_of(RttDirection::down, index);
-    if (memory.write(descriptor + RttRing::write_position, word_bytes(write))) {
+    if (memory.write(descriptor + RttRing::write_position, bytes_of(write))) {
         down_[index].drop(data.size());
     }
 }

@@ -22,7 +22,7 @@ result_code_t refuse_to_open(const char* message, result_code_t code)
 void unload_jlink_library()
 {
     if (session.jlink_library != nullptr) {
-        platform::unload_module(std::exchange(session.jlink_library, nullptr));
+        base::unload_module(std::exchange(session.jlink_library, nullptr));
     }
 }
 
@@ -47,7 +47,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_open_dll(const char* jlink_path, log
     if (family != BIRCH_FAMILY) {
         return refuse_to_open("Wrong device family type provided for this dll.", ERR_BAD_ARGUMENT);
     }
-    session.jlink_library = platform::load_module(jlink_path);
+    session.jlink_library = base::load_module(jlink_path);
     if (session.jlink_library == nullptr) {
         return refuse_to_open(load_failure, ERR_JLINK_LOAD_FAILED);
     }

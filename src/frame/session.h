@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/module.h"
 #include "jlinkarm_birch_tessit.h"
-#include "src/platform/module.h"
 
 #include <array>
 #include <chrono>
@@ -34,7 +34,7 @@ using RamBackup = std::array<std::uint8_t, 4096>;
 struct Session
 {
     /// The loaded J-Link library. Set by TESSIT_open_dll; cleared by TESSIT_close_dll and TESSIT_open_dll's failures.
-    platform::Module jlink_library = nullptr;
+    base::Module jlink_library = nullptr;
     /// TESSIT_open_dll has succeeded. Set by it; cleared by TESSIT_close_dll.
     bool dll_opened = false;
 

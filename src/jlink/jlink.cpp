@@ -8,9 +8,9 @@ namespace {
 JLinkFunctionTable table;
 
 template <class Function>
-bool bind(platform::Module library, const char* name, Function*& entry)
+bool bind(base::Module library, const char* name, Function*& entry)
 {
-    void* const address = platform::find_function(library, name);
+    void* const address = base::find_function(library, name);
     if (address == nullptr) {
         return false;
     }
@@ -25,7 +25,7 @@ const JLinkFunctionTable& jlink()
     return table;
 }
 
-result_code_t bind_jlink_functions(platform::Module library)
+result_code_t bind_jlink_functions(base::Module library)
 {
 #define JLINK_BIND(result, name, parameters)                                                                           \
     if (!bind(library, #name, table.name)) {                                                                           \

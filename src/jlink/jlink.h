@@ -1,12 +1,11 @@
 #pragma once
 
+#include "base/module.h"
 #include "jlinkarm_birch_tessit.h"
 #include "src/jlink/call_site.h"
 #include "src/jlink/functions.h"
 
-#include "src/platform/module.h"
 #include <cstdint>
-
 #include <type_traits>
 
 namespace tessit {
@@ -24,7 +23,7 @@ const JLinkFunctionTable& jlink();
 
 /// Fill the table from a loaded J-Link library. ERR_JLINK_LOAD_FAILED at the first function that it lacks: the entries
 /// before it are new, those after it as they were.
-result_code_t bind_jlink_functions(platform::Module library);
+result_code_t bind_jlink_functions(base::Module library);
 
 /// Report and clear an error that is pending in the J-Link library. Changes no result: the caller goes on as if it had
 /// not run.

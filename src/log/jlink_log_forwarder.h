@@ -1,6 +1,6 @@
 #pragma once
 
-#include "src/jlink/calling_convention.h"
+#include "src/platform/calling_convention.h"
 
 namespace tessit {
 

@@ -1,9 +1,8 @@
+#include "base/little_endian.h"
 #include "src/frame/export.h"
 #include "src/memory/memory_access.h"
 #include "src/target/device.h"
 #include "src/target/run_control.h"
-
-#include <array>
 
 using namespace tessit;
 
@@ -19,12 +18,6 @@ bool is_word_aligned(std::uint32_t value)
 result_code_t require_word_aligned(const Export& op, std::uint32_t addr)
 {
     return op.require(is_word_aligned(addr), "Invalid addr provided, it must be word aligned.");
-}
-
-std::array<std::uint8_t, 4> little_endian_bytes(std::uint32_t value)
-{
-    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
-            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
 }
 
 } // namespace
@@ -86,7 +79,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_ficrwrite_u32(uint32_t addr, uint32_
     RETURN_IF_FAILED(op.require_probe());
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
-    const auto bytes = little_endian_bytes(data);
+    const auto bytes = little_endian::bytes_of(data);
     return ficrwrite(addr, bytes.data(), bytes.size());
 }
 

@@ -1,3 +1,4 @@
+#include "base/little_endian.h"
 #include "src/frame/result.h"
 #include "src/frame/session.h"
 #include "src/log/logger.h"
@@ -35,19 +36,12 @@ StepBuffer allocate_steps(std::uint64_t data_length)
     return StepBuffer{new (std::nothrow) std::uint8_t[static_cast<std::size_t>(size)]()};
 }
 
-std::uint32_t get_word(const std::uint8_t* bytes)
-{
-    return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-}
-
 /// Receive one of the data registers, least significant byte first.
 result_code_t receive_word(std::uint32_t data_register, std::uint8_t* bytes)
 {
     std::uint32_t word = 0;
     RETURN_IF_FAILED(read_u32(data_register, &word));
-    for (unsigned byte = 0; byte < 4; ++byte) {
-        bytes[byte] = static_cast<std::uint8_t>(word >> 8 * byte);
-    }
+    little_endian::store_u32({bytes, sizeof word}, word);
     return RESULT_OK;
 }
 
@@ -62,8 +56,8 @@ std::uint32_t configuration(std::uint8_t instruction_code, std::uint32_t length_
 /// One step: eight bytes out, and eight bytes in when `received` is given.
 result_code_t exchange_step(std::uint32_t step_configuration, const std::uint8_t* sent, std::uint8_t* received)
 {
-    RETURN_IF_FAILED(write_u32(qspi_registers::custom_data_0, get_word(sent), false));
-    RETURN_IF_FAILED(write_u32(qspi_registers::custom_data_1, get_word(sent + 4), false));
+    RETURN_IF_FAILED(write_u32(qspi_registers::custom_data_0, little_endian::load_u32({sent, 4}), false));
+    RETURN_IF_FAILED(write_u32(qspi_registers::custom_data_1, little_endian::load_u32({sent + 4, 4}), false));
     RETURN_IF_FAILED(write_u32(qspi_registers::ready_event, 0, false));
     RETURN_IF_FAILED(write_u32(qspi_registers::custom_configuration, step_configuration, false));
     RETURN_IF_FAILED(qspi_wait_for_ready());

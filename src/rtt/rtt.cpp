@@ -1,5 +1,6 @@
 #include "src/rtt/rtt.h"
 
+#include "base/little_endian.h"
 #include "src/frame/result.h"
 #include "src/frame/session.h"
 #include "src/jlink/jlink.h"
@@ -39,21 +40,9 @@ constexpr std::size_t descriptor_direction = 4;
 constexpr std::size_t descriptor_name = 8;
 constexpr std::size_t descriptor_size = 40;
 
-/// The records are little-endian, whatever the host.
 void put_word(std::span<std::uint8_t> record, std::size_t offset, std::uint32_t value)
 {
-    for (unsigned byte = 0; byte < 4; ++byte) {
-        record[offset + byte] = static_cast<std::uint8_t>(value >> 8 * byte);
-    }
-}
-
-std::uint32_t get_word(std::span<const std::uint8_t> record, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    for (unsigned byte = 0; byte < 4; ++byte) {
-        value |= std::uint32_t{record[offset + byte]} << 8 * byte;
-    }
-    return value;
+    little_endian::store_u32(record.subspan(offset), value);
 }
 
 std::int32_t control(RttCommand command, void* record, CallSite site = CallSite::here())
@@ -149,7 +138,7 @@ result_code_t rtt_read_channel_info(std::uint32_t channel, rtt_direction_t direc
     if (result < 0) {
         return control_failure(result);
     }
-    *channel_size = get_word(descriptor, descriptor_size);
+    *channel_size = little_endian::load_u32(std::span{descriptor}.subspan(descriptor_size));
     const auto name = std::span{descriptor}.subspan(descriptor_name, rtt_name_length);
     const auto name_end = std::ranges::find(name, 0);
     std::fill_n(channel_name, rtt_name_length, '\0');

@@ -4,6 +4,7 @@
 #include "src/memory/erase.h"
 #include "src/memory/memory_access.h"
 #include "src/memory/ram_power.h"
+#include "src/platform/sleep.h"
 #include "src/probe/probe.h"
 #include "src/target/chip_versions.h"
 #include "src/target/device.h"

@@ -1,6 +1,7 @@
 #include "src/frame/export.h"
 #include "src/frame/session.h"
 #include "src/jlink/jlink.h"
+#include "src/platform/sleep.h"
 #include "src/probe/probe.h"
 #include "src/target/chip_versions.h"
 #include "src/target/cpu_registers.h"

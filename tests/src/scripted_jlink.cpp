@@ -1,6 +1,7 @@
 #include "tests/src/scripted_jlink.h"
 
-#include "src/platform/module.h"
+#include "base/module.h"
+#include "src/platform/sleep.h"
 
 #include <cstdio>
 #include <cstring>
@@ -158,8 +159,9 @@ ScriptedJLink::ScriptedJLink()
 
 } // namespace tessit::test
 
-/// The platform layer of this test program: what is loaded is the scripted J-Link library, and sleeps only count.
-namespace tessit::platform {
+// The system of this test program: what is loaded is the scripted J-Link library, and sleeps only count.
+
+namespace tessit::base {
 
 Module load_module(const char* /*path*/)
 {
@@ -186,6 +188,10 @@ void unload_module(Module /*module*/)
 {
     ++test::scripted->unloads;
 }
+
+} // namespace tessit::base
+
+namespace tessit::platform {
 
 void sleep(std::chrono::milliseconds duration)
 {

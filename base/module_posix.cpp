@@ -1,15 +1,19 @@
-#include "src/platform/module.h"
+#include "base/module.h"
 
 #include <dlfcn.h>
 
-#include <thread>
-
-namespace tessit::platform {
+namespace tessit::base {
 
 Module load_module(const char* path)
 {
     // Bound at once, so that a library that cannot work is refused here; local, so that its symbols stay its own.
     return dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+
+std::string load_error()
+{
+    const char* const text = dlerror(); // NOLINT(concurrency-mt-unsafe): of the calling thread
+    return text != nullptr ? text : "";
 }
 
 void* find_function(Module module, const char* name)
@@ -22,9 +26,4 @@ void unload_module(Module module)
     dlclose(module);
 }
 
-void sleep(std::chrono::milliseconds duration)
-{
-    std::this_thread::sleep_for(duration);
-}
-
-} // namespace tessit::platform
+} // namespace tessit::base

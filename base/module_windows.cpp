@@ -1,12 +1,17 @@
-#include "src/platform/module.h"
+#include "base/module.h"
 
 #include <windows.h>
 
-namespace tessit::platform {
+namespace tessit::base {
 
 Module load_module(const char* path)
 {
     return LoadLibraryA(path);
+}
+
+std::string load_error()
+{
+    return "system error " + std::to_string(GetLastError());
 }
 
 void* find_function(Module module, const char* name)
@@ -19,9 +24,4 @@ void unload_module(Module module)
     FreeLibrary(static_cast<HMODULE>(module));
 }
 
-void sleep(std::chrono::milliseconds duration)
-{
-    Sleep(static_cast<DWORD>(duration.count()));
-}
-
-} // namespace tessit::platform
+} // namespace tessit::base
