@@ -1,7 +1,7 @@
 #pragma once
 
-#include "sim/chip/models.h"
-#include "sim/chip/register_block.h"
+#include "sim/device/register_block.h"
+#include "sim/model/chip_model.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "sim/chip/bus_device.h"
 #include "sim/cpu/cpu.h"
+#include "sim/device/bus_device.h"
 #include "sim/witness/records.h"
 
 #include <vector>

@@ -8,11 +8,11 @@
 #include "sim/chip/flash_controller.h"
 #include "sim/chip/gpio.h"
 #include "sim/chip/memory_port.h"
-#include "sim/chip/models.h"
 #include "sim/chip/power.h"
 #include "sim/chip/ram.h"
 #include "sim/chip/rom_table.h"
-#include "sim/chip/services.h"
+#include "sim/device/services.h"
+#include "sim/model/chip_model.h"
 #include "sim/qspi/qspi.h"
 #include "sim/state/chip_state.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "sim/chip/access_port.h"
-#include "sim/chip/register_block.h"
-#include "sim/chip/services.h"
+#include "sim/device/register_block.h"
+#include "sim/device/services.h"
 
 #include <functional>
 

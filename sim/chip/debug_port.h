@@ -1,7 +1,7 @@
 #pragma once
 
 #include "sim/chip/access_port.h"
-#include "sim/chip/register_block.h"
+#include "sim/device/register_block.h"
 
 #include <array>
 

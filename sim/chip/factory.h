@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/chip/models.h"
+#include "sim/model/chip_model.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "sim/chip/flash_controller.h"
 
-#include "sim/chip/models.h"
+#include "sim/model/chip_model.h"
 #include "sim/time/timing.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/chip/register_block.h"
+#include "sim/device/register_block.h"
 
 namespace jlinksim {
 

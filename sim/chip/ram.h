@@ -1,7 +1,7 @@
 #pragma once
 
-#include "sim/chip/bus_device.h"
-#include "sim/chip/models.h"
+#include "sim/device/bus_device.h"
+#include "sim/model/chip_model.h"
 #include "sim/witness/records.h"
 
 #include <vector>

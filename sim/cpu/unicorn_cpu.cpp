@@ -1,9 +1,8 @@
 #include "sim/cpu/unicorn_cpu.h"
 
 #include <algorithm>
-#include <array>
 #include <cassert>
-#include <cstdio>
+#include <fmt/format.h>
 #include <utility>
 
 namespace jlinksim {
@@ -14,22 +13,10 @@ using thumb::IfThen;
 using thumb::Instruction;
 using thumb::Kind;
 
-std::string hex(std::uint32_t value, int digits)
-{
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%0*X", digits, static_cast<unsigned>(value));
-    return text.data();
-}
-
-std::string address_text(std::uint32_t address)
-{
-    return hex(address, 8);
-}
-
 std::string code_text(Instruction instruction)
 {
-    const std::string first = hex(instruction.first, 4);
-    return instruction.is_wide() ? first + " " + hex(instruction.second, 4) : first;
+    return instruction.is_wide() ? fmt::format("0x{:04X} 0x{:04X}", instruction.first, instruction.second)
+                                 : fmt::format("0x{:04X}", instruction.first);
 }
 
 bool same(const DirectMemory& a, const DirectMemory& b)
@@ -40,7 +27,7 @@ bool same(const DirectMemory& a, const DirectMemory& b)
 
 } // namespace
 
-UnicornCpu::UnicornCpu(CpuBus& bus) : bus_{bus}
+UnicornCpu::UnicornCpu(CpuBus& bus) : accesses_{bus}
 {
     reset(0, 0);
 }
@@ -142,7 +129,7 @@ void UnicornCpu::advance(std::uint64_t budget)
     const std::uint32_t pc = read_register(cpu_register::pc);
     const std::uint32_t xpsr = read_register(cpu_register::xpsr);
     if ((xpsr & cpu_register::xpsr_thumb) == 0) {
-        fault("no Thumb state at " + address_text(pc) + ": a branch target or vector had bit 0 clear");
+        fault(fmt::format("no Thumb state at 0x{:08X}: a branch target or vector had bit 0 clear", pc));
         return;
     }
     const auto block = IfThen::of_xpsr(xpsr);
@@ -191,7 +178,7 @@ void UnicornCpu::execute(std::uint64_t limit)
     const UnicornEngine::Stop reason = engine_->execute();
     if (reason == UnicornEngine::Stop::asked) {
         if (result_.instructions == before) {
-            fault("the instruction engine does not go on at " + address_text(read_register(cpu_register::pc)));
+            fault(fmt::format("the instruction engine does not go on at 0x{:08X}", read_register(cpu_register::pc)));
         }
         return;
     }
@@ -227,7 +214,7 @@ void UnicornCpu::carry_out(Kind kind, Instruction instruction)
         stop(StopReason::breakpoint);
         return;
     case Kind::supervisor_call:
-        fault("SVC at " + address_text(read_register(cpu_register::pc)) + ": exceptions are not modelled");
+        fault(fmt::format("SVC at 0x{:08X}: exceptions are not modelled", read_register(cpu_register::pc)));
         return;
     case Kind::if_then: {
         const IfThen block{static_cast<std::uint8_t>(instruction.first & 0xFFU)};
@@ -287,13 +274,13 @@ std::string UnicornCpu::describe(UnicornEngine::Stop reason) const
     const std::uint32_t pc = read_register(cpu_register::pc);
     switch (reason) {
     case UnicornEngine::Stop::refused:
-        return refusal_ + ", by the instruction at " + address_text(pc);
+        return fmt::format("{}, by the instruction at 0x{:08X}", accesses_.refusal(), pc);
     case UnicornEngine::Stop::fetch:
-        return "instruction fetch at " + address_text(pc) + ", where no code memory is";
+        return fmt::format("instruction fetch at 0x{:08X}, where no code memory is", pc);
     case UnicornEngine::Stop::undefined:
-        return "undefined instruction " + code_text(fetch(pc).value_or(Instruction{})) + " at " + address_text(pc);
+        return fmt::format("undefined instruction {} at 0x{:08X}", code_text(fetch(pc).value_or(Instruction{})), pc);
     case UnicornEngine::Stop::exception_return:
-        return "branch to the exception return " + address_text(pc) + ": exceptions are not modelled";
+        return fmt::format("branch to the exception return 0x{:08X}: exceptions are not modelled", pc);
     case UnicornEngine::Stop::asked:
         break;
     }
@@ -316,41 +303,12 @@ bool UnicornCpu::on_instruction(std::uint32_t address)
 
 bool UnicornCpu::on_read(std::uint32_t address, unsigned size, std::uint64_t& value)
 {
-    if (address % size != 0) {
-        return refuse("read", address, size, "not aligned");
-    }
-    const unsigned width = std::min(size, 4U);
-    value = 0;
-    for (unsigned at = 0; at < size; at += width) {
-        std::uint32_t piece = 0;
-        if (!bus_.cpu_read(address + at, width, piece)) {
-            return refuse("read", address + at, width, "refused by the bus");
-        }
-        value |= std::uint64_t{piece} << (8U * at);
-    }
-    return true;
+    return accesses_.read(address, size, value);
 }
 
 bool UnicornCpu::on_write(std::uint32_t address, unsigned size, std::uint64_t value)
 {
-    if (address % size != 0) {
-        return refuse("write", address, size, "not aligned");
-    }
-    const unsigned width = std::min(size, 4U);
-    const std::uint32_t mask = ~0U >> (32U - 8U * width);
-    for (unsigned at = 0; at < size; at += width) {
-        if (!bus_.cpu_write(address + at, width, static_cast<std::uint32_t>(value >> (8U * at)) & mask)) {
-            return refuse("write", address + at, width, "refused by the bus");
-        }
-    }
-    return true;
-}
-
-bool UnicornCpu::refuse(const char* access, std::uint32_t address, unsigned size, const char* why)
-{
-    refusal_ = std::string{access} + " of " + std::to_string(size) + (size == 1 ? " byte at " : " bytes at ") +
-               address_text(address) + " " + why;
-    return false;
+    return accesses_.write(address, size, value);
 }
 
 } // namespace jlinksim

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/cpu/bus_accesses.h"
 #include "sim/cpu/cpu.h"
 #include "sim/cpu/thumb.h"
 #include "sim/cpu/unicorn_engine.h"
@@ -35,7 +36,6 @@ private:
     bool on_instruction(std::uint32_t address) override;
     bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) override;
     bool on_write(std::uint32_t address, unsigned size, std::uint64_t value) override;
-    bool refuse(const char* access, std::uint32_t address, unsigned size, const char* why);
 
     void open_engine();
     void renew_engine();
@@ -50,7 +50,7 @@ private:
     void fault(std::string text);
     std::string describe(UnicornEngine::Stop reason) const;
 
-    CpuBus& bus_;
+    BusAccesses accesses_;
     std::vector<DirectMemory> memories_;
     std::unique_ptr<UnicornEngine> engine_;
     bool memories_changed_ = false; ///< the engine still has the former ones
@@ -63,7 +63,6 @@ private:
     RunResult result_;
     std::uint64_t limit_ = 0;            ///< of result_.instructions, until which the engine goes on
     std::optional<std::uint32_t> begun_; ///< address of the instruction that was counted last by this execute()
-    std::string refusal_;                ///< of the access that was refused last
 };
 
 } // namespace jlinksim

@@ -1,5 +1,7 @@
 #include "sim/cpu/unicorn_engine.h"
 
+#include "sim/cpu/unicorn_registers.h"
+
 #include <unicorn/unicorn.h>
 
 #include <algorithm>
@@ -19,39 +21,11 @@ constexpr std::uint64_t no_end = ~std::uint64_t{0};
 constexpr std::uint32_t prefetch_abort = 3;
 constexpr std::uint32_t exception_exit = 8;
 
-constexpr std::uint32_t control_unprivileged = 1;
-
-/// By cpu_register's index, up to S0.
-constexpr std::array register_ids{
-    UC_ARM_REG_R0,  UC_ARM_REG_R1,      UC_ARM_REG_R2,      UC_ARM_REG_R3,      UC_ARM_REG_R4,        UC_ARM_REG_R5,
-    UC_ARM_REG_R6,  UC_ARM_REG_R7,      UC_ARM_REG_R8,      UC_ARM_REG_R9,      UC_ARM_REG_R10,       UC_ARM_REG_R11,
-    UC_ARM_REG_R12, UC_ARM_REG_SP,      UC_ARM_REG_LR,      UC_ARM_REG_PC,      UC_ARM_REG_XPSR,      UC_ARM_REG_MSP,
-    UC_ARM_REG_PSP, UC_ARM_REG_CONTROL, UC_ARM_REG_PRIMASK, UC_ARM_REG_BASEPRI, UC_ARM_REG_FAULTMASK, UC_ARM_REG_FPSCR};
-static_assert(register_ids.size() == cpu_register::first_single);
-
 void require(uc_err result, const char* what)
 {
     if (result != UC_ERR_OK) {
         throw std::runtime_error{std::string{"The simulated CPU cannot "} + what + ": " + uc_strerror(result) + "."};
     }
-}
-
-std::uint32_t get(uc_engine* engine, int id)
-{
-    std::uint32_t value = 0;
-    uc_reg_read(engine, id, &value);
-    return value;
-}
-
-void set(uc_engine* engine, int id, std::uint32_t value)
-{
-    uc_reg_write(engine, id, &value);
-}
-
-/// The engine knows the single-precision registers in pairs only.
-int double_id(unsigned index_of_first)
-{
-    return UC_ARM_REG_D0 + static_cast<int>((index_of_first - cpu_register::first_single) / 2);
 }
 
 uc_engine* open_engine()
@@ -125,32 +99,6 @@ struct UnicornEngine::Hooks
     }
 };
 
-/// In unprivileged thread mode the engine reads the stack pointers and masks as zero and ignores writes to them, also
-/// when it is the host that asks. In handler mode (IPSR not zero) it does not, so that is where we go meanwhile.
-class UnicornEngine::Privileged
-{
-public:
-    explicit Privileged(uc_engine* engine) : engine_{engine}
-    {
-        if ((get(engine_, UC_ARM_REG_CONTROL) & control_unprivileged) != 0) {
-            xpsr_ = get(engine_, UC_ARM_REG_XPSR);
-            set(engine_, UC_ARM_REG_XPSR, *xpsr_ | 1U);
-        }
-    }
-    ~Privileged()
-    {
-        if (xpsr_) {
-            set(engine_, UC_ARM_REG_XPSR, *xpsr_);
-        }
-    }
-    Privileged(const Privileged&) = delete;
-    Privileged& operator=(const Privileged&) = delete;
-
-private:
-    uc_engine* engine_;
-    std::optional<std::uint32_t> xpsr_; ///< to go back to
-};
-
 void UnicornEngine::Close::operator()(uc_struct* engine) const
 {
     uc_close(engine);
@@ -211,65 +159,22 @@ void UnicornEngine::add_hooks()
 
 std::uint32_t UnicornEngine::read_register(unsigned index) const
 {
-    const int id = register_ids[index];
-    if (index == cpu_register::msp || index == cpu_register::psp) {
-        const Privileged privileged{engine_.get()};
-        return get(engine_.get(), id);
-    }
-    return get(engine_.get(), id);
+    return unicorn_registers::read(*engine_, index);
 }
 
 void UnicornEngine::write_register(unsigned index, std::uint32_t value)
 {
-    const int id = register_ids[index];
-    if (index == cpu_register::pc) {
-        // The engine takes bit 0 of a written program counter as the Thumb bit.
-        const bool thumb = (get(engine_.get(), UC_ARM_REG_XPSR) & cpu_register::xpsr_thumb) != 0;
-        set(engine_.get(), id, value | (thumb ? 1U : 0U));
-    } else if (index == cpu_register::xpsr) {
-        set(engine_.get(), id, value);
-        set(engine_.get(), UC_ARM_REG_APSR_G, value); // its GE flags, which a write to XPSR leaves out
-    } else if (index == cpu_register::msp || index == cpu_register::psp) {
-        const Privileged privileged{engine_.get()};
-        set(engine_.get(), id, value);
-    } else {
-        set(engine_.get(), id, value);
-    }
+    unicorn_registers::write(*engine_, index, value);
 }
 
 CpuState UnicornEngine::save() const
 {
-    CpuState state{};
-    state[cpu_register::xpsr] = get(engine_.get(), UC_ARM_REG_XPSR);
-    const Privileged privileged{engine_.get()};
-    for (unsigned index = 0; index < register_ids.size(); ++index) {
-        if (index != cpu_register::xpsr) {
-            state[index] = get(engine_.get(), register_ids[index]);
-        }
-    }
-    for (unsigned index = cpu_register::first_single; index < cpu_state_words; index += 2) {
-        std::uint64_t pair = 0;
-        uc_reg_read(engine_.get(), double_id(index), &pair);
-        state[index] = static_cast<std::uint32_t>(pair);
-        state[index + 1] = static_cast<std::uint32_t>(pair >> 32);
-    }
-    return state;
+    return unicorn_registers::save(*engine_);
 }
 
 void UnicornEngine::restore(const CpuState& state)
 {
-    for (unsigned index = 0; index < register_ids.size(); ++index) {
-        // R13 is MSP or PSP. CONTROL may take away the right to write the others, and so comes behind them.
-        if (index != cpu_register::sp && index != cpu_register::control && index != cpu_register::xpsr) {
-            set(engine_.get(), register_ids[index], state[index]);
-        }
-    }
-    for (unsigned index = cpu_register::first_single; index < cpu_state_words; index += 2) {
-        const std::uint64_t pair = state[index] | std::uint64_t{state[index + 1]} << 32;
-        uc_reg_write(engine_.get(), double_id(index), &pair);
-    }
-    set(engine_.get(), UC_ARM_REG_CONTROL, state[cpu_register::control]);
-    write_register(cpu_register::xpsr, state[cpu_register::xpsr]);
+    unicorn_registers::restore(*engine_, state);
 }
 
 UnicornEngine::Stop UnicornEngine::execute()
@@ -277,7 +182,7 @@ UnicornEngine::Stop UnicornEngine::execute()
     stopped_by_.reset();
     stop_requested_ = false;
     executing_ = true;
-    uc_emu_start(engine_.get(), get(engine_.get(), UC_ARM_REG_PC) | 1U, no_end, 0, 0);
+    uc_emu_start(engine_.get(), read_register(cpu_register::pc) | 1U, no_end, 0, 0);
     executing_ = false;
     settle();
     // The result of uc_emu_start says no more than the hooks have noted.

@@ -85,7 +85,6 @@ private:
         std::uint64_t value = 0;
     };
     struct Hooks;
-    class Privileged;
 
     void map_memories();
     void map_bus(std::uint64_t begin, std::uint64_t end);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "sim/chip/register_block.h"
-#include "sim/chip/services.h"
+#include "sim/device/register_block.h"
+#include "sim/device/services.h"
 #include "sim/qspi/serial_flash.h"
 
 #include <functional>

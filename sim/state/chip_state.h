@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/chip/models.h"
+#include "sim/model/chip_model.h"
 #include "sim/cpu/cpu.h"
 #include "sim/platform/platform.h"
 

@@ -1,5 +1,7 @@
 #include "sim/witness/faults.h"
 
+#include "jlinkarm_api.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -10,46 +12,9 @@
 namespace jlinksim {
 namespace {
 
-constexpr std::array<std::string_view, 38> functions{
-    "JLINKARM_IsOpen",
-    "JLINKARM_OpenEx",
-    "JLINKARM_Close",
-    "JLINKARM_EnableLogCom",
-    "JLINKARM_IsConnected",
-    "JLINKARM_Connect",
-    "JLINKARM_GetSN",
-    "JLINKARM_GetFirmwareString",
-    "JLINKARM_IsHalted",
-    "JLINKARM_Halt",
-    "JLINKARM_Go",
-    "JLINKARM_Step",
-    "JLINKARM_GetDLLVersion",
-    "JLINKARM_HasError",
-    "JLINKARM_ClrError",
-    "JLINKARM_EMU_GetNumDevices",
-    "JLINKARM_EMU_GetList",
-    "JLINKARM_EMU_SelectByUSBSN",
-    "JLINKARM_ExecCommand",
-    "JLINKARM_GetHWStatus",
-    "JLINKARM_TIF_Select",
-    "JLINKARM_SetSpeed",
-    "JLINKARM_ReadMem",
-    "JLINKARM_ReadMemU32",
-    "JLINKARM_WriteMem",
-    "JLINKARM_WriteU32",
-    "JLINKARM_ReadReg",
-    "JLINKARM_WriteReg",
-    "JLINKARM_SetResetType",
-    "JLINKARM_Reset",
-    "JLINKARM_ClrRESET",
-    "JLINKARM_SetRESET",
-    "JLINKARM_CORESIGHT_ReadAPDPReg",
-    "JLINKARM_CORESIGHT_WriteAPDPReg",
-    "JLINKARM_CORESIGHT_Configure",
-    "JLINK_RTTERMINAL_Control",
-    "JLINK_RTTERMINAL_Read",
-    "JLINK_RTTERMINAL_Write",
-};
+#define JLINKARM_NAME(result, name, parameters) #name,
+constexpr std::array<std::string_view, 38> functions{JLINKARM_FUNCTIONS(JLINKARM_NAME)};
+#undef JLINKARM_NAME
 
 /// Reads one order of JLINKARM_SIM_FAULTS from left to right.
 class OrderReader

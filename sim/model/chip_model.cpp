@@ -1,4 +1,4 @@
-#include "sim/chip/models.h"
+#include "sim/model/chip_model.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/chip/bus_device.h"
+#include "sim/device/bus_device.h"
 #include "sim/witness/records.h"
 
 #include <algorithm>
