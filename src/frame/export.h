@@ -22,10 +22,8 @@ public:
 
     /// TESSIT_open_dll has been called.
     result_code_t require_open() const;
-    /// A probe session is open.
-    result_code_t require_probe() const;
-    /// The device is connected still, for an operation that `started_by` has begun and that never reconnects.
-    result_code_t require_connection_kept(std::string_view started_by) const;
+
+    const char* operation() const { return tag_.name(); }
 
 private:
     FunctionTag tag_;

@@ -38,7 +38,7 @@ public:
     LogBuffer(const LogBuffer&) = delete;
     LogBuffer& operator=(const LogBuffer&) = delete;
 
-    /// Start anew with this prefix and callback; the callback may be null.
+    /// Start over with this prefix and callback; the callback may be null.
     void attach_log_callback(std::string_view prefix, log_callback_t callback);
     /// Remove all tags, the callback and the prefix.
     void detach_log_callback();

@@ -109,7 +109,7 @@ result_code_t ficrwrite(std::uint32_t addr, const std::uint8_t* buffer, std::uin
 result_code_t nvmc_config_control(std::uint32_t configuration)
 {
     FunctionTag tag{"nvmc_config_control"};
-    return write_u32(nvmc::configuration, configuration, false);
+    return write_register(nvmc::configuration, configuration);
 }
 
 result_code_t nvmc_wait_for_ready()
@@ -135,7 +135,7 @@ result_code_t nvmc_switch_to(std::uint32_t configuration)
 
 result_code_t nvmc_write_and_wait(std::uint32_t addr, std::uint32_t data)
 {
-    RETURN_IF_FAILED(write_u32(addr, data, false));
+    RETURN_IF_FAILED(write_register(addr, data));
     return nvmc_wait_for_ready();
 }
 

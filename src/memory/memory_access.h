@@ -15,6 +15,12 @@ result_code_t read(std::uint32_t addr, std::uint8_t* buffer, std::uint32_t lengt
 /// With use_nvmc, inside the flash controller's write bracket.
 result_code_t write_u32(std::uint32_t addr, std::uint32_t data, bool use_nvmc);
 
+/// The plain write, of a register of the target.
+inline result_code_t write_register(std::uint32_t addr, std::uint32_t value)
+{
+    return write_u32(addr, value, false);
+}
+
 /// One block write of the whole words, and one merged word for a tail of 1 to 3 bytes.
 result_code_t write(std::uint32_t addr, const std::uint8_t* buffer, std::uint32_t length, bool use_nvmc);
 

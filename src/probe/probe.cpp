@@ -7,7 +7,6 @@
 #include "src/log/jlink_log_forwarder.h"
 #include "src/log/logger.h"
 #include "src/memory/memory_access.h"
-#include "src/target/device.h"
 
 #include <algorithm>
 #include <array>
@@ -68,6 +67,13 @@ result_code_t is_connected_to_emu(bool* connected)
 {
     FunctionTag tag{"is_connected_to_emu"};
     *connected = checked(jlink().JLINKARM_IsOpen)() != 0;
+    return RESULT_OK;
+}
+
+result_code_t is_connected_to_device(bool* connected)
+{
+    FunctionTag tag{"is_connected_to_device"};
+    *connected = checked(jlink().JLINKARM_IsConnected)() != 0;
     return RESULT_OK;
 }
 
@@ -134,7 +140,7 @@ result_code_t disconnect_from_emu()
     bool device_connected = false;
     RETURN_IF_FAILED(is_connected_to_device(&device_connected));
     if (device_connected) {
-        RETURN_IF_FAILED(write_u32(demcr, 0, false));
+        RETURN_IF_FAILED(write_register(demcr, 0));
     } else {
         unpower_debug_and_system_regions(); // has logged its failure; the session is closed all the same
     }

@@ -10,6 +10,9 @@ namespace tessit {
 /// Whether the J-Link library has an open probe session. Always RESULT_OK.
 result_code_t is_connected_to_emu(bool* connected);
 
+/// Whether it is connected to the CPU. Always RESULT_OK.
+result_code_t is_connected_to_device(bool* connected);
+
 /// Serial numbers of the attached probes, as TESSIT_enum_emu_snr.
 result_code_t enum_emu_snr(std::uint32_t* serial_numbers, std::uint32_t serial_numbers_len,
                            std::uint32_t* num_available);

@@ -1,6 +1,8 @@
 #include "src/qspi/qspi_configuration.h"
 
+#include "src/frame/result.h"
 #include "src/frame/session.h"
+#include "src/log/logger.h"
 #include "src/memory/memory_access.h"
 #include "src/qspi/qspi_registers.h"
 #include "src/target/chip_versions.h"
@@ -95,11 +97,6 @@ std::uint32_t interface_configuration_1(const Config& config)
 {
     return config.sck_delay | qspi_registers::interface_configuration_1_constant | config.spi_mode << 25 |
            config.frequency << 28;
-}
-
-result_code_t write_register(std::uint32_t addr, std::uint32_t value)
-{
-    return write_u32(addr, value, false);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "src/frame/export.h"
+#include "jlinkarm_birch_tessit.h"
 
 /// Configuring and releasing the QSPI peripheral.
 namespace tessit {

@@ -56,10 +56,10 @@ std::uint32_t configuration(std::uint8_t instruction_code, std::uint32_t length_
 /// One step: eight bytes out, and eight bytes in when `received` is given.
 result_code_t exchange_step(std::uint32_t step_configuration, const std::uint8_t* sent, std::uint8_t* received)
 {
-    RETURN_IF_FAILED(write_u32(qspi_registers::custom_data_0, little_endian::load_u32({sent, 4}), false));
-    RETURN_IF_FAILED(write_u32(qspi_registers::custom_data_1, little_endian::load_u32({sent + 4, 4}), false));
-    RETURN_IF_FAILED(write_u32(qspi_registers::ready_event, 0, false));
-    RETURN_IF_FAILED(write_u32(qspi_registers::custom_configuration, step_configuration, false));
+    RETURN_IF_FAILED(write_register(qspi_registers::custom_data_0, little_endian::load_u32({sent, 4})));
+    RETURN_IF_FAILED(write_register(qspi_registers::custom_data_1, little_endian::load_u32({sent + 4, 4})));
+    RETURN_IF_FAILED(write_register(qspi_registers::ready_event, 0));
+    RETURN_IF_FAILED(write_register(qspi_registers::custom_configuration, step_configuration));
     RETURN_IF_FAILED(qspi_wait_for_ready());
     if (received == nullptr) {
         return RESULT_OK;

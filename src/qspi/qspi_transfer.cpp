@@ -21,7 +21,7 @@ constexpr std::uint8_t write_enable_instruction = 0x06;
 constexpr std::uint8_t read_status_instruction = 0x05;
 constexpr std::uint8_t erase_32kb_instruction = 0x52;
 
-/// A request cut at its word boundaries: bytes before the first one, whole words, bytes behind the last one.
+/// A request cut at its word boundaries: bytes before the first one, whole words, bytes after the last one.
 struct Pieces
 {
     std::uint32_t head;
@@ -36,11 +36,6 @@ Pieces cut_at_words(std::uint32_t addr, std::uint32_t length)
     const std::uint32_t head = before == 0 ? 0 : std::min(word_size - before, length);
     const std::uint32_t tail = (length - head) % word_size;
     return {head, length - head - tail, tail};
-}
-
-result_code_t write_register(std::uint32_t addr, std::uint32_t value)
-{
-    return write_u32(addr, value, false);
 }
 
 result_code_t start_task(std::uint32_t task)

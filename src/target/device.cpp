@@ -50,13 +50,6 @@ result_code_t read_rom_table_identification(std::uint32_t* part, std::uint32_t* 
 
 } // namespace
 
-result_code_t is_connected_to_device(bool* connected)
-{
-    FunctionTag tag{"is_connected_to_device"};
-    *connected = checked(jlink().JLINKARM_IsConnected)() != 0;
-    return RESULT_OK;
-}
-
 result_code_t connect_to_device()
 {
     FunctionTag tag{"connect_to_device"};

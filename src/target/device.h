@@ -9,9 +9,6 @@ namespace tessit {
 
 struct ChipVersion;
 
-/// Whether the J-Link library is connected to the CPU. Always RESULT_OK.
-result_code_t is_connected_to_device(bool* connected);
-
 /// Connect and identify the chip; one that cannot be identified is not left connected.
 result_code_t connect_to_device();
 

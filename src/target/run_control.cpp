@@ -64,7 +64,7 @@ result_code_t debug_reset()
 result_code_t clear_resetreas()
 {
     FunctionTag tag{"clear_resetreas"};
-    return write_u32(power::reset_reasons, 0xFFFFFFFF, false);
+    return write_register(power::reset_reasons, 0xFFFFFFFF);
 }
 
 } // namespace tessit

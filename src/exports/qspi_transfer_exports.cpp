@@ -1,3 +1,4 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
 #include "src/frame/session.h"
 #include "src/qspi/qspi_transfer.h"
@@ -15,8 +16,8 @@ result_code_t require_qspi(const Export& op)
 {
     RETURN_IF_FAILED(op.refuse_when(!session.qspi_initialized, "qspi_init has not been called"));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
-    return op.require_connection_kept("qspi_init");
+    RETURN_IF_FAILED(require_probe(op));
+    return require_connection_kept(op, "qspi_init");
 }
 
 result_code_t require_addr_in_mode(const Export& op, std::uint32_t addr)
@@ -51,7 +52,7 @@ result_code_t require_erasable(const Export& op, std::uint32_t addr, qspi_erase_
 
 } // namespace
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_read(uint32_t addr, uint8_t* data, uint32_t data_len)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_read(std::uint32_t addr, std::uint8_t* data, std::uint32_t data_len)
 {
     Export op{"qspi_read"};
     RETURN_IF_FAILED(require_buffer(op, data, data_len));
@@ -61,7 +62,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_read(uint32_t addr, uint8_t* da
     return qspi_read_flash(addr, data, data_len);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_write(uint32_t addr, const uint8_t* data, uint32_t data_len)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_write(std::uint32_t addr, const std::uint8_t* data,
+                                                       std::uint32_t data_len)
 {
     Export op{"qspi_write"};
     RETURN_IF_FAILED(require_buffer(op, data, data_len));
@@ -71,7 +73,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_write(uint32_t addr, const uint
     return qspi_write_flash(addr, data, data_len);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_erase(uint32_t addr, qspi_erase_len_t length)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_erase(std::uint32_t addr, qspi_erase_len_t length)
 {
     Export op{"qspi_erase"};
     RETURN_IF_FAILED(
@@ -84,8 +86,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_erase(uint32_t addr, qspi_erase
     return qspi_erase_flash(addr, length);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_custom(uint8_t instruction_code, uint32_t instruction_length,
-                                                        const uint8_t* data_in, uint8_t* data_out)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_custom(std::uint8_t instruction_code, std::uint32_t instruction_length,
+                                                        const std::uint8_t* data_in, std::uint8_t* data_out)
 {
     Export op{"qspi_custom"};
     RETURN_IF_FAILED(op.require(instruction_length != 0, "Invalid instruction_length parameter provided."));

@@ -1,3 +1,4 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
 #include "src/memory/erase.h"
 #include "src/memory/memory_access.h"
@@ -26,18 +27,18 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_erase_all(void)
 {
     Export op{"erase_all"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(erase_all());
     return dummy_read(last_ficr_word);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_erase_page(uint32_t addr)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_erase_page(std::uint32_t addr)
 {
     Export op{"erase_page"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(nvmc_erase(nvmc::erase_page, addr));
@@ -48,7 +49,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_erase_uicr(void)
 {
     Export op{"erase_uicr"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(erase_uicr());
@@ -59,7 +60,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_masserase(void)
 {
     Export op{"masserase"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(nvmc_switch_to(nvmc::read_only));
@@ -74,13 +75,13 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_disable_bprot(void)
 {
     Export op{"disable_bprot"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     const ChipVersion* chip = nullptr;
     RETURN_IF_FAILED(read_chip(&chip));
     if (chip->bprot_disable_register != 0) {
-        RETURN_IF_FAILED(write_u32(chip->bprot_disable_register, 1, false));
+        RETURN_IF_FAILED(write_register(chip->bprot_disable_register, 1));
     }
     return sys_reset();
 }

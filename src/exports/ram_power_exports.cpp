@@ -1,28 +1,29 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
-#include "src/memory/ram_power.h"
+#include "src/ram_power/ram_power.h"
 #include "src/target/chip_versions.h"
 #include "src/target/device.h"
 #include "src/target/run_control.h"
 
 using namespace tessit;
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_count(uint32_t* ram_sections_count)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_count(std::uint32_t* ram_sections_count)
 {
     Export op{"read_ram_sections_count"};
     RETURN_IF_FAILED(op.require(ram_sections_count != nullptr, "Invalid ram_sections_count pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     return read_ram_sections_count(ram_sections_count);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_size(uint32_t* ram_sections_size,
-                                                                   uint32_t ram_sections_size_len)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_size(std::uint32_t* ram_sections_size,
+                                                                   std::uint32_t ram_sections_size_len)
 {
     Export op{"read_ram_sections_size"};
     RETURN_IF_FAILED(op.require(ram_sections_size != nullptr, "Invalid ram_sections_size pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     std::uint32_t count = 0;
     RETURN_IF_FAILED(read_ram_sections_count(&count));
@@ -38,13 +39,13 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_size(uint32_t* ram
 }
 
 TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_power_status(
-    ram_power_status_t* ram_sections_power_status, uint32_t ram_sections_power_status_len)
+    ram_power_status_t* ram_sections_power_status, std::uint32_t ram_sections_power_status_len)
 {
     Export op{"read_ram_sections_power_status"};
     RETURN_IF_FAILED(
         op.require(ram_sections_power_status != nullptr, "Invalid ram_sections_power_status pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     std::uint32_t count = 0;
     RETURN_IF_FAILED(read_ram_sections_count(&count));
@@ -56,8 +57,9 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_read_ram_sections_power_status(
 }
 
 TESSIT_API result_code_t TESSIT_CALL TESSIT_is_ram_powered(ram_power_status_t* ram_sections_power_status,
-                                                           uint32_t ram_sections_power_status_len,
-                                                           uint32_t* ram_sections_number, uint32_t* ram_sections_size)
+                                                           std::uint32_t ram_sections_power_status_len,
+                                                           std::uint32_t* ram_sections_number,
+                                                           std::uint32_t* ram_sections_size)
 {
     Export op{"is_ram_powered"};
     RETURN_IF_FAILED(op.require(ram_sections_number != nullptr, "Invalid ram_sections_number pointer provided."));
@@ -66,7 +68,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_ram_powered(ram_power_status_t* r
                                 "Invalid ram_sections_power_status pointer provided. It is NULL but it indicates its "
                                 "size is different than 0."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     const ChipVersion* chip = nullptr;
@@ -91,17 +93,17 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_power_ram_all(void)
 {
     Export op{"power_ram_all"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     return power_ram_all();
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_unpower_ram_section(uint32_t section_index)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_unpower_ram_section(std::uint32_t section_index)
 {
     Export op{"unpower_ram_section"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     std::uint32_t count = 0;

@@ -1,4 +1,4 @@
-#include "src/memory/ram_power.h"
+#include "src/ram_power/ram_power.h"
 
 #include "src/frame/result.h"
 #include "src/log/logger.h"
@@ -61,7 +61,7 @@ result_code_t power_ram_all()
 {
     FunctionTag tag{"power_ram_all"};
     for (std::uint32_t block = 0; block < blocks; ++block) {
-        RETURN_IF_FAILED(write_u32(power_set_register(block), 0xFFFF, false));
+        RETURN_IF_FAILED(write_register(power_set_register(block), 0xFFFF));
     }
     return RESULT_OK;
 }
@@ -69,7 +69,7 @@ result_code_t power_ram_all()
 result_code_t unpower_ram_section(std::uint32_t section)
 {
     const RamSection place = ram_section(section);
-    return write_u32(power_clear_register(place.block), std::uint32_t{1} << place.bit, false);
+    return write_register(power_clear_register(place.block), std::uint32_t{1} << place.bit);
 }
 
 } // namespace tessit

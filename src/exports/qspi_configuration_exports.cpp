@@ -1,12 +1,14 @@
+#include "src/exports/guards.h"
+#include "src/frame/export.h"
 #include "src/frame/session.h"
-#include "src/memory/ram_power.h"
 #include "src/qspi/qspi_configuration.h"
+#include "src/ram_power/ram_power.h"
 #include "src/target/device.h"
 #include "src/target/run_control.h"
 
 using namespace tessit;
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(uint8_t retain_ram, const qspi_init_config_t* init_params)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(std::uint8_t retain_ram, const qspi_init_config_t* init_params)
 {
     Export op{"qspi_init"};
     RETURN_IF_FAILED(op.require(init_params != nullptr, "Invalid init_params pointer provided."));
@@ -14,7 +16,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(uint8_t retain_ram, const 
     RETURN_IF_FAILED(require_valid_configuration(*init_params));
     RETURN_IF_FAILED(op.refuse_when(session.qspi_initialized, "qspi_init has already been called"));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(require_qspi_on_device());
     RETURN_IF_FAILED(halt());
@@ -36,7 +38,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_uninit(void)
 {
     Export op{"qspi_uninit"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(require_qspi_on_device());
     RETURN_IF_FAILED(halt());

@@ -94,7 +94,7 @@ TESSIT_API void TESSIT_CALL TESSIT_close_dll(void)
     logger.buffer().detach_log_callback();
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_dll_version(uint32_t* major, uint32_t* minor, char* revision)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_dll_version(std::uint32_t* major, std::uint32_t* minor, char* revision)
 {
     Export op{"dll_version"};
     RETURN_IF_FAILED(op.require(major != nullptr, "Invalid major pointer provided."));

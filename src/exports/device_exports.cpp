@@ -1,4 +1,6 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
+#include "src/probe/probe.h"
 #include "src/target/device.h"
 #include "src/target/run_control.h"
 
@@ -10,7 +12,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_connected_to_device(bool* is_emu_
     RETURN_IF_FAILED(
         op.require(is_emu_connected_to_device != nullptr, "Invalid is_emu_connected_to_device pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     return is_connected_to_device(is_emu_connected_to_device);
 }
 
@@ -18,7 +20,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_device(void)
 {
     Export op{"connect_to_device"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     bool connected = false;
     RETURN_IF_FAILED(is_connected_to_device(&connected));
     RETURN_IF_FAILED(op.refuse_when(connected, "connect_to_device has already been called"));
@@ -29,7 +31,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_disconnect_from_device(void)
 {
     Export op{"disconnect_from_device"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     return disconnect_from_device();
 }
 
@@ -38,7 +40,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_readback_status(readback_protection_
     Export op{"readback_status"};
     RETURN_IF_FAILED(op.require(status != nullptr, "Invalid status pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     bool connected = false;
     RETURN_IF_FAILED(is_connected_to_device(&connected));
     if (connected) {
@@ -53,7 +55,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_read_device_version(chip_version_t* 
     Export op{"read_device_version"};
     RETURN_IF_FAILED(op.require(version != nullptr, "Invalid version pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     return read_device_version(version);

@@ -1,3 +1,4 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
 #include "src/frame/session.h"
 #include "src/rtt/rtt.h"
@@ -12,8 +13,8 @@ result_code_t require_rtt(const Export& op)
 {
     RETURN_IF_FAILED(op.refuse_when(!session.rtt_started, "rtt_start has not been called"));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
-    return op.require_connection_kept("rtt_start");
+    RETURN_IF_FAILED(require_probe(op));
+    return require_connection_kept(op, "rtt_start");
 }
 
 result_code_t require_channel(std::uint32_t channel_index, std::uint32_t channels)
@@ -27,7 +28,7 @@ result_code_t require_channel(std::uint32_t channel_index, std::uint32_t channel
 
 } // namespace
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_set_control_block_address(uint32_t address)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_set_control_block_address(std::uint32_t address)
 {
     Export op{"rtt_set_control_block_address"};
     RETURN_IF_FAILED(op.refuse_when(session.rtt_started, "rtt_start has been called"));
@@ -42,7 +43,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_start(void)
     Export op{"rtt_start"};
     RETURN_IF_FAILED(op.refuse_when(session.rtt_started, "rtt_start has already been called"));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(rtt_start());
     session.rtt_started = true;
@@ -77,8 +78,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_rtt_started(bool* started)
     return RESULT_OK;
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read(uint32_t channel_index, uint8_t* data, uint32_t data_len,
-                                                     uint32_t* data_read)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read(std::uint32_t channel_index, std::uint8_t* data,
+                                                     std::uint32_t data_len, std::uint32_t* data_read)
 {
     Export op{"rtt_read"};
     RETURN_IF_FAILED(op.require(data != nullptr, "Invalid data pointer provided."));
@@ -91,8 +92,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read(uint32_t channel_index, uin
     return rtt_read(channel_index, data, data_len, data_read);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_write(uint32_t channel_index, const uint8_t* data, uint32_t data_len,
-                                                      uint32_t* data_written)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_write(std::uint32_t channel_index, const std::uint8_t* data,
+                                                      std::uint32_t data_len, std::uint32_t* data_written)
 {
     Export op{"rtt_write"};
     RETURN_IF_FAILED(op.require(data != nullptr, "Invalid data pointer provided."));
@@ -105,8 +106,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_write(uint32_t channel_index, co
     return rtt_write(channel_index, data, data_len, data_written);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_count(uint32_t* down_channel_number,
-                                                                   uint32_t* up_channel_number)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_count(std::uint32_t* down_channel_number,
+                                                                   std::uint32_t* up_channel_number)
 {
     Export op{"rtt_read_channel_count"};
     RETURN_IF_FAILED(op.require(down_channel_number != nullptr, "Invalid down_channel_number pointer provided."));
@@ -115,9 +116,9 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_count(uint32_t* dow
     return rtt_read_channel_count(down_channel_number, up_channel_number);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_info(uint32_t channel_index, rtt_direction_t dir,
-                                                                  char* channel_name, uint32_t channel_name_len,
-                                                                  uint32_t* channel_size)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_rtt_read_channel_info(std::uint32_t channel_index, rtt_direction_t dir,
+                                                                  char* channel_name, std::uint32_t channel_name_len,
+                                                                  std::uint32_t* channel_size)
 {
     Export op{"rtt_read_channel_info"};
     RETURN_IF_FAILED(op.require(channel_name != nullptr, "Invalid channel_name pointer provided."));

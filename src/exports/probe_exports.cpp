@@ -1,3 +1,4 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
 #include "src/frame/session.h"
 #include "src/jlink/jlink.h"
@@ -31,8 +32,8 @@ result_code_t require_connectable(const Export& op, std::uint32_t swd_speed_khz)
 
 } // namespace
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_enum_emu_snr(uint32_t* serial_numbers, uint32_t serial_numbers_len,
-                                                         uint32_t* num_available)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_enum_emu_snr(std::uint32_t* serial_numbers,
+                                                         std::uint32_t serial_numbers_len, std::uint32_t* num_available)
 {
     Export op{"enum_emu_snr"};
     RETURN_IF_FAILED(op.require(num_available != nullptr, "Invalid num_available pointer provided."));
@@ -50,37 +51,38 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_connected_to_emu(bool* is_pc_conn
     return is_connected_to_emu(is_pc_connected_to_emu);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_emu_with_snr(uint32_t serial_number, uint32_t swd_speed_khz)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_emu_with_snr(std::uint32_t serial_number,
+                                                                    std::uint32_t swd_speed_khz)
 {
     Export op{"connect_to_emu_with_snr"};
     RETURN_IF_FAILED(require_connectable(op, swd_speed_khz));
     return connect_to_emu_with_snr(serial_number, swd_speed_khz);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_emu_without_snr(uint32_t swd_speed_khz)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_connect_to_emu_without_snr(std::uint32_t swd_speed_khz)
 {
     Export op{"connect_to_emu_without_snr"};
     RETURN_IF_FAILED(require_connectable(op, swd_speed_khz));
     return connect_to_emu_without_snr(swd_speed_khz);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_read_connected_emu_snr(uint32_t* serial_number)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_read_connected_emu_snr(std::uint32_t* serial_number)
 {
     Export op{"read_connected_emu_snr"};
     RETURN_IF_FAILED(op.require(serial_number != nullptr, "Invalid serial_number pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     *serial_number = session.connected_emu_snr;
     return RESULT_OK;
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_read_connected_emu_fwstr(char* buffer, uint32_t buffer_size)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_read_connected_emu_fwstr(char* buffer, std::uint32_t buffer_size)
 {
     Export op{"read_connected_emu_fwstr"};
     RETURN_IF_FAILED(op.require(buffer != nullptr, "Invalid buffer pointer provided."));
     RETURN_IF_FAILED(op.require(buffer_size <= 0x7FFFFFFF, "Invalid buffer_size provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     checked(jlink().JLINKARM_GetFirmwareString)(buffer, buffer_size);
     return RESULT_OK;
 }

@@ -1,11 +1,12 @@
 #include "src/debugport/debug_port_access.h"
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
 #include "src/frame/session.h"
 #include "src/memory/erase.h"
 #include "src/memory/memory_access.h"
-#include "src/memory/ram_power.h"
 #include "src/platform/sleep.h"
 #include "src/probe/probe.h"
+#include "src/ram_power/ram_power.h"
 #include "src/target/chip_versions.h"
 #include "src/target/device.h"
 #include "src/target/run_control.h"
@@ -103,7 +104,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_readback_protect(readback_protection
     Export op{"readback_protect"};
     RETURN_IF_FAILED(require_settable_protection(op, desired_protection));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     const ChipVersion* chip = nullptr;
     RETURN_IF_FAILED(read_chip(&chip));
@@ -121,7 +122,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_recover(void)
 {
     Export op{"recover"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     bool connected = false;
     RETURN_IF_FAILED(is_connected_to_device(&connected));
     if (!connected && reach_device() != RESULT_OK) {
@@ -130,7 +131,8 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_recover(void)
     return clean_up_device() == RESULT_OK ? RESULT_OK : ERR_RECOVER_FAILED;
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_read_region_0_size_and_source(uint32_t* size, region_0_source_t* source)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_read_region_0_size_and_source(std::uint32_t* size,
+                                                                          region_0_source_t* source)
 {
     Export op{"read_region_0_size_and_source"};
     RETURN_IF_FAILED(op.require(size != nullptr, "Invalid size pointer provided."));

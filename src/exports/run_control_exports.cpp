@@ -1,3 +1,4 @@
+#include "src/exports/guards.h"
 #include "src/frame/export.h"
 #include "src/frame/session.h"
 #include "src/jlink/jlink.h"
@@ -44,7 +45,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_sys_reset(void)
 {
     Export op{"sys_reset"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     return sys_reset();
@@ -54,7 +55,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_debug_reset(void)
 {
     Export op{"debug_reset"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     bool connected = false;
     RETURN_IF_FAILED(is_connected_to_device(&connected));
     return connected ? debug_reset_connected_device() : debug_reset();
@@ -64,7 +65,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_pin_reset(void)
 {
     Export op{"pin_reset"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(restart_probe_session());
     pulse_reset_line();
     return connect_to_emu_with_snr(session.connected_emu_snr, session.connected_emu_speed);
@@ -74,7 +75,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_halt(void)
 {
     Export op{"halt"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     return halt();
 }
@@ -84,16 +85,16 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_is_halted(bool* is_device_halted)
     Export op{"is_halted"};
     RETURN_IF_FAILED(op.require(is_device_halted != nullptr, "Invalid is_device_halted pointer provided."));
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     return is_halted(is_device_halted);
 }
 
-TESSIT_API result_code_t TESSIT_CALL TESSIT_run(uint32_t pc, uint32_t sp)
+TESSIT_API result_code_t TESSIT_CALL TESSIT_run(std::uint32_t pc, std::uint32_t sp)
 {
     Export op{"run"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(write_cpu_register(R15, pc));
@@ -105,7 +106,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_go(void)
 {
     Export op{"go"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     bool halted = false;
     RETURN_IF_FAILED(is_halted(&halted));
@@ -116,7 +117,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_step(void)
 {
     Export op{"step"};
     RETURN_IF_FAILED(op.require_open());
-    RETURN_IF_FAILED(op.require_probe());
+    RETURN_IF_FAILED(require_probe(op));
     RETURN_IF_FAILED(make_device_ready());
     bool halted = false;
     RETURN_IF_FAILED(is_halted(&halted));
