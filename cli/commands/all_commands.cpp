@@ -14,12 +14,12 @@ constexpr std::array verbs{
 
 } // namespace
 
-std::vector<Command> add_all_commands(CLI::App& app)
+std::vector<Command> add_all_commands(const Verb& root)
 {
     std::vector<Command> commands;
     commands.reserve(std::size(verbs));
     for (const auto add : verbs) {
-        commands.push_back(add(app));
+        commands.push_back(add(root));
     }
     return commands;
 }

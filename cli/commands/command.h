@@ -1,10 +1,10 @@
 /// A command of the command line: a verb with its options, and what it does.
 #pragma once
 
-#include "cli/app/settings.h"
+#include "cli/options/settings.h"
+#include "cli/options/verb.h"
 #include "cli/terminal/console.h"
 
-#include <CLI/App.hpp>
 #include <functional>
 
 namespace tessit::cli {
@@ -17,41 +17,33 @@ struct Invocation
 
 struct Command
 {
-    CLI::App* app; ///< is parsed when this command was given
+    Verb verb;
     std::function<ExitCode(const Invocation&)> run;
 };
 
-/// A text option that is parsed by `parse` while the command line is read, so that a bad value is a usage error.
-template <typename Parse>
-CLI::Option* add_parsed(CLI::App& app, const std::string& name, Parse parse, const std::string& help,
-                        const std::string& type_name)
-{
-    return app.add_option_function<std::string>(name, parse, help)->option_text(type_name);
-}
-
 /// Each verb is declared here, defined in the file of its name, and listed in all_commands.cpp.
-Command add_ap(CLI::App& app);
-Command add_dp(CLI::App& app);
-Command add_erase(CLI::App& app);
-Command add_go(CLI::App& app);
-Command add_halt(CLI::App& app);
-Command add_info(CLI::App& app);
-Command add_list(CLI::App& app);
-Command add_program(CLI::App& app);
-Command add_protect(CLI::App& app);
-Command add_qspi(CLI::App& app);
-Command add_ram(CLI::App& app);
-Command add_read(CLI::App& app);
-Command add_recover(CLI::App& app);
-Command add_reg(CLI::App& app);
-Command add_reset(CLI::App& app);
-Command add_rtt(CLI::App& app);
-Command add_run(CLI::App& app);
-Command add_sim(CLI::App& app);
-Command add_step(CLI::App& app);
-Command add_verify(CLI::App& app);
-Command add_write(CLI::App& app);
+Command add_ap(const Verb& root);
+Command add_dp(const Verb& root);
+Command add_erase(const Verb& root);
+Command add_go(const Verb& root);
+Command add_halt(const Verb& root);
+Command add_info(const Verb& root);
+Command add_list(const Verb& root);
+Command add_program(const Verb& root);
+Command add_protect(const Verb& root);
+Command add_qspi(const Verb& root);
+Command add_ram(const Verb& root);
+Command add_read(const Verb& root);
+Command add_recover(const Verb& root);
+Command add_reg(const Verb& root);
+Command add_reset(const Verb& root);
+Command add_rtt(const Verb& root);
+Command add_run(const Verb& root);
+Command add_sim(const Verb& root);
+Command add_step(const Verb& root);
+Command add_verify(const Verb& root);
+Command add_write(const Verb& root);
 
-std::vector<Command> add_all_commands(CLI::App& app);
+std::vector<Command> add_all_commands(const Verb& root);
 
 } // namespace tessit::cli

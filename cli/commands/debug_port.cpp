@@ -9,8 +9,7 @@ namespace {
 
 struct Options
 {
-    CLI::App* read = nullptr;
-    CLI::App* write = nullptr;
+    bool writes = false;
     std::uint8_t ap_index = 0;
     std::uint8_t address = 0;
     std::uint32_t value = 0;
@@ -47,7 +46,7 @@ Report access(const Target& target, const Options& options, bool is_ap)
     const Session& session = target.session();
     const std::string name = describe(options, is_ap);
     std::uint32_t value = options.value;
-    if (options.write->parsed()) {
+    if (options.writes) {
         session.check(is_ap ? TESSIT_write_access_port_register(options.ap_index, options.address, value)
                             : TESSIT_write_debug_port_register(options.address, value),
                       fmt::format("write {}", name));
@@ -63,49 +62,53 @@ Report access(const Target& target, const Options& options, bool is_ap)
     return {fmt::format("{}  {:#010x}\n", name, value), std::move(json)};
 }
 
-void add_operands(CLI::App& command, const std::shared_ptr<Options>& options, bool is_ap)
+void add_operands(const Verb& verb, const std::shared_ptr<Options>& options, bool is_ap)
 {
     if (is_ap) {
-        add_parsed(
-            command, "INDEX",
-            [options](const std::string& text) { options->ap_index = parse_byte(text, "index of the access port"); },
-            "Access port, 0 to 255; 1 is the control access port", "N")
-            ->required();
+        verb.parsed(
+                "INDEX", "",
+                [options](const std::string& text) {
+                    options->ap_index = parse_byte(text, "index of the access port");
+                },
+                "Access port, 0 to 255; 1 is the control access port")
+            .required();
     }
-    add_parsed(
-        command, "ADDR", [options](const std::string& text) { options->address = parse_register(text); },
-        "Register address, a multiple of 4 up to 0xfc", "ADDR")
-        ->required();
+    verb.parsed(
+            "ADDR", "", [options](const std::string& text) { options->address = parse_register(text); },
+            "Register address, a multiple of 4 up to 0xfc")
+        .required();
 }
 
-Command add_port(CLI::App& app, const char* verb, const char* help, bool is_ap)
+Command add_port(const Verb& root, const char* name, const char* help, bool is_ap)
 {
-    CLI::App* const command = app.add_subcommand(verb, help);
+    const Verb verb = root.verb(name, help);
     const auto options = std::make_shared<Options>();
-    command->require_subcommand(1);
-    options->read = command->add_subcommand("read", "Read a register");
-    options->write = command->add_subcommand("write", "Write a register");
-    add_operands(*options->read, options, is_ap);
-    add_operands(*options->write, options, is_ap);
-    add_parsed(
-        *options->write, "VALUE", [options](const std::string& text) { options->value = parse_u32(text, "value"); },
-        "Value to write", "VALUE")
-        ->required();
-    return {command, [options, is_ap](const Invocation& invocation) {
+    verb.require_verb();
+    const Verb read = verb.verb("read", "Read a register");
+    const Verb write = verb.verb("write", "Write a register");
+    add_operands(read, options, is_ap);
+    add_operands(write, options, is_ap);
+    write
+        .parsed(
+            "VALUE", "", [options](const std::string& text) { options->value = parse_u32(text, "value"); },
+            "Value to write")
+        .required();
+    return {verb, [options, write, is_ap](const Invocation& invocation) {
+                options->writes = write.is_chosen();
                 return run_on_probe(invocation, [&](const Target& target) { return access(target, *options, is_ap); });
             }};
 }
 
 } // namespace
 
-Command add_ap(CLI::App& app)
+Command add_ap(const Verb& root)
 {
-    return add_port(app, "ap", "Read or write a register of an access port", true);
+    return add_port(root, "ap", "Read or write a register of an access port", true);
 }
 
-Command add_dp(CLI::App& app)
+Command add_dp(const Verb& root)
 {
-    return add_port(app, "dp", "Read or write a register of the debug port", false);
+    return add_port(root, "dp", "Read or write a register of the debug port", false);
 }
 
 } // namespace tessit::cli

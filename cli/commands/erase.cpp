@@ -113,28 +113,20 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_erase(CLI::App& app)
+Command add_erase(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("erase", "Erase the flash, pages of it, or the UICR");
+    const Verb verb = root.verb("erase", "Erase the flash, pages of it, or the UICR");
     const auto options = std::make_shared<Options>();
-    command->add_flag("--all", options->all, "The whole flash and the UICR");
-    add_parsed(
-        *command, "--range", [options](const std::string& text) { options->range = parse_range(text); },
-        "Pages: FIRST-END (END excluded) or FIRST+LENGTH, at page borders", "RANGE");
-    command
-        ->add_option_function<std::vector<std::string>>(
-            "--page",
-            [options](const std::vector<std::string>& addresses) {
-                for (const std::string& address : addresses) {
-                    options->pages.push_back(parse_u32(address, "address"));
-                }
-            },
-            "The page that holds the address; may be repeated")
-        ->option_text("ADDR")
-        ->allow_extra_args(false);
-    command->add_flag("--uicr", options->uicr, "The user configuration");
-    command->add_flag("--mass", options->mass, "The whole flash and the UICR through the mass-erase register");
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.flag("--all", options->all, "The whole flash and the UICR");
+    verb.parsed(
+        "--range", "RANGE", [options](const std::string& text) { options->range = parse_range(text); },
+        "Pages: FIRST-END (END excluded) or FIRST+LENGTH, at page borders");
+    verb.parsed_list(
+        "--page", "ADDR", [options](const std::string& text) { options->pages.push_back(parse_u32(text, "address")); },
+        "The page that holds the address; may be repeated");
+    verb.flag("--uicr", options->uicr, "The user configuration");
+    verb.flag("--mass", options->mass, "The whole flash and the UICR through the mass-erase register");
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

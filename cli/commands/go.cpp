@@ -17,9 +17,9 @@ ExitCode run(const Invocation& invocation)
 
 } // namespace
 
-Command add_go(CLI::App& app)
+Command add_go(const Verb& root)
 {
-    return {app.add_subcommand("go", "Let the CPU run on from where it is halted"), &run};
+    return {root.verb("go", "Let the CPU run on from where it is halted"), &run};
 }
 
 } // namespace tessit::cli

@@ -23,9 +23,9 @@ ExitCode run(const Invocation& invocation)
 
 } // namespace
 
-Command add_halt(CLI::App& app)
+Command add_halt(const Verb& root)
 {
-    return {app.add_subcommand("halt", "Halt the CPU and show where it is"), &run};
+    return {root.verb("halt", "Halt the CPU and show where it is"), &run};
 }
 
 } // namespace tessit::cli

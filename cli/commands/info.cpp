@@ -127,9 +127,9 @@ ExitCode run(const Invocation& invocation)
 
 } // namespace
 
-Command add_info(CLI::App& app)
+Command add_info(const Verb& root)
 {
-    return {app.add_subcommand("info", "Show what probe and chip are there, and their state"), &run};
+    return {root.verb("info", "Show what probe and chip are there, and their state"), &run};
 }
 
 } // namespace tessit::cli

@@ -24,9 +24,9 @@ ExitCode run(const Invocation& invocation)
 
 } // namespace
 
-Command add_list(CLI::App& app)
+Command add_list(const Verb& root)
 {
-    return {app.add_subcommand("list", "List the attached probes by serial number"), &run};
+    return {root.verb("list", "List the attached probes by serial number"), &run};
 }
 
 } // namespace tessit::cli

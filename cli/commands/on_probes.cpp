@@ -59,7 +59,7 @@ ExitCode run_on_several(const Invocation& invocation, Session& session, const st
     for (const std::uint32_t serial : serials) {
         outcomes.push_back(try_on(invocation, session, serial, work));
     }
-    Json json{{"probes", Json::array()}};
+    Json json{{"probes", Json::list()}};
     std::vector<std::vector<std::string>> rows{{"PROBE", "RESULT"}};
     for (Outcome& outcome : outcomes) {
         const bool is_done = outcome.code == ExitCode::done;

@@ -3,10 +3,8 @@
 #include "cli/flash/programmer.h"
 #include "cli/terminal/progress.h"
 
-#include <CLI/Validators.hpp>
 #include <chrono>
 #include <fmt/format.h>
-#include <map>
 #include <memory>
 
 namespace tessit::cli {
@@ -22,7 +20,7 @@ struct Options
 
 using Clock = std::chrono::steady_clock;
 
-const std::map<std::string, EraseMode> erase_modes{
+constexpr Choice<EraseMode> erase_modes[]{
     {"pages", EraseMode::pages}, {"all", EraseMode::all}, {"none", EraseMode::none}};
 
 void reset_and_run(const Target& target)
@@ -98,26 +96,21 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_program(CLI::App& app)
+Command add_program(const Verb& root)
 {
-    CLI::App* const command =
-        app.add_subcommand("program", "Write firmware files to the flash and the UICR, and verify them");
+    const Verb verb = root.verb("program", "Write firmware files to the flash and the UICR, and verify them");
     const auto options = std::make_shared<Options>();
-    command
-        ->add_option("FILES", options->files,
-                     "Intel HEX, S-record, ELF, or raw binary with its address: app.bin@0x20000")
-        ->required();
-    command
-        ->add_option("--erase", options->plan.erase,
-                     "What to erase before: the pages that need it, everything with the UICR, or nothing")
-        ->transform(CLI::CheckedTransformer(erase_modes))
-        ->option_text("pages|all|none")
-        ->default_str("pages");
-    command->add_flag("--verify,!--no-verify", options->verify, "Read back and compare (default), or not");
-    command->add_flag("--reset", options->reset, "Reset the chip afterwards and let it run");
-    command->add_flag("--allow-protect", options->plan.allow_protect,
-                      "Accept an image that turns readback protection on");
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.text_list("FILES", "", options->files,
+                   "Intel HEX, S-record, ELF, or raw binary with its address: app.bin@0x20000")
+        .required();
+    verb.choice("--erase", erase_modes, options->plan.erase,
+                "What to erase before: the pages that need it, everything with the UICR, or nothing")
+        .with_default("pages");
+    const Option verify = verb.flag("--verify", options->verify, "Read back and compare, which is the default");
+    verb.off_flag("--no-verify", options->verify, "Leave the comparison out").excludes(verify);
+    verb.flag("--reset", options->reset, "Reset the chip afterwards and let it run");
+    verb.flag("--allow-protect", options->plan.allow_protect, "Accept an image that turns readback protection on");
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

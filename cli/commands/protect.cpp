@@ -43,9 +43,9 @@ ExitCode run(const Invocation& invocation)
 
 } // namespace
 
-Command add_protect(CLI::App& app)
+Command add_protect(const Verb& root)
 {
-    return {app.add_subcommand("protect", "Turn readback protection on"), &run};
+    return {root.verb("protect", "Turn readback protection on"), &run};
 }
 
 } // namespace tessit::cli

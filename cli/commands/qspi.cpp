@@ -9,11 +9,10 @@
 #include "cli/terminal/progress.h"
 #include "cli/text/table.h"
 
-#include <CLI/Validators.hpp>
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fmt/format.h>
-#include <map>
 #include <memory>
 #include <optional>
 
@@ -43,7 +42,7 @@ struct Options
     std::string file;
 };
 
-const std::map<std::string, qspi::EraseMode> erase_modes{
+constexpr Choice<qspi::EraseMode> erase_modes[]{
     {"blocks", qspi::EraseMode::blocks}, {"all", qspi::EraseMode::all}, {"none", qspi::EraseMode::none}};
 
 std::uint8_t parse_byte(const std::string& text, const char* what)
@@ -241,7 +240,7 @@ Report summarize(const qspi::Plan& plan, std::uint64_t verified_bytes, Clock::du
         fmt::format("Wrote {} to the external flash: {} of {} sectors changed, {}, {} written, {}; {}.\n",
                     format_size(plan.image_bytes), plan.sectors.size(), plan.touched_sectors, describe_erases(plan),
                     format_size(written), verification, format_seconds(elapsed));
-    Json erases = Json::array();
+    Json erases = Json::list();
     for (const qspi::Erase& erase : plan.erases) {
         erases.push_back({{"address", erase.address}, {"bytes", erase.bytes}});
     }
@@ -360,99 +359,96 @@ ExitCode example(const Invocation& invocation, const Options& options)
 
 using Run = ExitCode (*)(const Invocation&, const Options&);
 
-void add_files(CLI::App& command, const std::shared_ptr<Options>& options)
+void add_files(const Verb& verb, const std::shared_ptr<Options>& options)
 {
-    command
-        .add_option("FILES", options->files, "Intel HEX, S-record, ELF, or raw binary with its address: image.bin@0x0")
-        ->required();
-    add_parsed(
-        command, "--base", [options](const std::string& text) { options->base = parse_u32(text, "base"); },
-        "Address at which the files see the first byte of the flash; default 0", "ADDR");
+    verb.text_list("FILES", "", options->files,
+                   "Intel HEX, S-record, ELF, or raw binary with its address: image.bin@0x0")
+        .required();
+    verb.parsed(
+        "--base", "ADDR", [options](const std::string& text) { options->base = parse_u32(text, "base"); },
+        "Address at which the files see the first byte of the flash; default 0");
 }
 
-CLI::App* add_write(CLI::App& app, const std::shared_ptr<Options>& options)
+Verb add_write(const Verb& root, const std::shared_ptr<Options>& options)
 {
-    CLI::App* const command = app.add_subcommand("write", "Write files to the flash, and verify them");
-    add_files(*command, options);
-    command
-        ->add_option("--erase", options->erase,
-                     "What to erase before: the blocks that need it, the whole flash, or nothing")
-        ->transform(CLI::CheckedTransformer(erase_modes))
-        ->option_text("blocks|all|none")
-        ->default_str("blocks");
-    command->add_flag("--verify,!--no-verify", options->verify, "Read back and compare (default), or not");
-    return command;
+    const Verb verb = root.verb("write", "Write files to the flash, and verify them");
+    add_files(verb, options);
+    verb.choice("--erase", erase_modes, options->erase,
+                "What to erase before: the blocks that need it, the whole flash, or nothing")
+        .with_default("blocks");
+    const Option verify = verb.flag("--verify", options->verify, "Read back and compare, which is the default");
+    verb.off_flag("--no-verify", options->verify, "Leave the comparison out").excludes(verify);
+    return verb;
 }
 
-CLI::App* add_verify(CLI::App& app, const std::shared_ptr<Options>& options)
+Verb add_verify(const Verb& root, const std::shared_ptr<Options>& options)
 {
-    CLI::App* const command = app.add_subcommand("verify", "Compare the flash with files");
-    add_files(*command, options);
-    return command;
+    const Verb verb = root.verb("verify", "Compare the flash with files");
+    add_files(verb, options);
+    return verb;
 }
 
-CLI::App* add_read(CLI::App& app, const std::shared_ptr<Options>& options)
+Verb add_read(const Verb& root, const std::shared_ptr<Options>& options)
 {
-    CLI::App* const command = app.add_subcommand("read", "Show a part of the flash as a hex dump, or save it");
-    command->add_option("RANGE", options->range, "FIRST-END (END excluded), FIRST+LENGTH, or all")->required();
-    command->add_option("-o,--output", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)")
-        ->option_text("FILE");
-    return command;
+    const Verb verb = root.verb("read", "Show a part of the flash as a hex dump, or save it");
+    verb.text("RANGE", "", options->range, "FIRST-END (END excluded), FIRST+LENGTH, or all").required();
+    verb.text("-o,--output", "FILE", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)");
+    return verb;
 }
 
-CLI::App* add_erase(CLI::App& app, const std::shared_ptr<Options>& options)
+Verb add_erase(const Verb& root, const std::shared_ptr<Options>& options)
 {
-    CLI::App* const command = app.add_subcommand("erase", "Erase the flash or a part of it");
-    command->add_flag("--all", options->all, "The whole flash");
-    command->add_option("--range", options->range, "Sectors of 4 KiB: FIRST-END (END excluded) or FIRST+LENGTH")
-        ->option_text("RANGE");
-    command->add_flag("--verify,!--no-verify", options->verify, "Check that all is blank (default), or not");
-    return command;
+    const Verb verb = root.verb("erase", "Erase the flash or a part of it");
+    verb.flag("--all", options->all, "The whole flash");
+    verb.text("--range", "RANGE", options->range, "Sectors of 4 KiB: FIRST-END (END excluded) or FIRST+LENGTH");
+    const Option verify = verb.flag("--verify", options->verify, "Check that all is blank, which is the default");
+    verb.off_flag("--no-verify", options->verify, "Leave the check out").excludes(verify);
+    return verb;
 }
 
-CLI::App* add_custom(CLI::App& app, const std::shared_ptr<Options>& options)
+Verb add_custom(const Verb& root, const std::shared_ptr<Options>& options)
 {
-    CLI::App* const command = app.add_subcommand("custom", "Send an instruction to the flash");
-    command->add_option("OPCODE", options->opcode, "First byte of the instruction, such as 0x9f")->required();
-    command->add_option("BYTE", options->bytes, "Bytes sent behind it");
-    add_parsed(
-        *command, "--receive",
+    const Verb verb = root.verb("custom", "Send an instruction to the flash");
+    verb.text("OPCODE", "", options->opcode, "First byte of the instruction, such as 0x9f").required();
+    verb.text_list("BYTE", "", options->bytes, "Bytes sent after it");
+    verb.parsed(
+        "--receive", "N",
         [options](const std::string& text) { options->received = parse_u32(text, "number of bytes"); },
-        "Bytes to receive behind those", "N");
-    return command;
+        "Bytes to receive after those");
+    return verb;
 }
 
-CLI::App* add_example(CLI::App& app, const std::shared_ptr<Options>& options)
+Verb add_example(const Verb& root, const std::shared_ptr<Options>& options)
 {
-    CLI::App* const command = app.add_subcommand("example", "Write a commented connection file to start from");
-    command->add_option("FILE", options->file, "File to write; must not exist")->required();
-    return command;
+    const Verb verb = root.verb("example", "Write a commented connection file to start from");
+    verb.text("FILE", "", options->file, "File to write; must not exist").required();
+    return verb;
 }
 
 } // namespace
 
-Command add_qspi(CLI::App& app)
+Command add_qspi(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("qspi", "Work with the external flash behind the QSPI peripheral");
+    const Verb qspi = root.verb("qspi", "Work with the external flash behind the QSPI peripheral");
     const auto options = std::make_shared<Options>();
-    command->require_subcommand(1);
-    add_qspi_connection_flags(*command, options->connection);
-    command->add_flag("--retain-ram", options->retains_ram,
-                      "Put the RAM back that is used on the way, and let the firmware go on");
-    const std::vector<std::pair<CLI::App*, Run>> verbs{
-        {command->add_subcommand("info", "Show what flash answers"), &info},
-        {add_read(*command, options), &read},
-        {add_write(*command, options), &write},
-        {add_verify(*command, options), &verify},
-        {add_erase(*command, options), &erase},
-        {add_custom(*command, options), &custom},
-        {add_example(*command, options), &example},
+    qspi.require_verb();
+    add_qspi_connection_flags(qspi, options->connection);
+    qspi.flag("--retain-ram", options->retains_ram,
+              "Put the RAM back that is used on the way, and let the firmware go on");
+    const std::vector<std::pair<Verb, Run>> verbs{
+        {qspi.verb("info", "Show what flash answers"), &info},
+        {add_read(qspi, options), &read},
+        {add_write(qspi, options), &write},
+        {add_verify(qspi, options), &verify},
+        {add_erase(qspi, options), &erase},
+        {add_custom(qspi, options), &custom},
+        {add_example(qspi, options), &example},
     };
     for (const auto& [verb, run] : verbs) {
-        verb->footer("The connection is given as `tessit qspi --help` shows.");
+        verb.footer("The connection is given as `tessit qspi --help` shows.");
     }
-    return {command, [options, verbs](const Invocation& invocation) {
-                const auto verb = std::ranges::find_if(verbs, [](const auto& each) { return each.first->parsed(); });
+    return {qspi, [options, verbs](const Invocation& invocation) {
+                const auto verb = std::ranges::find_if(verbs, [](const auto& each) { return each.first.is_chosen(); });
                 return verb->second(invocation, *options);
             }};
 }

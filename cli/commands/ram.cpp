@@ -11,15 +11,15 @@ namespace {
 
 struct Options
 {
-    CLI::App* on = nullptr;
-    CLI::App* off = nullptr;
+    bool on = false;
+    bool off = false;
     std::uint32_t section = 0;
 };
 
 Report describe(const RamSections& ram)
 {
     std::vector<std::vector<std::string>> rows{{"SECTION", "ADDRESSES", "SIZE", "POWER"}};
-    Json sections = Json::array();
+    Json sections = Json::list();
     std::string bar;
     std::uint32_t address = memory_map::ram_start;
     for (std::size_t i = 0; i < ram.sizes.size(); ++i) {
@@ -39,10 +39,10 @@ Report switch_power(const Target& target, const Options& options)
 {
     const Session& session = target.session();
     RunStateKeeper run_state{target};
-    if (options.on->parsed()) {
+    if (options.on) {
         session.check(TESSIT_power_ram_all(), "power the RAM on");
     }
-    if (options.off->parsed()) {
+    if (options.off) {
         const std::size_t count = read_ram_sections(session).sizes.size();
         if (options.section >= count) {
             throw Failure{ExitCode::usage, fmt::format("this chip has no RAM section {}", options.section),
@@ -63,15 +63,22 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_ram(CLI::App& app)
+Command add_ram(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("ram", "Show which RAM sections are powered, or switch them");
+    const Verb verb = root.verb("ram", "Show which RAM sections are powered, or switch them");
     const auto options = std::make_shared<Options>();
-    command->require_subcommand(0, 1);
-    options->on = command->add_subcommand("on", "Power all sections on");
-    options->off = command->add_subcommand("off", "Power one section off; its content is lost");
-    options->off->add_option("N", options->section, "Number of the section")->required();
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.allow_verb();
+    const Verb on = verb.verb("on", "Power all sections on");
+    const Verb off = verb.verb("off", "Power one section off; its content is lost");
+    off.parsed(
+           "N", "", [options](const std::string& text) { options->section = parse_u32(text, "number of the section"); },
+           "Number of the section")
+        .required();
+    return {verb, [options, on, off](const Invocation& invocation) {
+                options->on = on.is_chosen();
+                options->off = off.is_chosen();
+                return run(invocation, *options);
+            }};
 }
 
 } // namespace tessit::cli

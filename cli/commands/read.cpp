@@ -95,18 +95,16 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_read(CLI::App& app)
+Command add_read(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("read", "Show memory as a hex dump, or save it to a file");
+    const Verb verb = root.verb("read", "Show memory as a hex dump, or save it to a file");
     const auto options = std::make_shared<Options>();
-    command
-        ->add_option("RANGE", options->range,
-                     "FIRST-END (END excluded), FIRST+LENGTH, an address for its word, or flash, uicr, ficr, ram")
-        ->required();
-    command->add_option("-o,--output", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)")
-        ->option_text("FILE");
-    command->add_flag("-w,--words", options->as_words, "Show 32-bit words instead of bytes");
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.text("RANGE", "", options->range,
+              "FIRST-END (END excluded), FIRST+LENGTH, an address for its word, or flash, uicr, ficr, ram")
+        .required();
+    verb.text("-o,--output", "FILE", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)");
+    verb.flag("-w,--words", options->as_words, "Show 32-bit words instead of bytes");
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

@@ -103,10 +103,9 @@ ExitCode run(const Invocation& invocation)
 
 } // namespace
 
-Command add_recover(CLI::App& app)
+Command add_recover(const Verb& root)
 {
-    return {app.add_subcommand("recover", "Unlock a protected chip, or blank any chip, by erasing everything in it"),
-            &run};
+    return {root.verb("recover", "Unlock a protected chip, or blank any chip, by erasing everything in it"), &run};
 }
 
 } // namespace tessit::cli

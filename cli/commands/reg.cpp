@@ -91,12 +91,12 @@ ExitCode run(const Invocation& invocation, const std::vector<std::string>& texts
 
 } // namespace
 
-Command add_reg(CLI::App& app)
+Command add_reg(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("reg", "Show CPU registers, or set them");
+    const Verb verb = root.verb("reg", "Show CPU registers, or set them");
     const auto texts = std::make_shared<std::vector<std::string>>();
-    command->add_option("REGISTER", *texts, "NAME to show, NAME=VALUE to set; none shows all");
-    return {command, [texts](const Invocation& invocation) { return run(invocation, *texts); }};
+    verb.text_list("REGISTER", "", *texts, "NAME to show, NAME=VALUE to set; none shows all");
+    return {verb, [texts](const Invocation& invocation) { return run(invocation, *texts); }};
 }
 
 } // namespace tessit::cli

@@ -1,8 +1,6 @@
 #include "cli/commands/on_probes.h"
 
-#include <CLI/Validators.hpp>
 #include <fmt/format.h>
-#include <map>
 #include <memory>
 
 namespace tessit::cli {
@@ -21,7 +19,7 @@ struct Options
     bool halt = false;
 };
 
-const std::map<std::string, Kind> kinds{{"system", Kind::system}, {"debug", Kind::debug}, {"pin", Kind::pin}};
+constexpr Choice<Kind> kinds[]{{"system", Kind::system}, {"debug", Kind::debug}, {"pin", Kind::pin}};
 
 void reset_chip(const Target& target, Kind kind)
 {
@@ -58,19 +56,16 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_reset(CLI::App& app)
+Command add_reset(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("reset", "Reset the chip and let it run");
+    const Verb verb = root.verb("reset", "Reset the chip and let it run");
     const auto options = std::make_shared<Options>();
-    command
-        ->add_option("--kind", options->kind,
-                     "system: the CPU's system reset; debug: through the control access port; pin: by the reset line. "
-                     "debug and pin work on a protected chip too")
-        ->transform(CLI::CheckedTransformer(kinds))
-        ->option_text("system|debug|pin")
-        ->default_str("system");
-    command->add_flag("--halt", options->halt, "Leave the CPU halted after the reset");
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.choice("--kind", kinds, options->kind,
+                "system: the CPU's system reset; debug: through the control access port; pin: by the reset line. "
+                "debug and pin work on a protected chip too")
+        .with_default("system");
+    verb.flag("--halt", options->halt, "Leave the CPU halted after the reset");
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

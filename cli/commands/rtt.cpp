@@ -2,7 +2,7 @@
 #include "cli/rtt/conversation.h"
 #include "cli/text/table.h"
 
-#include <CLI/Validators.hpp>
+#include <charconv>
 #include <fmt/format.h>
 #include <memory>
 
@@ -16,8 +16,9 @@ struct Options
     bool reset = false;
     bool stays_halted = false;
     bool no_input = false;
+    std::vector<std::uint32_t> channels; // empty: the conversation's own
     std::optional<std::uint32_t> control_block;
-    std::optional<double> timeout; // seconds
+    std::optional<std::chrono::duration<double>> timeout;
     ConversationOptions conversation;
 };
 
@@ -34,7 +35,7 @@ void add_rows(const char* direction, const std::vector<RttChannel>& channels,
 Report describe(const RttChannels& channels)
 {
     std::vector<std::vector<std::string>> rows{{"DIRECTION", "CHANNEL", "NAME", "BYTES"}};
-    Json json = Json::array();
+    Json json = Json::list();
     add_rows("up", channels.up, rows, json);
     add_rows("down", channels.down, rows, json);
     return {format_table(rows), {{"channels", std::move(json)}}};
@@ -74,66 +75,79 @@ ExitCode run(const Invocation& invocation, Options& options)
         throw Failure{ExitCode::usage, "what channels say cannot be shown as JSON", "--json goes with --list."};
     }
     ConversationOptions& conversation = options.conversation;
+    if (!options.channels.empty()) {
+        conversation.up = options.channels;
+    }
     if (options.raw && conversation.up.size() > 1) {
         throw Failure{ExitCode::usage, "--raw shows one channel, and several are named", "Give one --channel."};
     }
     conversation.takes_input = !options.no_input;
     if (options.timeout) {
-        conversation.timeout = std::chrono::duration<double>{*options.timeout};
+        conversation.timeout = *options.timeout;
     }
     return run_on_probe(invocation, [&](const Target& target) { return talk(target, options, invocation.console); });
 }
 
+std::uint32_t parse_channel(const std::string& text)
+{
+    return parse_u32(text, "number of the channel");
+}
+
+std::chrono::duration<double> parse_timeout(const std::string& text)
+{
+    constexpr double longest = 1e6;
+    double seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool is_number = error == std::errc{} && end == text.data() + text.size();
+    if (!is_number || !(seconds >= 0 && seconds <= longest)) {
+        throw Failure{ExitCode::usage, fmt::format("--timeout: '{}' is not a time from 0 to {:.0f}", text, longest),
+                      "Give it in seconds, for example 2.5."};
+    }
+    return std::chrono::duration<double>{seconds};
+}
+
 } // namespace
 
-Command add_rtt(CLI::App& app)
+Command add_rtt(const Verb& root)
 {
-    constexpr double longest_timeout = 1e6;
-    CLI::App* const command = app.add_subcommand("rtt", "Talk with the firmware over RTT");
+    const Verb verb = root.verb("rtt", "Talk with the firmware over RTT");
     const auto options = std::make_shared<Options>();
     ConversationOptions& conversation = options->conversation;
 
-    auto* const list = command->add_flag("--list", options->list, "List the firmware's channels");
-    command->add_option("-c,--channel", conversation.up, "Up channel to show; may be repeated; default 0")
-        ->option_text("N")
-        ->allow_extra_args(false)
-        ->excludes(list);
-    auto* const down = command
-                           ->add_option_function<std::uint32_t>(
-                               "--down",
-                               [options](std::uint32_t channel) {
-                                   options->conversation.down = channel;
-                                   options->conversation.needs_down = true;
-                               },
-                               "Down channel that gets what is typed, line by line, or piped in; default 0")
-                           ->option_text("N")
-                           ->excludes(list);
-    command->add_flag("--no-input", options->no_input, "Leave standard input alone")->excludes(down)->excludes(list);
-    auto* const raw = command->add_flag("--raw", options->raw, "The channel's bytes and nothing else")->excludes(list);
-    command->add_flag("-t,--timestamps", conversation.output.timestamps, "The time of day before every line")
-        ->excludes(raw)
-        ->excludes(list);
-    command->add_option("--log", conversation.output.log_file, "Write what is shown to a file, too")
-        ->option_text("FILE")
-        ->excludes(list);
-    command->add_option("--until", conversation.until, "End with exit code 0 as soon as a channel says this text")
-        ->option_text("TEXT")
-        ->excludes(list);
-    command
-        ->add_option("--timeout", options->timeout,
-                     "End after this time: with exit code 1 when --until, or a control block, is still waited for")
-        ->option_text("SECONDS")
-        ->check(CLI::Range(0.0, longest_timeout));
-    auto* const reset = command->add_flag("--reset", options->reset,
-                                          "Start the firmware from its beginning, and miss nothing that it says");
-    command->add_flag("--no-go", options->stays_halted, "Leave a halted CPU halted")->excludes(reset);
-    add_parsed(
-        *command, "--address",
-        [options](const std::string& text) { options->control_block = parse_word_address(text); },
-        "Where the control block is, instead of a search in RAM", "ADDR");
-    command->footer("Without --until and --timeout the end of the input ends the command, when the firmware has said\n"
-                    "nothing more for half a second. Ctrl-C ends it always.");
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    const Option list = verb.flag("--list", options->list, "List the firmware's channels");
+    verb.parsed_list(
+            "-c,--channel", "N",
+            [options](const std::string& text) { options->channels.push_back(parse_channel(text)); },
+            "Up channel to show; may be repeated; default 0")
+        .excludes(list);
+    const Option down = verb.parsed(
+                                "--down", "N",
+                                [&conversation](const std::string& text) {
+                                    conversation.down = parse_channel(text);
+                                    conversation.needs_down = true;
+                                },
+                                "Down channel that gets what is typed, line by line, or piped in; default 0")
+                            .excludes(list);
+    verb.flag("--no-input", options->no_input, "Leave standard input alone").excludes(down).excludes(list);
+    const Option raw = verb.flag("--raw", options->raw, "The channel's bytes and nothing else").excludes(list);
+    verb.flag("-t,--timestamps", conversation.output.timestamps, "The time of day before every line")
+        .excludes(raw)
+        .excludes(list);
+    verb.text("--log", "FILE", conversation.output.log_file, "Write what is shown to a file, too").excludes(list);
+    verb.text("--until", "TEXT", conversation.until, "End with exit code 0 as soon as a channel says this text")
+        .excludes(list);
+    verb.parsed(
+        "--timeout", "SECONDS", [options](const std::string& text) { options->timeout = parse_timeout(text); },
+        "End after this time: with exit code 1 when --until, or a control block, is still waited for");
+    const Option reset =
+        verb.flag("--reset", options->reset, "Start the firmware from its beginning, and miss nothing that it says");
+    verb.flag("--no-go", options->stays_halted, "Leave a halted CPU halted").excludes(reset);
+    verb.parsed(
+        "--address", "ADDR", [options](const std::string& text) { options->control_block = parse_word_address(text); },
+        "Where the control block is, instead of a search in RAM");
+    verb.footer("Without --until and --timeout the end of the input ends the command, when the firmware has said\n"
+                "nothing more for half a second. Ctrl-C ends it always.");
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

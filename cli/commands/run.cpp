@@ -26,19 +26,19 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_run(CLI::App& app)
+Command add_run(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("run", "Let the CPU run from an address with a stack pointer");
+    const Verb verb = root.verb("run", "Let the CPU run from an address with a stack pointer");
     const auto options = std::make_shared<Options>();
-    add_parsed(
-        *command, "PC", [options](const std::string& text) { options->pc = parse_u32(text, "program counter"); },
-        "Address of the first instruction", "ADDR")
-        ->required();
-    add_parsed(
-        *command, "SP", [options](const std::string& text) { options->sp = parse_u32(text, "stack pointer"); },
-        "Initial stack pointer", "ADDR")
-        ->required();
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.parsed(
+            "PC", "", [options](const std::string& text) { options->pc = parse_u32(text, "program counter"); },
+            "Address of the first instruction")
+        .required();
+    verb.parsed(
+            "SP", "", [options](const std::string& text) { options->sp = parse_u32(text, "stack pointer"); },
+            "Initial stack pointer")
+        .required();
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

@@ -13,10 +13,6 @@ namespace {
 
 struct Options
 {
-    CLI::App* show = nullptr;
-    CLI::App* init = nullptr;
-    CLI::App* factory_reset = nullptr;
-    CLI::App* power_cycle = nullptr;
     std::string file;
     bool all = false;
 };
@@ -61,7 +57,7 @@ Json describe_json(const BenchProbe& bench_probe)
         json["problem"] = bench_probe.problem;
         return json;
     }
-    json.update({{"is_protected", probe.chip_protected != 0},
+    json.append({{"is_protected", probe.chip_protected != 0},
                  {"flash_bytes", probe.flash_bytes},
                  {"flash_page_bytes", probe.flash_page_bytes},
                  {"flash_used_bytes", probe.flash_used_bytes},
@@ -71,12 +67,13 @@ Json describe_json(const BenchProbe& bench_probe)
     return json;
 }
 
-ExitCode show(const Console& console, const Bench& bench)
+ExitCode show(const Console& console)
 {
+    const Bench bench;
     const std::string path = bench.path();
     std::vector<std::vector<std::string>> rows{
         {"PROBE", "STATE", "SUPPLY", "CHIP", "PROTECTION", "FLASH", "USED", "UICR", "RAM", "EXTERNAL FLASH"}};
-    Json json{{"bench", path}, {"probes", Json::array()}};
+    Json json{{"bench", path}, {"probes", Json::list()}};
     for (const BenchProbe& probe : bench.probes()) {
         rows.push_back(describe_row(probe));
         json["probes"].push_back(describe_json(probe));
@@ -90,9 +87,9 @@ ExitCode show(const Console& console, const Bench& bench)
     return ExitCode::done;
 }
 
-ExitCode init(const Console& console, const Bench& bench, const std::string& file)
+ExitCode init(const Console& console, const std::string& file)
 {
-    bench.write_example(file);
+    Bench{}.write_example(file);
     console.show(fmt::format("Wrote {}. Use it with JLINKARM_SIM_BENCH={} tessit --sim ...\n", file, file),
                  {{"bench", file}});
     return ExitCode::done;
@@ -107,11 +104,11 @@ std::vector<std::uint32_t> chosen_serials(const Settings& settings, const Bench&
     return all ? serials : choose_probes(settings, serials);
 }
 
-ExitCode change(const Invocation& invocation, const Bench& bench, const Options& options)
+ExitCode change(const Invocation& invocation, const Options& options, bool resets)
 {
-    const bool resets = options.factory_reset->parsed();
+    const Bench bench;
     std::string text;
-    Json json{{"probes", Json::array()}};
+    Json json{{"probes", Json::list()}};
     for (const std::uint32_t serial : chosen_serials(invocation.settings, bench, options.all)) {
         if (resets) {
             bench.factory_reset(serial);
@@ -126,35 +123,31 @@ ExitCode change(const Invocation& invocation, const Bench& bench, const Options&
     return ExitCode::done;
 }
 
-ExitCode run(const Invocation& invocation, const Options& options)
-{
-    const Bench bench;
-    if (options.show->parsed()) {
-        return show(invocation.console, bench);
-    }
-    if (options.init->parsed()) {
-        return init(invocation.console, bench, options.file);
-    }
-    return change(invocation, bench, options);
-}
-
 } // namespace
 
-Command add_sim(CLI::App& app)
+Command add_sim(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("sim", "Look at the simulated bench and change it");
+    const Verb verb = root.verb("sim", "Look at the simulated bench and change it");
     const auto options = std::make_shared<Options>();
-    command->require_subcommand(1);
-    options->show = command->add_subcommand("show", "Show the probes and chips of the bench and their state");
-    options->init = command->add_subcommand("init", "Write a commented bench file to start from");
-    options->init->add_option("FILE", options->file, "Bench file to write; must not exist")->required();
-    options->factory_reset =
-        command->add_subcommand("factory-reset", "Give a chip back what the bench file says: flash, UICR, FICR, RAM");
-    options->power_cycle = command->add_subcommand("power-cycle", "Switch a chip's supply off and on");
-    for (CLI::App* const change : {options->factory_reset, options->power_cycle}) {
-        change->add_flag("--all", options->all, "All chips of the bench");
+    verb.require_verb();
+    const Verb show_verb = verb.verb("show", "Show the probes and chips of the bench and their state");
+    const Verb init_verb = verb.verb("init", "Write a commented bench file to start from");
+    init_verb.text("FILE", "", options->file, "Bench file to write; must not exist").required();
+    const Verb reset_verb =
+        verb.verb("factory-reset", "Give a chip back what the bench file says: flash, UICR, FICR, RAM");
+    const Verb power_verb = verb.verb("power-cycle", "Switch a chip's supply off and on");
+    for (const Verb& change_verb : {reset_verb, power_verb}) {
+        change_verb.flag("--all", options->all, "All chips of the bench");
     }
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    return {verb, [=](const Invocation& invocation) {
+                if (show_verb.is_chosen()) {
+                    return show(invocation.console);
+                }
+                if (init_verb.is_chosen()) {
+                    return init(invocation.console, options->file);
+                }
+                return change(invocation, *options, reset_verb.is_chosen());
+            }};
 }
 
 } // namespace tessit::cli

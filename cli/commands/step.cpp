@@ -15,7 +15,7 @@ Report step(const Target& target, std::uint32_t count, const Console& console)
     }
     Registers before = read_registers(target);
     std::string text = describe_location(target, before).text + "\n";
-    Json steps = Json::array();
+    Json steps = Json::list();
     for (std::uint32_t i = 0; i < count; ++i) {
         stop_if_interrupted(fmt::format("{} of {} steps are done", i, count));
         target.session().check(TESSIT_step(), "execute one instruction");
@@ -37,16 +37,14 @@ ExitCode run(const Invocation& invocation, std::uint32_t count)
 
 } // namespace
 
-Command add_step(CLI::App& app)
+Command add_step(const Verb& root)
 {
     constexpr std::uint32_t most = 100000;
-    CLI::App* const command = app.add_subcommand(
-        "step", "Execute instructions one by one and show what each changed; a running CPU is halted first");
+    const Verb verb =
+        root.verb("step", "Execute instructions one by one and show what each changed; a running CPU is halted first");
     const auto count = std::make_shared<std::uint32_t>(1);
-    command->add_option("N", *count, "Number of instructions")
-        ->check(CLI::Range(std::uint32_t{1}, most))
-        ->capture_default_str();
-    return {command, [count](const Invocation& invocation) { return run(invocation, *count); }};
+    verb.number("N", "", *count, 1, most, "Number of instructions, 1 to 100000; 1 when it is not given");
+    return {verb, [count](const Invocation& invocation) { return run(invocation, *count); }};
 }
 
 } // namespace tessit::cli

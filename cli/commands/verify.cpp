@@ -33,12 +33,12 @@ ExitCode run(const Invocation& invocation, const Files& files)
 
 } // namespace
 
-Command add_verify(CLI::App& app)
+Command add_verify(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("verify", "Compare the chip with firmware files");
+    const Verb verb = root.verb("verify", "Compare the chip with firmware files");
     const auto files = std::make_shared<Files>();
-    command->add_option("FILES", *files, "Files as for program")->required();
-    return {command, [files](const Invocation& invocation) { return run(invocation, *files); }};
+    verb.text_list("FILES", "", *files, "Files as for program").required();
+    return {verb, [files](const Invocation& invocation) { return run(invocation, *files); }};
 }
 
 } // namespace tessit::cli

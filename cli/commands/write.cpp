@@ -145,18 +145,18 @@ ExitCode run(const Invocation& invocation, const Options& options)
 
 } // namespace
 
-Command add_write(CLI::App& app)
+Command add_write(const Verb& root)
 {
-    CLI::App* const command = app.add_subcommand("write", "Write words, or a file's bytes, to memory or registers");
+    const Verb verb = root.verb("write", "Write words, or a file's bytes, to memory or registers");
     const auto options = std::make_shared<Options>();
-    command->add_option("ADDR", options->address, "Address, a multiple of 4")->required();
-    command->add_option("VALUE", options->values, "32-bit words, written one behind the other");
-    command->add_option("--file", options->file, "Write the bytes of a file instead")->option_text("FILE");
-    auto* const flash = command->add_flag("--flash", options->flash,
-                                          "Write flash or UICR through the flash controller, without an erase");
-    command->add_flag("--ficr", options->ficr, "Write the factory area, which cannot be undone")->excludes(flash);
-    command->add_flag("--allow-protect", options->allow_protect, "Accept a value that turns readback protection on");
-    return {command, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    verb.text("ADDR", "", options->address, "Address, a multiple of 4").required();
+    verb.text_list("VALUE", "", options->values, "32-bit words, written one after the other");
+    verb.text("--file", "FILE", options->file, "Write the bytes of a file instead");
+    const Option flash =
+        verb.flag("--flash", options->flash, "Write flash or UICR through the flash controller, without an erase");
+    verb.flag("--ficr", options->ficr, "Write the factory area, which cannot be undone").excludes(flash);
+    verb.flag("--allow-protect", options->allow_protect, "Accept a value that turns readback protection on");
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

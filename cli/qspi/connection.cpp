@@ -238,21 +238,19 @@ void require_separate_pins(const Config& config)
 
 } // namespace
 
-void add_qspi_connection_flags(CLI::App& app, const std::shared_ptr<QspiConnectionFlags>& flags)
+void add_qspi_connection_flags(const Verb& verb, const std::shared_ptr<QspiConnectionFlags>& flags)
 {
-    app.add_option("--qspi-config", flags->file, "File with the settings below; TESSIT_QSPI_CONFIG names one, too")
-        ->option_text("FILE")
-        ->envname("TESSIT_QSPI_CONFIG")
-        ->group("Connection");
+    constexpr const char* heading = "Connection";
+    verb.text("--qspi-config", "FILE", flags->file, "File with the settings below; TESSIT_QSPI_CONFIG names one, too")
+        .or_environment("TESSIT_QSPI_CONFIG")
+        .under_heading(heading);
     for (const Setting& setting : settings) {
-        CLI::Option* const option =
-            app.add_option_function<std::string>(
-                   fmt::format("--{}", setting.name),
-                   [flags, name = setting.name](const std::string& text) { flags->values[name] = text; }, setting.help)
-                ->option_text(setting.placeholder)
-                ->group("Connection");
+        const Option option = verb.parsed(
+            fmt::format("--{}", setting.name), setting.placeholder,
+            [flags, name = setting.name](const std::string& text) { flags->values[name] = text; }, setting.help);
+        option.under_heading(heading);
         if (setting.otherwise != nullptr && *setting.otherwise != '\0') {
-            option->default_str(setting.otherwise);
+            option.with_default(setting.otherwise);
         }
     }
 }

@@ -2,7 +2,8 @@
 /// from both, where the flags win.
 #pragma once
 
-#include <CLI/App.hpp>
+#include "cli/options/verb.h"
+
 #include <chrono>
 #include <cstdint>
 #include <jlinkarm_birch_tessit.h>
@@ -33,7 +34,7 @@ struct QspiConnectionFlags
 };
 
 /// Adds --qspi-config and a flag for every setting.
-void add_qspi_connection_flags(CLI::App& app, const std::shared_ptr<QspiConnectionFlags>& flags);
+void add_qspi_connection_flags(const Verb& verb, const std::shared_ptr<QspiConnectionFlags>& flags);
 
 /// Throws a Failure with ExitCode::usage that says where a wrong value stands, or which settings are missing.
 QspiConnection resolve_qspi_connection(const QspiConnectionFlags& flags);

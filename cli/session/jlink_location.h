@@ -1,7 +1,7 @@
 /// Where the J-Link library is.
 #pragma once
 
-#include "cli/app/settings.h"
+#include "cli/options/settings.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 /// Which of the attached probes a command works on.
 #pragma once
 
-#include "cli/app/settings.h"
+#include "cli/options/settings.h"
 
 #include <cstdint>
 #include <vector>

@@ -2,7 +2,7 @@
 /// object.
 #pragma once
 
-#include "cli/app/settings.h"
+#include "cli/options/settings.h"
 #include "cli/session/library_log.h"
 
 #include <cstdint>

@@ -27,7 +27,7 @@ Console::Console(const Options& options)
 
 void Console::show(std::string_view text, const Json& json) const
 {
-    print_to(stdout, "{}", options_.json ? json.dump(2) + "\n" : std::string{text});
+    print_to(stdout, "{}", options_.json ? json.dump() + "\n" : std::string{text});
 }
 
 void Console::note(std::string_view line) const

@@ -2,14 +2,12 @@
 #pragma once
 
 #include "cli/failure.h"
+#include "cli/text/json.h"
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 namespace tessit::cli {
-
-using Json = nlohmann::ordered_json;
 
 class Console
 {

@@ -1,13 +1,14 @@
 /// What the user set for every command: by flag, environment, config file or default, in this order of precedence.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace tessit::cli {
+
+class Verb;
 
 struct Settings
 {
@@ -28,9 +29,9 @@ struct Settings
 };
 
 /// Adds the global options to the command; they are accepted before and after the verb.
-void add_global_options(CLI::App& app, Settings& settings);
+void add_global_options(const Verb& root, Settings& settings);
 
 /// After parsing: fills what the command line left open from the environment and the config file.
-void complete_settings(CLI::App& app, Settings& settings);
+void complete_settings(const Verb& root, Settings& settings);
 
 } // namespace tessit::cli

@@ -1,0 +1,185 @@
+#include "cli/options/command_line.h"
+
+#include "cli/failure.h"
+#include "cli/terminal/stream.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp> // App needs it to link
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+// The help in the words of this command.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    HelpFormatter()
+    {
+        constexpr std::size_t left_column = 30;
+        column_width(left_column);
+        label("SUBCOMMAND", "COMMAND");
+        label("Positionals", "Arguments");
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override
+    {
+        return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+    }
+
+    std::string make_option_desc(const CLI::Option* option) const override
+    {
+        const std::string otherwise = option->get_default_str();
+        return option->get_description() + (otherwise.empty() ? "" : fmt::format("; default {}", otherwise));
+    }
+
+    std::string make_footer(const CLI::App* app) const override
+    {
+        const std::string own = CLI::Formatter::make_footer(app);
+        return app->get_parent() == nullptr ? own : own + "`tessit --help` shows the options for all commands.\n";
+    }
+};
+
+using Verbs = std::vector<const CLI::App*>;
+
+// The whole command line, the verb that was recognised, and the verb below it.
+Verbs chosen_verbs(const CLI::App& app)
+{
+    Verbs verbs{&app};
+    while (!verbs.back()->get_subcommands().empty()) {
+        verbs.push_back(verbs.back()->get_subcommands().front());
+    }
+    return verbs;
+}
+
+std::string typed(const Verbs& verbs)
+{
+    std::vector<std::string> names;
+    std::ranges::transform(verbs, std::back_inserter(names), [](const CLI::App* verb) { return verb->get_name(); });
+    return fmt::format("{}", fmt::join(names, " "));
+}
+
+Failure usage(const std::string& message, const std::string& hint)
+{
+    return {ExitCode::usage, message, hint};
+}
+
+std::string help_hint(const Verbs& chosen)
+{
+    return fmt::format("`{} --help` shows what is possible.", typed(chosen));
+}
+
+std::string list_verbs(const CLI::App& verb)
+{
+    std::vector<std::string> names;
+    std::ranges::transform(verb.get_subcommands({}), std::back_inserter(names),
+                           [](const CLI::App* each) { return each->get_name(); });
+    return fmt::format("{}", fmt::join(names, ", "));
+}
+
+Failure unknown_word(const Verbs& chosen, const std::string& word)
+{
+    if (word.starts_with('-')) {
+        return usage(fmt::format("there is no option '{}'", word.substr(0, word.find('='))), help_hint(chosen));
+    }
+    const CLI::App& verb = *chosen.back();
+    if (verb.get_subcommands({}).empty()) {
+        return usage(fmt::format("'{}' is one word too many for `{}`", word, typed(chosen)), help_hint(chosen));
+    }
+    return usage(fmt::format("there is no command `{} {}`", typed(chosen), word),
+                 fmt::format("Commands are: {}.", list_verbs(verb)));
+}
+
+Failure missing_part(const Verbs& chosen)
+{
+    const CLI::App& verb = *chosen.back();
+    const auto missing =
+        verb.get_options([](const CLI::Option* option) { return option->get_required() && option->count() == 0; });
+    if (!missing.empty()) {
+        return usage(
+            fmt::format("`{}` needs {}, and nothing is given for it", typed(chosen), missing.front()->get_name()),
+            help_hint(chosen));
+    }
+    return usage(chosen.size() == 1 ? "a command is missing"
+                                    : fmt::format("`{}` needs one of its commands", typed(chosen)),
+                 fmt::format("Commands are: {}.", list_verbs(verb)));
+}
+
+Failure excluding_options(const Verbs& chosen)
+{
+    for (const CLI::App* const verb : chosen) {
+        for (const CLI::Option* const option : verb->get_options()) {
+            const auto& excluded = option->get_excludes();
+            const auto other =
+                std::ranges::find_if(excluded, [](const CLI::Option* each) { return each->count() != 0; });
+            if (option->count() != 0 && other != excluded.end()) {
+                return usage(fmt::format("{} and {} do not go together", option->get_name(), (*other)->get_name()),
+                             "Leave one of the two away.");
+            }
+        }
+    }
+    return usage("two of the options do not go together", help_hint(chosen));
+}
+
+// What the parser throws tells the kind of the mistake; its text is not meant for a user.
+Failure refusal(const CLI::App& app, const CLI::ParseError& error)
+{
+    const Verbs chosen = chosen_verbs(app);
+    const std::vector<std::string> unknown = app.remaining(true);
+    if (!unknown.empty()) {
+        return unknown_word(chosen, unknown.front());
+    }
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        return missing_part(chosen);
+    }
+    if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) {
+        return excluding_options(chosen);
+    }
+    const std::string text = error.what(); // begins with the option's name
+    const std::string option = text.substr(0, text.find_first_of(": "));
+    if (!option.starts_with('-')) { // without its dashes only for a flag that was given a value
+        return usage(fmt::format("--{} takes no value", option), help_hint(chosen));
+    }
+    return usage(fmt::format("{} needs a value", option), help_hint(chosen));
+}
+
+} // namespace
+
+CommandLine::CommandLine(const std::string& description, const std::string& version)
+    : app_{std::make_unique<CLI::App>(description, "tessit")}
+{
+    app_->formatter(std::make_shared<HelpFormatter>());
+    app_->set_version_flag("--version", "tessit " + version, "Show the version");
+    app_->set_help_flag("-h,--help", "Show this help");
+    app_->fallthrough();
+}
+
+CommandLine::~CommandLine() = default;
+
+Verb CommandLine::root() const
+{
+    return Verb{*app_};
+}
+
+bool CommandLine::parse(int argc, const char* const* argv)
+{
+    if (argc < 2) {
+        print_to(stderr, "{}\n", app_->help());
+    }
+    try {
+        app_->parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        print_to(stdout, "{}", app_->help());
+        return false;
+    } catch (const CLI::CallForVersion& version) {
+        print_to(stdout, "{}\n", version.what());
+        return false;
+    } catch (const CLI::ParseError& error) {
+        throw refusal(*app_, error);
+    }
+    return true;
+}
+
+} // namespace tessit::cli
