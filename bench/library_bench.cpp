@@ -1,17 +1,18 @@
 // What the library costs on top of the J-Link calls that it makes: each operation over a J-Link library that does
 // nothing, without a callback and with one, beside the same J-Link calls made bare.
 #include "base/module.h"
-#include "jlinkarm_birch_tessit.h"
+#include "bench/device_session.h"
 #include "src/jlink/functions.h"
 
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <cstdlib>
 
 namespace {
 
 using namespace tessit;
+using bench::DeviceSession;
+using bench::require;
 
 struct BareFunctions
 {
@@ -43,27 +44,6 @@ void TESSIT_CALL count_characters(const char* line)
         ++logged_characters;
     }
 }
-
-void require(result_code_t code)
-{
-    if (code != RESULT_OK) {
-        std::abort();
-    }
-}
-
-class DeviceSession
-{
-public:
-    explicit DeviceSession(log_callback_t callback)
-    {
-        require(TESSIT_open_dll(NULL_JLINK, callback, BIRCH_FAMILY));
-        require(TESSIT_connect_to_emu_without_snr(4000));
-        require(TESSIT_connect_to_device());
-    }
-    ~DeviceSession() { TESSIT_close_dll(); }
-    DeviceSession(const DeviceSession&) = delete;
-    DeviceSession& operator=(const DeviceSession&) = delete;
-};
 
 /// The guards of an export on a connected device.
 void bare_guards()

@@ -3,9 +3,10 @@
 #include "src/log/logger.h"
 
 namespace tessit {
-namespace {
 
-JLinkFunctionTable table;
+JLinkFunctionTable jlink_functions;
+
+namespace {
 
 template <class Function>
 bool bind(base::Module library, const char* name, Function*& entry)
@@ -20,15 +21,10 @@ bool bind(base::Module library, const char* name, Function*& entry)
 
 } // namespace
 
-const JLinkFunctionTable& jlink()
-{
-    return table;
-}
-
 result_code_t bind_jlink_functions(base::Module library)
 {
 #define JLINK_BIND(result, name, parameters)                                                                           \
-    if (!bind(library, #name, table.name)) {                                                                           \
+    if (!bind(library, #name, jlink_functions.name)) {                                                                 \
         return ERR_JLINK_LOAD_FAILED;                                                                                  \
     }
     JLINK_FUNCTIONS(JLINK_BIND)
@@ -36,14 +32,10 @@ result_code_t bind_jlink_functions(base::Module library)
     return RESULT_OK;
 }
 
-void check_jlink_error(CallSite site)
+void report_jlink_error(std::uint8_t error, CallSite site)
 {
-    const std::uint8_t error = table.JLINKARM_HasError();
-    if (error == 0) {
-        return;
-    }
     log_message("JLinkARM.dll reported error ", unsigned{error}, " at line ", site.number(), ".");
-    table.JLINKARM_ClrError();
+    jlink().JLINKARM_ClrError();
 }
 
 result_code_t jlink_failure(const char* function, std::int32_t result, result_code_t code)

@@ -19,15 +19,28 @@ struct JLinkFunctionTable
 };
 
 /// The one table. Bound by TESSIT_open_dll, never cleared, and used only while the library is open.
-const JLinkFunctionTable& jlink();
+extern JLinkFunctionTable jlink_functions;
+
+inline const JLinkFunctionTable& jlink()
+{
+    return jlink_functions;
+}
 
 /// Fill the table from a loaded J-Link library. ERR_JLINK_LOAD_FAILED at the first function that it lacks: the entries
 /// before it are new, those after it as they were.
 result_code_t bind_jlink_functions(base::Module library);
 
-/// Report and clear an error that is pending in the J-Link library. Changes no result: the caller goes on as if it had
-/// not run.
-void check_jlink_error(CallSite site);
+/// Log an error that is pending in the J-Link library, and clear it.
+void report_jlink_error(std::uint8_t error, CallSite site);
+
+/// Report the error that is pending in the J-Link library, if there is one. Changes no result: the caller goes on as if
+/// it had not run.
+inline void check_jlink_error(CallSite site)
+{
+    if (const std::uint8_t error = jlink().JLINKARM_HasError(); error != 0) [[unlikely]] {
+        report_jlink_error(error, site);
+    }
+}
 
 /// A J-Link function together with the error check that follows its call.
 template <class Result, class... Parameters>

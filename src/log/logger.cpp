@@ -11,7 +11,6 @@ LogBuffer::LogBuffer()
 {
     // The last character of the buffer is the place of the one that arrives when the put area is full.
     setp(text_buffer_.data(), text_buffer_.data() + text_buffer_.size() - 1);
-    tags_.reserve(most_nested_tags);
 }
 
 LogBuffer::~LogBuffer()
@@ -33,24 +32,9 @@ void LogBuffer::detach_log_callback()
     prefix_.clear();
 }
 
-void LogBuffer::push_tag(FunctionTag& tag)
-{
-    tag.stack_ = this;
-    tags_.push_back(&tag);
-}
-
-void LogBuffer::pop_tag()
-{
-    if (tags_.empty()) {
-        return;
-    }
-    tags_.back()->stack_ = nullptr;
-    tags_.pop_back();
-}
-
 void LogBuffer::clear_tags()
 {
-    while (!tags_.empty()) {
+    while (newest_tag_ != nullptr) {
         pop_tag();
     }
 }
@@ -98,11 +82,11 @@ void LogBuffer::deliver(std::string_view text) const
 std::string LogBuffer::make_line(std::string_view text) const
 {
     std::string line;
-    if (!tags_.empty()) {
-        for (std::size_t level = 1; level < tags_.size(); ++level) {
+    if (newest_tag_ != nullptr) {
+        for (std::size_t level = 1; level < depth_; ++level) {
             line += ". ";
         }
-        line.append(prefix_).append("_").append(tags_.back()->name());
+        line.append(prefix_).append("_").append(newest_tag_->name());
     }
     // One character is the line feed of an empty message.
     if (text.size() >= 2) {
@@ -116,19 +100,6 @@ Logger::Logger() : std::ostream(nullptr)
     rdbuf(&buffer_);
     // Numbers read the same whatever locale the host program has set.
     imbue(std::locale::classic());
-}
-
-FunctionTag::FunctionTag(const char* name, LogBuffer& buffer) : name_(name)
-{
-    buffer.push_tag(*this);
-    buffer.pubsync();
-}
-
-FunctionTag::~FunctionTag()
-{
-    if (stack_ != nullptr) {
-        stack_->pop_tag();
-    }
 }
 
 } // namespace tessit

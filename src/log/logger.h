@@ -3,11 +3,11 @@
 #include "jlinkarm_birch_tessit.h"
 
 #include <array>
+#include <cstddef>
 #include <ostream>
 #include <streambuf>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tessit {
 
@@ -30,7 +30,7 @@ class FunctionTag;
 ///
 /// Up to 511 characters wait for the flush; one more is stored beside them and sends all 512 off at once, so a long
 /// text arrives in pieces and none of it is lost. Without a callback the text is discarded and no line is built.
-class LogBuffer : public IFunctionTagStack, public std::streambuf
+class LogBuffer final : public IFunctionTagStack, public std::streambuf
 {
 public:
     LogBuffer();
@@ -44,20 +44,20 @@ public:
     void detach_log_callback();
     bool attached() const { return callback_ != nullptr; }
 
-    /// `tag` stays on the stack until it is popped, and must live until then.
+    /// `tag` stays on the stack until it is popped, and must live until then. Pushing allocates nothing.
     void push_tag(FunctionTag& tag);
     void pop_tag() override;
     void clear_tags() override;
-    std::size_t depth() const { return tags_.size(); }
+    std::size_t depth() const { return depth_; }
+
+    /// As pubsync, which has nothing to do without a callback and without text.
+    void flush();
 
 protected:
     int sync() override;
     int_type overflow(int_type character) override;
 
 private:
-    /// More than operations ever nest, so that pushing a tag allocates nothing.
-    static constexpr std::size_t most_nested_tags = 32;
-
     void deliver_and_start_over(std::size_t length);
     void deliver(std::string_view text) const;
     std::string make_line(std::string_view text) const;
@@ -65,7 +65,8 @@ private:
     log_callback_t callback_ = nullptr;
     std::array<char, 512> text_buffer_{};
     std::string prefix_;
-    std::vector<FunctionTag*> tags_;
+    FunctionTag* newest_tag_ = nullptr;
+    std::size_t depth_ = 0;
 };
 
 /// The stream that all code writes its messages to. Messages end with std::endl, which delivers them.
@@ -100,7 +101,48 @@ private:
 
     const char* name_;
     IFunctionTagStack* stack_ = nullptr; // null once it is off the stack, so that it is popped once
+    FunctionTag* older_ = nullptr;       // the next one on the stack
 };
+
+// Every operation runs the following, so they are here for the compiler to put in place.
+
+inline void LogBuffer::push_tag(FunctionTag& tag)
+{
+    tag.stack_ = this;
+    tag.older_ = newest_tag_;
+    newest_tag_ = &tag;
+    ++depth_;
+}
+
+inline void LogBuffer::pop_tag()
+{
+    if (newest_tag_ == nullptr) {
+        return;
+    }
+    newest_tag_->stack_ = nullptr;
+    newest_tag_ = newest_tag_->older_;
+    --depth_;
+}
+
+inline void LogBuffer::flush()
+{
+    if (attached() || pptr() != pbase()) {
+        sync();
+    }
+}
+
+inline FunctionTag::FunctionTag(const char* name, LogBuffer& buffer) : name_(name)
+{
+    buffer.push_tag(*this);
+    buffer.flush();
+}
+
+inline FunctionTag::~FunctionTag()
+{
+    if (stack_ != nullptr) {
+        stack_->pop_tag();
+    }
+}
 
 /// Write one message made of these parts, and deliver it.
 template <class... Parts>
