@@ -1,12 +1,13 @@
 // The control interface: what tests, benchmarks and the command line do to the bench.
 #include "jlinkarm_sim.h"
 #include "sim/api/library.h"
+#include "sim/platform/file_error.h"
+#include "sim/platform/private_file.h"
 
 #include <algorithm>
 #include <cstring>
 #include <exception>
 #include <fmt/format.h>
-#include <fstream>
 #include <stdexcept>
 
 using namespace jlinksim;
@@ -146,14 +147,10 @@ int JLINKSIM_CALL JLINKSIM_write_example_bench(const char* path)
 {
     return control([&] {
         require(path != nullptr, "path");
-        if (std::filesystem::exists(path)) {
-            throw std::runtime_error(fmt::format("{} exists already. Choose another name or remove it.", path));
-        }
-        std::ofstream file{path};
-        file << example_bench_text();
-        file.close();
-        if (!file) {
-            throw std::runtime_error(fmt::format("Cannot write {}.", path));
+        try {
+            platform::write_new_file(path, std::string{example_bench_text()});
+        } catch (const platform::FileError& error) {
+            throw std::runtime_error(fmt::format("The bench file is not written: {}.", error.what()));
         }
         return 0;
     });
@@ -181,13 +178,14 @@ int JLINKSIM_CALL JLINKSIM_describe_probe(uint32_t index, jlinksim_probe_t* prob
         *probe = {};
         probe->serial_number = shown.serial_number();
         probe->plugged = shown.is_plugged() ? 1 : 0;
-        probe->in_use = shown.is_held() ? 1 : 0;
         probe->supply_millivolts = shown.supply_millivolts();
         put_text(probe->firmware_text, shown.config().firmware_text);
         put_text(probe->state_folder, shown.folder().string());
         if (shown.config().chip) {
             put_text(probe->chip_version, shown.config().chip->options.model->name);
         }
+        // From here on the chip's state is needed.
+        probe->in_use = shown.is_held() ? 1 : 0;
         shown.look_at_chip([&](const Chip& chip) { describe_chip(chip, *probe); });
         return 0;
     });

@@ -1,7 +1,9 @@
 #include "sim/bench/bench_config.h"
 
 #include "sim/bench/table_reader.h"
+#include "sim/platform/file_error.h"
 #include "sim/platform/read_file.h"
+#include "sim/platform/user_folder.h"
 
 #include <algorithm>
 #include <array>
@@ -23,6 +25,7 @@ constexpr std::uint32_t largest_serial_number = 0x7FFFFFFF; // negative ones are
 constexpr std::uint32_t smallest_serial_flash = 64U << 10;  // of one 64 KiB block
 constexpr std::uint32_t largest_serial_flash = 128U << 20;
 constexpr std::uint32_t large_serial_flash_page = 512;
+constexpr std::size_t most_probes = 256;
 constexpr std::uint32_t word_max = std::numeric_limits<std::uint32_t>::max();
 
 struct NamedFault
@@ -66,15 +69,12 @@ std::vector<std::uint8_t> read_image(TableReader& chip, const std::filesystem::p
     if (name.empty()) {
         return {};
     }
-    const std::filesystem::path path = folder / name;
-    const std::optional<std::string> image = platform::read_file(path);
-    if (!image) {
-        chip.fail("flash_file", fmt::format("cannot read {}", path.string()));
+    try {
+        const std::string image = platform::read_file(folder / name, room);
+        return {image.begin(), image.end()};
+    } catch (const platform::FileError& error) {
+        chip.fail("flash_file", error.what());
     }
-    if (image->size() > room) {
-        chip.fail("flash_file", fmt::format("{} bytes do not fit into {} bytes of flash", image->size(), room));
-    }
-    return {image->begin(), image->end()};
 }
 
 std::uint32_t factory_offset(TableReader& ficr, const std::string& key)
@@ -200,7 +200,11 @@ ProbeConfig read_probe(TableReader& probe, const std::filesystem::path& folder)
 void read_bench(TableReader& bench, const std::filesystem::path& folder, BenchConfig& config)
 {
     config.real_time = bench.flag("real_time", false);
-    for (TableReader& probe : bench.tables("probe")) {
+    std::vector<TableReader> probes = bench.tables("probe");
+    if (probes.size() > most_probes) {
+        bench.fail("probe", fmt::format("{} probes are too many; a bench has at most {}", probes.size(), most_probes));
+    }
+    for (TableReader& probe : probes) {
         ProbeConfig read = read_probe(probe, folder);
         if (std::ranges::find(config.probes, read.serial_number, &ProbeConfig::serial_number) != config.probes.end()) {
             probe.fail("serial", fmt::format("{} is the serial number of another probe, too", read.serial_number));

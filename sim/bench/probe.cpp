@@ -1,5 +1,8 @@
 #include "sim/bench/probe.h"
 
+#include "sim/platform/file_error.h"
+#include "sim/platform/private_file.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 #include <stdexcept>
@@ -22,52 +25,65 @@ Probe::LoadedChip::LoadedChip(const Probe& probe, Services services)
 {
 }
 
-void Probe::lock()
+template <class Work>
+auto Probe::use_state(const Work& work) const
 {
-    std::filesystem::create_directories(folder_);
-    lock_ = platform::ProcessLock::try_acquire(lock_file());
-    if (!lock_) {
-        throw std::runtime_error(fmt::format("Probe {} is in use by another program (process {}). Close its session "
-                                             "first.",
-                                             serial_number(), platform::ProcessLock::last_holder(lock_file())));
+    try {
+        return work();
+    } catch (const platform::FileError& error) {
+        throw std::runtime_error(
+            fmt::format("The simulation cannot use its state folder {}: {}. See that you can write there and that its "
+                        "disk has room; the chip's factory state makes the files again, and JLINKARM_SIM_STATE names "
+                        "another folder for the built-in bench.",
+                        folder_.string(), error.what()));
     }
+}
+
+platform::ProcessLock Probe::lock() const
+{
+    platform::create_private_folder(folder_);
+    if (std::optional<platform::ProcessLock> lock = platform::ProcessLock::try_acquire(lock_file())) {
+        return std::move(*lock);
+    }
+    const std::optional<std::uint32_t> holder = platform::ProcessLock::holder(lock_file());
+    throw std::runtime_error(
+        fmt::format("Probe {} is in use by {}. Close its session first.", serial_number(),
+                    holder ? fmt::format("another program (process {})", *holder) : std::string{"another process"}));
 }
 
 void Probe::load_chip()
 {
-    chip_ = std::make_unique<LoadedChip>(*this, services_);
-    if (chip_->state.is_fresh()) {
-        fill_chip();
-    } else if (!chip_->chip.is_powered_up()) {
-        chip_->chip.power_on();
+    auto loaded = std::make_unique<LoadedChip>(*this, services_);
+    if (loaded->state.is_fresh()) {
+        fill(*loaded);
+    } else if (!loaded->chip.is_powered_up()) {
+        loaded->chip.power_on();
     }
+    chip_ = std::move(loaded);
 }
 
-void Probe::fill_chip()
+void Probe::fill(LoadedChip& loaded) const
 {
     const FactoryContent& content = config_.chip->content;
-    ChipState& state = chip_->state;
+    ChipState& state = loaded.state;
     fill_flash(content, state.flash());
     fill_user_area(content, state.user_area());
-    fill_factory_area(chip_->chip.model(), content, serial_number(), state.factory_area());
+    fill_factory_area(loaded.chip.model(), content, serial_number(), state.factory_area());
     std::ranges::fill(state.external_flash(), std::uint8_t{0xFF});
-    chip_->chip.power_on();
+    loaded.chip.power_on();
     state.mark_complete();
 }
 
 void Probe::take()
 {
     if (holds_ == 0) {
-        lock();
-        try {
+        use_state([this] {
+            platform::ProcessLock lock = this->lock();
             if (config_.chip) {
                 load_chip();
             }
-        } catch (...) {
-            chip_.reset();
-            lock_.reset();
-            throw;
-        }
+            lock_ = std::move(lock);
+        });
     }
     ++holds_;
 }
@@ -85,7 +101,9 @@ bool Probe::is_held()
     if (holds_ != 0) {
         return true;
     }
-    return std::filesystem::exists(lock_file()) && !platform::ProcessLock::try_acquire(lock_file());
+    std::error_code ignored;
+    return std::filesystem::exists(lock_file(), ignored) &&
+           use_state([this] { return !platform::ProcessLock::try_acquire(lock_file()); });
 }
 
 void Probe::factory_reset()
@@ -94,13 +112,14 @@ void Probe::factory_reset()
         return;
     }
     if (chip_ != nullptr) {
-        fill_chip();
+        fill(*chip_);
         return;
     }
     // The state may be of another chip, which could not be loaded: it goes before the new one is made.
-    lock();
-    ChipState::remove(folder_);
-    lock_.reset();
+    use_state([this] {
+        const platform::ProcessLock lock = this->lock();
+        ChipState::remove(folder_);
+    });
     const Hold hold{*this};
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "sim/bench/bench_config.h"
-#include "sim/platform/platform.h"
+#include "sim/platform/process_lock.h"
 
 #include <filesystem>
 #include <memory>
@@ -76,9 +76,12 @@ private:
 
     void take();
     void release();
-    void lock();
+    /// Does something with the state's files; tells what became of it when one of them cannot be used.
+    template <class Work>
+    auto use_state(const Work& work) const;
+    platform::ProcessLock lock() const;
     void load_chip();
-    void fill_chip();
+    void fill(LoadedChip& loaded) const;
     std::filesystem::path lock_file() const { return folder_ / "lock"; }
 
     const ProbeConfig& config_;

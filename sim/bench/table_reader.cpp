@@ -1,5 +1,6 @@
 #include "sim/bench/table_reader.h"
 
+#include "sim/platform/file_error.h"
 #include "sim/platform/read_file.h"
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 
 namespace jlinksim {
 namespace {
+
+constexpr std::uintmax_t largest_file = 1 << 20;
 
 toml::table parse(std::string_view text, std::string_view name)
 {
@@ -23,11 +26,11 @@ toml::table parse(std::string_view text, std::string_view name)
 
 toml::table parse_toml_file(const std::filesystem::path& path)
 {
-    const std::optional<std::string> text = platform::read_file(path);
-    if (!text) {
-        throw std::runtime_error(fmt::format("Cannot read the bench file {}.", path.string()));
+    try {
+        return parse(platform::read_file(path, largest_file), path.string());
+    } catch (const platform::FileError& error) {
+        throw std::runtime_error(fmt::format("The bench file cannot be used: {}.", error.what()));
     }
-    return parse(*text, path.string());
 }
 
 toml::table parse_toml_text(std::string_view text)

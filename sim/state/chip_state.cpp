@@ -1,10 +1,7 @@
 #include "sim/state/chip_state.h"
 
-#include "sim/platform/read_file.h"
-
 #include <bit>
 #include <fmt/format.h>
-#include <fstream>
 #include <stdexcept>
 
 namespace jlinksim {
@@ -35,8 +32,7 @@ std::string without_end_of_line(std::string text)
 ChipState::ChipState(const std::filesystem::path& folder, const ChipModel& model, std::uint32_t external_flash_bytes)
     : folder_(folder), identity_(describe(model, external_flash_bytes))
 {
-    std::filesystem::create_directories(folder);
-    const std::string kept = platform::read_file(folder / identity_file).value_or("");
+    const std::string kept = platform::read_private_file(folder / identity_file).value_or("");
     if (!kept.empty() && kept != identity_) {
         throw std::runtime_error(fmt::format(
             "The state in {} is of another chip ({}) than the bench names now ({}). Put the bench back as it was, or "
@@ -44,14 +40,19 @@ ChipState::ChipState(const std::filesystem::path& folder, const ChipModel& model
             folder.string(), without_end_of_line(kept), without_end_of_line(identity_)));
     }
     fresh_ = kept.empty();
-    flash_ = platform::MappedFile{folder / "flash.bin", model.flash_bytes};
-    factory_area_ = platform::MappedFile{folder / "ficr.bin", information_area_bytes};
-    user_area_ = platform::MappedFile{folder / "uicr.bin", information_area_bytes};
-    ram_ = platform::MappedFile{folder / "ram.bin", model.ram_bytes()};
-    registers_ = platform::MappedFile{folder / "registers.bin", sizeof(VolatileState)};
+    using enum platform::MappedFile::Opening;
+    const auto map = [&](const char* name, std::size_t size) {
+        return platform::MappedFile{folder / name, size, fresh_ ? make : existing};
+    };
+    flash_ = map("flash.bin", model.flash_bytes);
+    factory_area_ = map("ficr.bin", information_area_bytes);
+    user_area_ = map("uicr.bin", information_area_bytes);
+    ram_ = map("ram.bin", model.ram_bytes());
     if (external_flash_bytes != 0) {
-        external_flash_ = platform::MappedFile{folder / "external.bin", external_flash_bytes};
+        external_flash_ = map("external.bin", external_flash_bytes);
     }
+    // Without it, or with that of another version of this program, the chip has lost its supply.
+    registers_ = platform::MappedFile{folder / "registers.bin", sizeof(VolatileState), make};
     powered_ = reinterpret_cast<VolatileState*>(registers_.bytes().data());
 }
 
@@ -60,15 +61,8 @@ void ChipState::mark_complete()
     if (!fresh_) {
         return;
     }
-    // The name appears at once with its whole content: a kill before it leaves a state that is made anew.
-    const std::filesystem::path draft = folder_ / "chip.txt.new";
-    std::ofstream file{draft};
-    file << identity_;
-    file.close();
-    if (!file) {
-        throw std::runtime_error(fmt::format("Cannot write {}.", draft.string()));
-    }
-    std::filesystem::rename(draft, folder_ / identity_file);
+    // The last file: a kill before it leaves a state that is made again.
+    platform::write_private_file(folder_ / identity_file, identity_);
     fresh_ = false;
 }
 
@@ -76,7 +70,7 @@ void ChipState::remove(const std::filesystem::path& folder)
 {
     // The identity goes first: what a kill leaves of the rest is then no chip's state.
     for (const char* const file : files) {
-        std::filesystem::remove(folder / file);
+        platform::remove_file(folder / file);
     }
 }
 

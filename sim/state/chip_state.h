@@ -1,8 +1,8 @@
 #pragma once
 
-#include "sim/model/chip_model.h"
 #include "sim/cpu/cpu.h"
-#include "sim/platform/platform.h"
+#include "sim/model/chip_model.h"
+#include "sim/platform/private_file.h"
 
 #include <array>
 #include <filesystem>
@@ -27,8 +27,8 @@ struct VolatileState
 class ChipState
 {
 public:
-    /// Open the folder's state, or create it.
-    /// @throws std::runtime_error when the disk refuses, or when the folder holds the state of another chip
+    /// Open the folder's state, or make it.
+    /// @throws platform::FileError when a file cannot be used, std::runtime_error when the state is of another chip
     ChipState(const std::filesystem::path& folder, const ChipModel& model, std::uint32_t external_flash_bytes);
 
     /// Whether the files were created now, or by a process that was killed before it had filled them.

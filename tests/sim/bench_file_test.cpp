@@ -2,8 +2,12 @@
 #include "tests/support/temp_folder.h"
 
 #include <array>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <utility>
 
 namespace tessit_test {
 namespace {
@@ -61,8 +65,10 @@ TEST(BenchFile, refusesChipsThatCannotBe)
         BadChip{"BIRCH_M1_VA_REV2", "protected_blocks = 3", "protected_blocks: expected a list"},
         BadChip{"BIRCH_M1_VA_REV2", "flash_fill = 256", "flash_fill: expected a whole number from 0 to 255"},
         BadChip{"BIRCH_M1_VA_REV2", "flash_file = \"missing.bin\"", "missing.bin"},
-        BadChip{"BIRCH_M1_VA_REV2", "flash_file = \".\"", "cannot read"},
-        BadChip{"BIRCH_M3_VA_REV1", "flash_file = \"large.bin\"", "200000 bytes do not fit into 196608"},
+        BadChip{"BIRCH_M1_VA_REV2", "flash_file = \".\"", "not a regular file"},
+        BadChip{"BIRCH_M1_VA_REV2", "flash_file = \"/dev/zero\"", "/dev/zero: it is not a regular file"},
+        BadChip{"BIRCH_M1_VA_REV2", "flash_file = \"pipe\"", "pipe: it is not a regular file"},
+        BadChip{"BIRCH_M3_VA_REV1", "flash_file = \"large.bin\"", "5368709120 bytes, and at most 196608 fit"},
         BadChip{"BIRCH_M1_VA_REV2", "faults = [\"flood\"]", "faults: 'flood' is not a fault"},
         BadChip{"BIRCH_M1_VA_REV2", "ficr = { \"0x131\" = 1 }", "0x131: expected part"},
         BadChip{"BIRCH_M1_VA_REV2", "ficr = { \"0x1000\" = 1 }", "0x1000: expected part"},
@@ -72,7 +78,8 @@ TEST(BenchFile, refusesChipsThatCannotBe)
         BadChip{"BIRCH_M2_VA_REV1", "external_flash = { size = 65537 }", "expected a power of two"},
     };
     const TempFolder folder;
-    folder.write("large.bin", std::string(200000, 'x'));
+    std::filesystem::resize_file(folder.write("large.bin", ""), 5ULL << 30); // holes only
+    ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
     const std::string path = folder.path() / "bad.toml";
     for (const BadChip& bad : chips) {
         folder.write("bad.toml", std::string{"[[probe]]\nserial = 5\n[probe.chip]\nversion = \""} + bad.version +
@@ -80,6 +87,30 @@ TEST(BenchFile, refusesChipsThatCannotBe)
         EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0) << bad.line;
         EXPECT_THAT(JLINKSIM_error_text(), StartsWith(path + ":5: ")) << bad.line;
         EXPECT_THAT(JLINKSIM_error_text(), HasSubstr(bad.reason)) << bad.line;
+    }
+}
+
+TEST(BenchFile, isRefusedWhenItHasNoEndOrTooManyProbes)
+{
+    const TempFolder folder;
+    std::string crowd;
+    for (int serial = 1; serial <= 300; ++serial) {
+        crowd += "[[probe]]\nserial = " + std::to_string(serial) + "\n";
+    }
+    std::string huge;
+    while (huge.size() < 4U << 20) {
+        huge += crowd;
+    }
+    ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
+    const std::array<std::pair<std::string, const char*>, 4> files{{
+        {"/dev/zero", "not a regular file"},
+        {folder.path() / "pipe", "not a regular file"},
+        {folder.write("crowd.toml", crowd), "at most 256"},
+        {folder.write("huge.toml", huge), "at most 1048576 fit"},
+    }};
+    for (const auto& [path, reason] : files) {
+        EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0) << path;
+        EXPECT_THAT(JLINKSIM_error_text(), testing::AllOf(HasSubstr(path), HasSubstr(reason)));
     }
 }
 

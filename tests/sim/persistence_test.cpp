@@ -1,9 +1,13 @@
 #include "tests/sim/target_session.h"
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -147,7 +151,7 @@ TEST(State, givesAProbeToOneProcessAtATime)
     EXPECT_EQ(probe.in_use, 1U) << "by this process";
 }
 
-TEST(State, isMadeAnewWhenItsMakingWasInterrupted)
+TEST(State, isMadeAgainWhenItsMakingWasInterrupted)
 {
     TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
     connect_halted();
@@ -221,13 +225,108 @@ TEST(State, ofTheBuiltInBenchStandsWhereTheEnvironmentSays)
     ::unsetenv("JLINKARM_SIM_STATE");
 }
 
-TEST(State, thatTheDiskRefusesIsAClearError)
+/// Puts something in the place of a file of the state.
+struct Obstacle
+{
+    const char* file;
+    void (*put)(const std::filesystem::path& path);
+    const char* reason;
+};
+
+void put_pipe(const std::filesystem::path& path)
+{
+    std::filesystem::remove(path);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+}
+
+void put_link(const std::filesystem::path& path)
+{
+    const std::filesystem::path victim = path.parent_path() / "victim";
+    std::filesystem::rename(path, victim);
+    std::filesystem::create_symlink(victim, path);
+}
+
+TEST(State, whoseFilesCannotBeTrustedIsRefusedByName)
+{
+    const auto cut = [](const std::filesystem::path& path) { std::filesystem::resize_file(path, 100); };
+    const auto remove = [](const std::filesystem::path& path) { std::filesystem::remove(path); };
+    const auto put_folder = [](const std::filesystem::path& path) {
+        std::filesystem::remove(path);
+        std::filesystem::create_directory(path);
+    };
+    const std::array obstacles{
+        Obstacle{"lock", put_pipe, "not a regular file"},     Obstacle{"lock", put_link, "a symbolic link"},
+        Obstacle{"lock", put_folder, "Is a directory"},       Obstacle{"chip.txt", put_pipe, "not a regular file"},
+        Obstacle{"chip.txt", put_link, "a symbolic link"},    Obstacle{"flash.bin", put_pipe, "not a regular file"},
+        Obstacle{"flash.bin", put_link, "a symbolic link"},   Obstacle{"flash.bin", cut, "100 bytes instead of 524288"},
+        Obstacle{"flash.bin", remove, "No such file"},        Obstacle{"", put_link, "Not a directory"},
+        Obstacle{"registers.bin", put_link, "symbolic link"},
+    };
+    for (const Obstacle& obstacle : obstacles) {
+        const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+        connect_halted();
+        JLINKARM_Close();
+        std::filesystem::path path = bench.path() + ".state/600000011";
+        if (*obstacle.file != '\0') {
+            path /= obstacle.file;
+        }
+        obstacle.put(path);
+        const char* const refusal = JLINKARM_OpenEx(nullptr, nullptr);
+        ASSERT_NE(refusal, nullptr) << path;
+        EXPECT_THAT(refusal,
+                    testing::AllOf(HasSubstr("state folder"), HasSubstr(path.string()), HasSubstr(obstacle.reason)));
+        jlinksim_probe_t probe{};
+        EXPECT_LT(JLINKSIM_describe_probe(0, &probe), 0) << path;
+        EXPECT_STREQ(probe.chip_version, "BIRCH_M1_VA_REV2");
+    }
+}
+
+TEST(State, isForItsUserOnly)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1", "external_flash = { size = 65536 }\n");
+    const std::filesystem::path folder = bench.path() + ".state/600000011";
+    std::filesystem::create_directories(folder);
+    bench.folder().write("bench.toml.state/600000011/flash.bin", "left by a looser version");
+    const mode_t before = ::umask(0);
+    connect_halted();
+    ::umask(before);
+    const auto others = [](const std::filesystem::path& path) {
+        using enum std::filesystem::perms;
+        return std::filesystem::status(path).permissions() & (group_all | others_all);
+    };
+    EXPECT_EQ(others(folder), std::filesystem::perms::none);
+    for (const std::filesystem::directory_entry& file : std::filesystem::directory_iterator{folder}) {
+        EXPECT_EQ(others(file.path()), std::filesystem::perms::none) << file.path();
+    }
+}
+
+TEST(State, namesNoProcessThatDoesNotHoldTheProbe)
 {
     const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    bench.folder().write("bench.toml.state", "a file where the folder should be");
+    connect_halted();
+    JLINKARM_Close();
+    bench.folder().write("bench.toml.state/600000011/lock", "1\n");
+    const int lock = ::open((bench.path() + ".state/600000011/lock").c_str(), O_RDWR);
+    ASSERT_EQ(::flock(lock, LOCK_EX | LOCK_NB), 0);
     const char* const refusal = JLINKARM_OpenEx(nullptr, nullptr);
+    ::close(lock);
     ASSERT_NE(refusal, nullptr);
-    EXPECT_THAT(refusal, HasSubstr("bench.toml.state"));
+    EXPECT_THAT(refusal, HasSubstr("in use by another process."));
+}
+
+TEST(State, takesThePlaceOfNoClosedStream)
+{
+    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    const OtherProcess silent{bench, [](const std::function<void()>& tell) {
+                                  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+                                      ::close(stream);
+                                  }
+                                  if (open_probe() && ::fcntl(STDIN_FILENO, F_GETFD) < 0) {
+                                      tell();
+                                      ::pause();
+                                  }
+                              }};
+    silent.wait_for_progress(1);
 }
 
 } // namespace

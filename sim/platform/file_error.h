@@ -1,0 +1,16 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace jlinksim::platform {
+
+/// A file that cannot be used. Says what cannot be done to which file and why, without a capital and a full stop: its
+/// catcher tells what the file is for.
+class FileError : public std::runtime_error
+{
+public:
+    explicit FileError(const std::string& what) : std::runtime_error{what} {}
+};
+
+} // namespace jlinksim::platform
