@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
+#include <string_view>
 
 namespace tessit::cli {
 namespace {
@@ -33,7 +35,8 @@ ExitCode run_command(const std::vector<Command>& commands, const Invocation& inv
     const ExitCode code = command->run(invocation);
     // Ctrl-C in a call that could not be cut short.
     if (code == ExitCode::done && platform::is_interrupted()) {
-        throw Failure{ExitCode::interrupted, "interrupted; what was begun was finished"};
+        invocation.console.report_line({ExitCode::interrupted, "interrupted; what was begun was finished"});
+        return ExitCode::interrupted;
     }
     return code;
 }
@@ -51,12 +54,20 @@ ExitCode flush_output(ExitCode code)
     return ExitCode::failure;
 }
 
+// Also where the rest of the command line cannot be understood.
+bool asks_for_json(std::span<const char* const> words)
+{
+    const auto end = std::ranges::find(words, std::string_view{"--"});
+    return std::find(words.begin(), end, std::string_view{"--json"}) != end;
+}
+
 } // namespace
 
 int run_application(int argc, const char* const* argv)
 {
     platform::catch_interrupts();
     Settings settings;
+    settings.json = asks_for_json({argv, static_cast<std::size_t>(argc)});
     CommandLine command_line{description, TESSIT_VERSION};
     const Verb root = command_line.root();
     root.require_verb();

@@ -32,23 +32,64 @@ struct Outcome
     Json json;
 };
 
+Outcome failed(std::uint32_t serial, const Failure& failure)
+{
+    return {serial, failure.code(), Json{{"probe", serial}, {"error", Console::to_json(failure)}}};
+}
+
+// A report of several lines is set off from the next board's.
+std::string separated(const std::string& text)
+{
+    return std::ranges::count(text, '\n') > 1 ? text + "\n" : text;
+}
+
 Outcome try_on(const Invocation& invocation, Session& session, std::uint32_t serial, const ProbeWork& work)
 {
-    invocation.console.note(fmt::format("Probe {}", serial));
     try {
+        stop_if_interrupted("this probe was not begun");
+        invocation.console.note(fmt::format("Probe {}", serial));
         Report report = run_on(session, serial, work);
         if (!invocation.console.is_json()) {
-            invocation.console.show(report.text, {});
+            invocation.console.show(separated(report.text), {});
         }
         return {serial, ExitCode::done, std::move(report.json)};
     } catch (const Failure& failure) {
-        if (failure.code() == ExitCode::interrupted) {
-            throw;
-        }
         invocation.console.report_line(failure);
-        TESSIT_disconnect_from_emu(); // what it answers adds nothing to the failure
-        return {serial, failure.code(), Json{{"probe", serial}, {"error", Console::to_json(failure)}}};
+        session.abandon();
+        return failed(serial, failure);
     }
+}
+
+std::string describe(ExitCode code)
+{
+    switch (code) {
+    case ExitCode::done:
+        return "done";
+    case ExitCode::interrupted:
+        return "interrupted";
+    default:
+        return fmt::format("failed (exit code {})", static_cast<int>(code));
+    }
+}
+
+ExitCode summarize(const Invocation& invocation, std::vector<Outcome>& outcomes)
+{
+    Json json{{"probes", Json::list()}};
+    std::vector<std::vector<std::string>> rows{{"PROBE", "RESULT"}};
+    for (Outcome& outcome : outcomes) {
+        rows.push_back({std::to_string(outcome.serial), describe(outcome.code)});
+        json["probes"].push_back(std::move(outcome.json));
+    }
+    invocation.console.show(format_table(rows), json);
+    const auto has_code = [&outcomes](ExitCode code) {
+        return std::ranges::any_of(outcomes, [code](const Outcome& each) { return each.code == code; });
+    };
+    if (has_code(ExitCode::interrupted)) {
+        return ExitCode::interrupted;
+    }
+    const bool all_done =
+        std::ranges::all_of(outcomes, [](const Outcome& each) { return each.code == ExitCode::done; });
+    return all_done ? ExitCode::done : ExitCode::some_failed;
 }
 
 ExitCode run_on_several(const Invocation& invocation, Session& session, const std::vector<std::uint32_t>& serials,
@@ -59,25 +100,20 @@ ExitCode run_on_several(const Invocation& invocation, Session& session, const st
     for (const std::uint32_t serial : serials) {
         outcomes.push_back(try_on(invocation, session, serial, work));
     }
-    Json json{{"probes", Json::list()}};
-    std::vector<std::vector<std::string>> rows{{"PROBE", "RESULT"}};
-    for (Outcome& outcome : outcomes) {
-        const bool is_done = outcome.code == ExitCode::done;
-        rows.push_back({std::to_string(outcome.serial),
-                        is_done ? "done" : fmt::format("failed (exit code {})", static_cast<int>(outcome.code))});
-        json["probes"].push_back(std::move(outcome.json));
-    }
-    invocation.console.show(format_table(rows), json);
-    const bool all_done =
-        std::ranges::all_of(outcomes, [](const Outcome& each) { return each.code == ExitCode::done; });
-    return all_done ? ExitCode::done : ExitCode::some_failed;
+    return summarize(invocation, outcomes);
+}
+
+// Whether several could be meant, however many there are: the shape of the result goes by it.
+bool names_several(const Settings& settings)
+{
+    return settings.all_probes || settings.probes.size() > 1;
 }
 
 } // namespace
 
 ExitCode run_on_probe(const Invocation& invocation, const ProbeWork& work)
 {
-    if (invocation.settings.all_probes || invocation.settings.probes.size() > 1) {
+    if (names_several(invocation.settings)) {
         throw Failure{ExitCode::usage, "this command works on one probe at a time", "Name one with --probe SERIAL."};
     }
     Session session{invocation.settings};
@@ -89,10 +125,10 @@ ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work)
 {
     Session session{invocation.settings};
     const std::vector<std::uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
-    if (serials.size() == 1) {
-        return run_on_one(invocation, session, serials.front(), work);
+    if (names_several(invocation.settings)) {
+        return run_on_several(invocation, session, serials, work);
     }
-    return run_on_several(invocation, session, serials, work);
+    return run_on_one(invocation, session, serials.front(), work);
 }
 
 } // namespace tessit::cli

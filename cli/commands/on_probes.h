@@ -20,8 +20,9 @@ using ProbeWork = std::function<Report(Target&)>;
 /// On exactly one probe; naming several is a usage error. The session is closed in every case.
 ExitCode run_on_probe(const Invocation& invocation, const ProbeWork& work);
 
-/// On every chosen probe, one after the other; a failure on one does not keep the others from their turn. With several
-/// probes a summary ends the output, and the exit code is some_failed unless all succeeded.
+/// On every chosen probe, one after the other; a failure on one does not keep the others from their turn, and Ctrl-C
+/// does not lose the results of those that are done. Where the user names several, or all, a summary ends the output,
+/// and the exit code is some_failed unless all succeeded.
 ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work);
 
 } // namespace tessit::cli

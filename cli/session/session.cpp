@@ -43,6 +43,12 @@ void Session::disconnect()
     check(TESSIT_disconnect_from_emu(), fmt::format("release probe {}", serial_));
 }
 
+void Session::abandon()
+{
+    connected_ = false;
+    TESSIT_disconnect_from_emu(); // what it answers adds nothing to the failure
+}
+
 void Session::check(result_code_t result, std::string_view what, std::string_view jlink_hint) const
 {
     if (result == RESULT_OK) {

@@ -31,6 +31,8 @@ public:
 
     void connect(std::uint32_t serial);
     void disconnect();
+    /// After a failure: lets go of the probe, however it is.
+    void abandon();
     std::uint32_t serial() const { return serial_; }
 
     /// Throws unless the result is RESULT_OK. `what` completes "cannot ..."; `jlink_hint` is what to do when it is the

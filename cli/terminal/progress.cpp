@@ -1,6 +1,7 @@
 #include "cli/terminal/progress.h"
 
 #include "cli/terminal/stream.h"
+#include "cli/text/numbers.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -37,7 +38,7 @@ void Progress::finish()
         draw();
         print_to(stderr, "  {}\n", format_seconds(elapsed));
     } else {
-        print_to(stderr, "{:<8} {} {} in {}\n", phase_, total_, unit_, format_seconds(elapsed));
+        print_to(stderr, "{:<8} {} in {}\n", phase_, format_count(total_, unit_), format_seconds(elapsed));
     }
 }
 

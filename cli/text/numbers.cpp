@@ -117,7 +117,12 @@ std::string format_size(std::uint64_t bytes)
     if (bytes >= kib && bytes % kib == 0) {
         return fmt::format("{} KiB", bytes / kib);
     }
-    return bytes == 1 ? "1 byte" : fmt::format("{} bytes", bytes);
+    return format_count(bytes, "bytes");
+}
+
+std::string format_count(std::uint64_t count, std::string_view plural)
+{
+    return fmt::format("{} {}", count, count == 1 ? plural.substr(0, plural.size() - 1) : plural);
 }
 
 } // namespace tessit::cli

@@ -40,4 +40,7 @@ std::string format_range(const Range& range);
 /// "512 KiB", "1 MiB" where it comes out even, otherwise "1234 bytes".
 std::string format_size(std::uint64_t bytes);
 
+/// "1 page", "2 pages"
+std::string format_count(std::uint64_t count, std::string_view plural);
+
 } // namespace tessit::cli

@@ -60,6 +60,22 @@ TEST_F(InterruptionTest, CtrlCEndsAtTheNextSafePointAndClosesTheSession)
     EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
 }
 
+TEST_F(InterruptionTest, CtrlCKeepsTheResultsOfTheBoardsThatAreDone)
+{
+    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n"
+              "[[probe]]\nserial = 2\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
+    ASSERT_THAT(tessit({"--all-probes", "program", old_ + "@0"}), Exits(0));
+    RunningCommand command{{"--sim", "-v", "--json", "--all-probes", "program", new_ + "@0"}, environment()};
+    ASSERT_TRUE(command.wait_for("Probe 2"));
+    ASSERT_TRUE(command.wait_for("Birch_erase_page", 5));
+    command.signal(SIGINT);
+    const Outcome outcome = command.finish();
+    EXPECT_THAT(outcome, Exits(130));
+    const auto json = nlohmann::json::parse(outcome.output);
+    EXPECT_EQ(json["probes"][0]["verified"], true);
+    EXPECT_EQ(json["probes"][1]["error"]["code"], 130);
+}
+
 TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
 {
     const Outcome outcome = tessit({"program", new_ + "@0"}, {{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2@unplug"}});

@@ -57,12 +57,16 @@ TEST_F(ProbesTest, SeveralProbesAreServedOneAfterTheOther)
     const std::string firmware = file("app.hex", ":0400100001020304E2\n:00000001FF\n");
     EXPECT_THAT(tessit({"--probe", "11", "--probe", "12", "program", firmware}), Exits(3)); // 11 is ambiguous
     EXPECT_THAT(tessit({"--probe", "600000011", "--probe", "12", "program", firmware}), Exits(0));
+    EXPECT_THAT(tessit({"--probe", "600000011", "erase", "--all"}), Exits(0));
     const Outcome all = tessit({"--all-probes", "verify", firmware});
     EXPECT_THAT(all, FailsWith(7, "1.5 V"));
     EXPECT_THAT(all.output, AllOf(HasSubstr("600000012  done"), HasSubstr("700000011  failed (exit code 4)")));
     const auto json = nlohmann::json::parse(tessit({"--all-probes", "--json", "verify", firmware}).output);
+    EXPECT_EQ(json["probes"][0]["error"]["code"], 6);
     EXPECT_EQ(json["probes"][1]["equal"], true);
-    EXPECT_EQ(json["probes"][2]["error"]["code"], 4);
+    EXPECT_EQ(json["probes"][2]["error"]["code"], 4); // its own reason, not that of the board before it
+    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
+    EXPECT_EQ(tessit_json({"--all-probes", "info"})["probes"][0]["probe"], 1);
 }
 
 TEST_F(ProbesTest, TheJLinkLibraryIsTheOneThatIsNamedAndNeverTheSimulationByItself)
@@ -108,8 +112,39 @@ TEST_F(ProbesTest, WhatCannotBeUnderstoodIsAUsageError)
           Arguments{"reg", "r99"}, Arguments{"step", "0"}}) {
         EXPECT_THAT(tessit(arguments), FailsWith(2, "Error: ")) << testing::PrintToString(arguments);
     }
+    for (const Arguments& arguments :
+         {Arguments{"-p", "x", "list"}, Arguments{"--speed", "0", "list"}, Arguments{"--flash-size", "zz", "list"},
+          Arguments{"list", "--bogus"}, Arguments{"list", "--speed"}, Arguments{}}) {
+        Arguments with_json = arguments;
+        with_json.insert(with_json.begin(), "--json");
+        const std::string output = tessit(with_json).output;
+        EXPECT_EQ(nlohmann::json::parse(output)["error"]["code"], 2) << testing::PrintToString(arguments);
+    }
     EXPECT_THAT(tessit({"--help"}), Exits(0));
     EXPECT_THAT(tessit({"--version"}).output, HasSubstr("tessit "));
+}
+
+TEST_F(ProbesTest, RefusalsAndHelpAreInWordsOfTheCommand)
+{
+    const std::pair<Arguments, const char*> cases[] = {
+        {{"reset", "--kind", "soft"}, "One of: system, debug, pin."},
+        {{"list", "--speed", "1000", "--speed", "1000"}, "given 2 times"},
+        {{"list", "--json=1"}, "--json takes no value"},
+        {{"ram", "on", "off"}, "'off' is one word too many for `tessit ram on`"},
+        {{"sim", "shw"}, "there is no command `tessit sim shw`"},
+        {{"sim"}, "show, init, factory-reset, power-cycle"},
+        {{"program"}, "needs FILES"},
+    };
+    for (const auto& [arguments, text] : cases) {
+        EXPECT_THAT(tessit(arguments), FailsWith(2, text));
+    }
+    const std::string help = tessit({"program", "--help"}).output + tessit({"step", "--help"}).output;
+    EXPECT_THAT(help, AllOf(HasSubstr("--no-verify "), Not(HasSubstr("{")), Not(HasSubstr("UINT"))));
+}
+
+TEST_F(ProbesTest, ATextThatIsNotUtf8IsReplacedInJson)
+{
+    EXPECT_EQ(tessit_json({"read", "0+4", "--probe", "12", "-o", path("a\xFF.bin")})["output"], path("a\uFFFD.bin"));
 }
 
 TEST_F(ProbesTest, ALostOutputIsNotSuccess)
