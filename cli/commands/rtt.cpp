@@ -63,7 +63,7 @@ Report talk(const Target& target, const Options& options, const Console& console
     RttLink link{session, options.control_block};
     let_cpu_run(target, options, console);
     if (options.list) {
-        return describe(wait_for_channels(link, Deadline{options.conversation.timeout}, console));
+        return describe(wait_for_channels(link, Deadline{session.clock(), options.conversation.timeout}, console));
     }
     Conversation{link, options.conversation, console}.run();
     return {};

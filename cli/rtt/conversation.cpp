@@ -5,13 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <thread>
 
 namespace tessit::cli {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 // Taken from a channel at once; more than the J-Link library buffers.
 constexpr std::size_t read_bytes = std::size_t{256} * 1024;
@@ -57,9 +55,9 @@ std::vector<std::string> names_of(const std::vector<std::uint32_t>& indexes, con
 }
 
 // Of a halted CPU a control block that an earlier run left may still be found; in the end there is nothing to wait for.
-void require_running(const RttLink& link, steady_clock::time_point begin)
+void require_running(const RttLink& link, Clock::Duration begin)
 {
-    if (steady_clock::now() - begin >= search_time && link.is_halted()) {
+    if (link.clock().now() - begin >= search_time && link.is_halted()) {
         throw Failure{ExitCode::failure, "there is no RTT control block, and the CPU is halted",
                       fmt::format("`{}` starts the firmware from its beginning.", link.command_line("rtt --reset"))};
     }
@@ -67,17 +65,17 @@ void require_running(const RttLink& link, steady_clock::time_point begin)
 
 } // namespace
 
-Deadline::Deadline(std::optional<std::chrono::duration<double>> timeout)
+Deadline::Deadline(const Clock& clock, std::optional<std::chrono::duration<double>> timeout) : clock_{clock}
 {
     if (timeout) {
-        end_ = steady_clock::now() + std::chrono::duration_cast<steady_clock::duration>(*timeout);
+        end_ = clock.now() + std::chrono::duration_cast<Clock::Duration>(*timeout);
         text_ = fmt::format("within {:g} s", timeout->count());
     }
 }
 
 RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Console& console)
 {
-    const auto begin = steady_clock::now();
+    const Clock::Duration begin = link.clock().now();
     RttState told = RttState::ready;
     for (;;) {
         const RttState state = link.state();
@@ -101,11 +99,8 @@ RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Con
                                                          : "Waiting for the firmware's RTT control block ...");
             told = state;
         }
-        if (state == RttState::disconnected && !link.reconnect()) {
-            std::this_thread::sleep_for(reconnect_wait);
-        } else {
-            std::this_thread::sleep_for(idle_wait);
-        }
+        const bool is_away = state == RttState::disconnected && !link.reconnect();
+        link.clock().wait(is_away ? reconnect_wait : idle_wait);
     }
 }
 
@@ -113,7 +108,8 @@ Conversation::Conversation(RttLink& link, const ConversationOptions& options, co
     : link_{link},
       options_{options},
       console_{console},
-      deadline_{options.timeout},
+      clock_{link.clock()},
+      deadline_{clock_, options.timeout},
       output_{options.output},
       watches_(options.up.size(), TextWatch{options.until}),
       received_(read_bytes),
@@ -130,7 +126,7 @@ void Conversation::run()
         const bool received = receive();
         const bool sent = send();
         if (received || sent) {
-            last_moved_ = steady_clock::now();
+            last_moved_ = clock_.now();
         }
         take_input(received || sent ? milliseconds{0} : idle_wait);
     }
@@ -144,7 +140,7 @@ void Conversation::attach()
     if (!can_send_ && options_.needs_down) {
         throw no_channel("down", options_.down, channels.down);
     }
-    last_moved_ = steady_clock::now();
+    last_moved_ = clock_.now();
 }
 
 bool Conversation::receive()
@@ -188,10 +184,13 @@ bool Conversation::send()
 void Conversation::take_input(milliseconds wait)
 {
     if (has_ended_input_ || !typed_.empty()) {
-        std::this_thread::sleep_for(wait);
+        clock_.wait(wait);
         return;
     }
     const platform::Input input = platform::read_input(input_, wait);
+    if (input.length == 0 && clock_.is_modelled()) {
+        clock_.wait(wait);
+    }
     typed_.assign(input_.data(), input.length);
     has_ended_input_ = input.has_ended;
 }
@@ -215,7 +214,7 @@ bool Conversation::is_over()
 bool Conversation::has_had_its_say() const
 {
     return options_.takes_input && has_ended_input_ && typed_.empty() && options_.until.empty() && !options_.timeout &&
-           steady_clock::now() - last_moved_ >= answer_pause;
+           clock_.now() - last_moved_ >= answer_pause;
 }
 
 } // namespace tessit::cli

@@ -5,6 +5,7 @@
 #include "cli/rtt/output.h"
 #include "cli/rtt/text_watch.h"
 #include "cli/terminal/console.h"
+#include "cli/time/clock.h"
 
 #include <chrono>
 #include <cstdint>
@@ -29,14 +30,15 @@ struct ConversationOptions
 class Deadline
 {
 public:
-    explicit Deadline(std::optional<std::chrono::duration<double>> timeout);
+    Deadline(const Clock& clock, std::optional<std::chrono::duration<double>> timeout);
 
-    bool has_passed() const { return end_ && std::chrono::steady_clock::now() >= *end_; }
+    bool has_passed() const { return end_ && clock_.now() >= *end_; }
     /// "within 2.5 s"
     const std::string& text() const { return text_; }
 
 private:
-    std::optional<std::chrono::steady_clock::time_point> end_;
+    const Clock& clock_;
+    std::optional<Clock::Duration> end_;
     std::string text_;
 };
 
@@ -64,6 +66,7 @@ private:
     RttLink& link_;
     const ConversationOptions& options_;
     const Console& console_;
+    const Clock& clock_;
     Deadline deadline_;
     RttOutput output_;
     std::vector<TextWatch> watches_; ///< one for each up channel
@@ -73,7 +76,7 @@ private:
     bool can_send_ = false;
     bool has_ended_input_ = false;
     std::string typed_; ///< and not sent yet
-    std::chrono::steady_clock::time_point last_moved_;
+    Clock::Duration last_moved_{};
 };
 
 } // namespace tessit::cli

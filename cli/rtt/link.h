@@ -41,6 +41,8 @@ public:
     RttLink& operator=(const RttLink&) = delete;
     ~RttLink();
 
+    const Clock& clock() const { return session_.clock(); }
+
     RttState state();
     bool is_halted() const { return Target{session_}.is_halted(); }
     std::string command_line(std::string_view words) const { return session_.command_line(words); }

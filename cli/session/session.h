@@ -4,6 +4,7 @@
 
 #include "cli/options/settings.h"
 #include "cli/session/library_log.h"
+#include "cli/time/clock.h"
 
 #include <cstdint>
 #include <optional>
@@ -25,6 +26,7 @@ public:
     const Settings& settings() const { return settings_; }
     const std::string& jlink_path() const { return jlink_path_; }
     LibraryLog& log() { return log_; }
+    const Clock& clock() const { return *clock_; }
 
     /// Serial numbers in the order in which the J-Link library lists them.
     std::vector<std::uint32_t> attached_probes() const;
@@ -49,6 +51,7 @@ private:
     const Settings& settings_;
     std::string jlink_path_;
     LibraryLog log_;
+    std::unique_ptr<const Clock> clock_;
     std::uint32_t serial_ = 0; ///< of the probe that was connected last, 0 before that
     bool connected_ = false;
 };

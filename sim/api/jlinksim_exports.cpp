@@ -261,6 +261,19 @@ uint64_t JLINKSIM_CALL JLINKSIM_time_ns(void)
     return now;
 }
 
+int JLINKSIM_CALL JLINKSIM_pass_time(uint64_t nanoseconds)
+{
+    return control([&] {
+        Library::instance().session().pass_time(nanoseconds);
+        return 0;
+    });
+}
+
+int JLINKSIM_CALL JLINKSIM_is_real_time(void)
+{
+    return control([] { return open_bench_or_throw().clock().is_real_time() ? 1 : 0; });
+}
+
 int JLINKSIM_CALL JLINKSIM_start_trace(void)
 {
     return control([] {

@@ -105,6 +105,11 @@ JLINKSIM_API int JLINKSIM_CALL JLINKSIM_poke(uint32_t serial_number, uint32_t ad
 
 /* Modelled time in nanoseconds since the bench was opened. */
 JLINKSIM_API uint64_t JLINKSIM_CALL JLINKSIM_time_ns(void);
+/* Let modelled time pass, as a host does that sleeps between two calls: the chip of the open session lives meanwhile,
+ * also when it is not connected, and RTT polls. It passes without a session, too. */
+JLINKSIM_API int JLINKSIM_CALL JLINKSIM_pass_time(uint64_t nanoseconds);
+/* 1 when the bench's chips go by the host's time as well, 0 when modelled time is all they know. */
+JLINKSIM_API int JLINKSIM_CALL JLINKSIM_is_real_time(void);
 
 /* Trace of J-Link calls, for example "JLINKARM_WriteU32(0x4001E504, 0x1) = 0". JLINKARM_HasError returning 0 is left
  * out. Starting empties the list. */

@@ -99,6 +99,20 @@ void Session::let_chip_live()
     chip_time_ = bench_.clock().device();
 }
 
+void Session::pass_time(std::uint64_t nanoseconds)
+{
+    bench_.clock().call_begins();
+    let_chip_live();
+    while (nanoseconds != 0) {
+        // No more at once than a chip can live at once.
+        const std::uint64_t part = std::min(nanoseconds, timing::longest_life_per_call_ns);
+        bench_.clock().advance(part);
+        let_chip_live();
+        nanoseconds -= part;
+    }
+    bench_.clock().call_ends();
+}
+
 void Session::poll_rtt(Chip& chip, std::uint64_t now)
 {
     if (!connected_ || !rtt_.is_started()) {

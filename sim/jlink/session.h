@@ -50,6 +50,8 @@ public:
     void call_begins(const char* function) { function_ = function; }
     /// Lets the bench's time, up to now, pass on the chip, too, and RTT do its polls in it.
     void let_chip_live();
+    /// The host waits: this much modelled time goes by.
+    void pass_time(std::uint64_t nanoseconds);
     /// What the library does on the wire by itself: the chip lives meanwhile.
     void spend_in_background(Chip& chip, std::uint64_t bytes);
 

@@ -16,6 +16,8 @@ public:
 
     explicit Clock(bool real_time) : real_time_(real_time) {}
 
+    bool is_real_time() const { return real_time_; }
+
     /// Nanoseconds of modelled time since the bench was opened.
     std::uint64_t modelled() const { return modelled_; }
     void advance(std::uint64_t nanoseconds) { modelled_ += nanoseconds; }
