@@ -7,8 +7,8 @@
 
 namespace tessit::cli {
 
-/// The time that the chip lives in. With a real chip that is the host's. With a simulated one it is modelled time, which
-/// passes only in calls and in waits, so that what a command does and says does not depend on the machine's load.
+/// The time that the chip lives in. With a real chip that is the host's. With a simulated one it is modelled time,
+/// which passes only in calls and in waits, so that what a command does and says does not depend on the machine's load.
 class Clock
 {
 public:

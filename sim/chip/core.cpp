@@ -8,10 +8,15 @@
 namespace jlinksim {
 namespace {
 
-constexpr std::uint32_t debug_control = 0xDF0;     // DHCSR
-constexpr std::uint32_t register_data = 0xDF8;     // DCRDR
-constexpr std::uint32_t exception_monitor = 0xDFC; // DEMCR
-constexpr std::uint32_t run_state_flag = 0x10000;  // behind every address: the hardware's own
+constexpr std::uint32_t fault_status = 0xD28;       // CFSR
+constexpr std::uint32_t hard_fault_status = 0xD2C;  // HFSR
+constexpr std::uint32_t debug_fault_status = 0xD30; // DFSR
+constexpr std::uint32_t bus_fault_address = 0xD38;  // BFAR
+constexpr std::uint32_t debug_control = 0xDF0;      // DHCSR
+constexpr std::uint32_t register_data = 0xDF8;      // DCRDR
+constexpr std::uint32_t exception_monitor = 0xDFC;  // DEMCR
+constexpr std::uint32_t run_state_flag = 0x10000;   // behind every address: the hardware's own
+constexpr std::uint32_t lock_up_flag = 0x10004;     // it goes on locked up when it was halted
 
 constexpr std::uint32_t debug_key = 0xA05F;
 constexpr std::uint32_t debug_enable = 1U << 0;
@@ -22,6 +27,12 @@ constexpr std::uint32_t status_register_ready = 1U << 16;
 constexpr std::uint32_t status_halted = 1U << 17;
 constexpr std::uint32_t status_sleeping = 1U << 18;
 constexpr std::uint32_t status_locked_up = 1U << 19;
+
+constexpr std::uint32_t hard_fault_forced = 1U << 30;
+constexpr std::uint32_t hard_fault_by_breakpoint = 1U << 31;
+constexpr std::uint32_t stopped_by_request = 1U << 0; // bits of DFSR
+constexpr std::uint32_t stopped_by_breakpoint = 1U << 1;
+constexpr std::uint32_t stopped_by_vector_catch = 1U << 3;
 
 constexpr std::uint32_t catch_core_reset = 1U << 0;
 constexpr std::uint32_t reset_key = 0x05FA;
@@ -40,10 +51,17 @@ struct CoreTable
         // clang-format off
         //             name     offset         reset       writable    on write                     on read
         Register<Core>{"CPUID", 0xD00,         0x410FC241, 0},
+        Register<Core>{.name = "ICSR", .offset = 0xD04, .on_read = &Core::read_interrupt_control},
         Register<Core>{"VTOR",  0xD08,         0,          0xFFFFFF80},
         Register<Core>{"AIRCR", 0xD0C,         0xFA050000, 0,          &Core::write_reset_control},
         Register<Core>{"SCR",   0xD10,         0,          0x16},
         Register<Core>{"CCR",   0xD14,         0x200,      0x31B},
+        Register<Core>{.name = "CFSR",  .offset = fault_status, .writable = 0x030FBFBB, .effect = WriteEffect::clear_ones},
+        Register<Core>{.name = "HFSR",  .offset = hard_fault_status, .writable = 0xC0000002, .effect = WriteEffect::clear_ones},
+        Register<Core>{.name = "DFSR",  .offset = debug_fault_status, .writable = 0x1F, .effect = WriteEffect::clear_ones,
+                       .retained = true},
+        Register<Core>{"MMFAR", 0xD34,         0,          ~0U},
+        Register<Core>{"BFAR",  bus_fault_address, 0,      ~0U},
         Register<Core>{.name = "CPACR", .offset = 0xD88, .writable = 0x00F00000},
         Register<Core>{.name = "DHCSR", .offset = debug_control, .on_write = &Core::write_debug_control,
                        .on_read = &Core::read_debug_control, .retained = true},
@@ -51,6 +69,7 @@ struct CoreTable
         Register<Core>{.name = "DCRDR", .offset = register_data, .writable = ~0U, .retained = true},
         Register<Core>{.name = "DEMCR", .offset = exception_monitor, .writable = 0x010F07F1, .retained = true},
         Register<Core>{.name = "(run state)", .offset = run_state_flag, .retained = true},
+        Register<Core>{.name = "(lock-up)", .offset = lock_up_flag},
         // clang-format on
     };
 };
@@ -101,6 +120,9 @@ void Core::keep_registers()
 
 void Core::halt()
 {
+    if (!is_halted()) {
+        word(debug_fault_status) |= stopped_by_request;
+    }
     set_state(RunState::halted);
 }
 
@@ -108,20 +130,23 @@ void Core::halt_at_reset()
 {
     cpu().write_register(program_counter, bus_.peek_word(reset_vectors + 4) & ~1U);
     keep_registers();
+    word(debug_fault_status) |= stopped_by_vector_catch;
     set_state(RunState::halted);
 }
 
 void Core::go()
 {
     if (is_halted()) {
-        set_state(RunState::running);
+        set_state(word(lock_up_flag) != 0 ? RunState::locked_up : RunState::running);
     }
 }
 
 void Core::step()
 {
-    run(1);
-    halt();
+    if (word(lock_up_flag) == 0) {
+        run(1);
+    }
+    set_state(RunState::halted);
 }
 
 std::uint32_t Core::read_cpu_register(unsigned index)
@@ -133,14 +158,21 @@ void Core::write_cpu_register(unsigned index, std::uint32_t value)
 {
     cpu().write_register(index, value);
     keep_registers();
+    if (index == program_counter) {
+        word(lock_up_flag) = 0; // there may be something to execute
+    }
 }
 
-bool Core::is_executable(std::uint32_t handler)
+FaultStatus Core::first_fetch(std::uint32_t handler)
 {
     constexpr std::uint32_t thumb_bit = 1;
     constexpr std::uint32_t last_code_address = 0x3FFFFFFF; // code and RAM regions of the address map
+    if ((handler & thumb_bit) == 0) {
+        return {fault_bit::no_thumb_state};
+    }
     std::uint8_t instruction[2];
-    return (handler & thumb_bit) != 0 && handler <= last_code_address && bus_.peek(handler - thumb_bit, instruction);
+    const bool is_there = handler <= last_code_address && bus_.peek(handler - thumb_bit, instruction);
+    return is_there ? FaultStatus{} : FaultStatus::of_fetch(handler - thumb_bit);
 }
 
 void Core::reset(ResetKind kind)
@@ -151,10 +183,11 @@ void Core::reset(ResetKind kind)
     unspent_ = 0;
     if (is_debug_enabled() && (word(exception_monitor) & catch_core_reset) != 0) {
         set_state(RunState::halted);
-    } else if (!is_executable(handler)) {
+    } else if (const FaultStatus fetch = first_fetch(handler); fetch.bits != 0) {
         // A chip without a program: it does nothing, and there is nothing to tell anybody about.
         cpu().write_register(program_counter, lock_up_address);
-        set_state(RunState::locked_up);
+        note_fault(fetch);
+        lock_up();
     } else {
         set_state(RunState::running);
     }
@@ -197,17 +230,41 @@ void Core::stopped(const RunResult& result)
         return;
     case StopReason::breakpoint:
         if (is_debug_enabled()) {
+            word(debug_fault_status) |= stopped_by_breakpoint;
             set_state(RunState::halted);
             return;
         }
         records().add("cpu-fault", fmt::format("breakpoint at 0x{:08X} without a debugger", kept_[program_counter]));
-        set_state(RunState::locked_up);
+        word(hard_fault_status) |= hard_fault_by_breakpoint;
+        lock_up();
         return;
     case StopReason::fault:
         records().add("cpu-fault", result.fault);
-        set_state(is_debug_enabled() ? RunState::halted : RunState::locked_up);
+        note_fault(result.status);
+        if (is_debug_enabled()) {
+            word(debug_fault_status) |= stopped_by_vector_catch;
+            set_state(RunState::halted);
+            return;
+        }
+        lock_up();
         return;
     }
+}
+
+/// No handler of its own is enabled for any fault, and so each becomes a hard fault.
+void Core::note_fault(FaultStatus status)
+{
+    word(fault_status) |= status.bits;
+    word(hard_fault_status) |= hard_fault_forced;
+    if ((status.bits & fault_bit::address_valid) != 0) {
+        word(bus_fault_address) = status.address;
+    }
+}
+
+void Core::lock_up()
+{
+    word(lock_up_flag) = 1;
+    set_state(RunState::locked_up);
 }
 
 void Core::code_changed(std::uint32_t address, std::uint32_t length)
@@ -237,6 +294,13 @@ void Core::write_reset_control(std::uint32_t value, unsigned /*index*/)
             cpu_->end_run(); // firmware resets its chip
         }
     }
+}
+
+/// VECTACTIVE, the number of the active exception.
+std::uint32_t Core::read_interrupt_control(unsigned /*index*/)
+{
+    constexpr std::uint32_t exception_number = 0x1FF;
+    return kept_[cpu_register::xpsr] & exception_number;
 }
 
 std::uint32_t Core::read_debug_control(unsigned /*index*/)

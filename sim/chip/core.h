@@ -69,11 +69,15 @@ private:
     void write_debug_control(std::uint32_t value, unsigned index);
     void transfer_register(std::uint32_t value, unsigned index);
 
-    /// Whether a reset vector leads to memory that could hold a program.
-    bool is_executable(std::uint32_t handler);
+    std::uint32_t read_interrupt_control(unsigned index);
+
+    /// What the fetch of a program's first instruction meets; no bits when there could be one.
+    FaultStatus first_fetch(std::uint32_t handler);
     Cpu& cpu();
     void run(std::uint64_t budget);
     void stopped(const RunResult& result);
+    void note_fault(FaultStatus status);
+    void lock_up();
     void keep_registers();
     void set_state(RunState state);
 

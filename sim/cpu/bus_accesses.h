@@ -19,12 +19,14 @@ public:
 
     /// Of the access that was refused last.
     const std::string& refusal() const { return refusal_; }
+    FaultStatus status() const { return status_; }
 
 private:
-    bool refuse(const char* access, std::uint32_t address, unsigned size, const char* why);
+    bool refuse(const char* access, std::uint32_t address, unsigned size, const char* why, FaultStatus status);
 
     CpuBus& bus_;
     std::string refusal_;
+    FaultStatus status_;
 };
 
 } // namespace jlinksim

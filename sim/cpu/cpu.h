@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/cpu/fault_status.h"
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -84,6 +86,7 @@ struct RunResult
     std::uint64_t instructions = 0; ///< executed to their end: a BKPT and a faulting one are not counted, WFI is
     StopReason why = StopReason::budget_spent;
     std::string fault; ///< what happened, for the record; empty without a fault
+    FaultStatus status{};
 };
 
 /// The instruction engine of a chip. Run state, modelled time and debug registers are the chip's; a CPU executes when

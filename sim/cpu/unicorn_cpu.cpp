@@ -129,7 +129,8 @@ void UnicornCpu::advance(std::uint64_t budget)
     const std::uint32_t pc = read_register(cpu_register::pc);
     const std::uint32_t xpsr = read_register(cpu_register::xpsr);
     if ((xpsr & cpu_register::xpsr_thumb) == 0) {
-        fault(fmt::format("no Thumb state at 0x{:08X}: a branch target or vector had bit 0 clear", pc));
+        fault(fmt::format("no Thumb state at 0x{:08X}: a branch target or vector had bit 0 clear", pc),
+              {fault_bit::no_thumb_state});
         return;
     }
     const auto block = IfThen::of_xpsr(xpsr);
@@ -192,7 +193,7 @@ void UnicornCpu::execute(std::uint64_t limit)
     if (begun_ == read_register(cpu_register::pc)) {
         --result_.instructions; // it was counted when it began
     }
-    fault(describe(reason));
+    fault(describe(reason), status_of(reason));
 }
 
 /// The engine takes an IT block as one instruction: it stops only behind it, says nothing of what it skips, and forgets
@@ -263,10 +264,11 @@ void UnicornCpu::stop(StopReason why)
     stopped_ = true;
 }
 
-void UnicornCpu::fault(std::string text)
+void UnicornCpu::fault(std::string text, FaultStatus status)
 {
     stop(StopReason::fault);
     result_.fault = std::move(text);
+    result_.status = status;
 }
 
 std::string UnicornCpu::describe(UnicornEngine::Stop reason) const
@@ -281,6 +283,22 @@ std::string UnicornCpu::describe(UnicornEngine::Stop reason) const
         return fmt::format("undefined instruction {} at 0x{:08X}", code_text(fetch(pc).value_or(Instruction{})), pc);
     case UnicornEngine::Stop::exception_return:
         return fmt::format("branch to the exception return 0x{:08X}: exceptions are not modelled", pc);
+    case UnicornEngine::Stop::asked:
+        break;
+    }
+    return {};
+}
+
+FaultStatus UnicornCpu::status_of(UnicornEngine::Stop reason) const
+{
+    switch (reason) {
+    case UnicornEngine::Stop::refused:
+        return accesses_.status();
+    case UnicornEngine::Stop::undefined:
+        return {fault_bit::undefined_instruction};
+    case UnicornEngine::Stop::fetch:
+    case UnicornEngine::Stop::exception_return: // outside a handler it is a fetch like any other
+        return FaultStatus::of_fetch(read_register(cpu_register::pc));
     case UnicornEngine::Stop::asked:
         break;
     }

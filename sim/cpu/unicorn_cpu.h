@@ -47,8 +47,9 @@ private:
     void complete(thumb::Instruction instruction);
     void wait_for_event();
     void stop(StopReason why);
-    void fault(std::string text);
+    void fault(std::string text, FaultStatus status = {});
     std::string describe(UnicornEngine::Stop reason) const;
+    FaultStatus status_of(UnicornEngine::Stop reason) const;
 
     BusAccesses accesses_;
     std::vector<DirectMemory> memories_;

@@ -14,6 +14,10 @@ using testing::ElementsAre;
 using testing::StartsWith;
 
 constexpr unsigned program_counter = 15;
+constexpr std::uint32_t fault_status = 0xE000ED28;
+constexpr std::uint32_t hard_fault_status = 0xE000ED2C;
+constexpr std::uint32_t debug_faults = 0xE000ED30;
+constexpr std::uint32_t bus_fault_address = 0xE000ED38;
 constexpr std::uint32_t debug_control = 0xE000EDF0;
 constexpr std::uint32_t counter = ram + 0x100;
 
@@ -182,12 +186,16 @@ TEST(RunControl, stopsAtABreakpointSleepsInWfiAndHaltsOnAFault)
         std::array<std::uint16_t, 3> code; ///< at address 8
         bool halted;
         std::uint32_t stopped_at;
-        bool recorded;
+        std::uint32_t faults;  ///< CFSR
+        std::uint32_t stopped; ///< DFSR, of this stop
+        std::uint32_t address; ///< BFAR
     };
     const std::array cases{
-        Case{{0xBF00, 0xBE00, 0xE7FE}, true, 10, false},  // nop; bkpt
-        Case{{0xBF00, 0xBF30, 0xE7FE}, false, 12, false}, // nop; wfi
-        Case{{0xBF00, 0xDE00, 0xE7FE}, true, 10, true},   // nop; udf
+        Case{{0xBF00, 0xBE00, 0xE7FE}, true, 10, 0, 0x2, 0},               // nop; bkpt
+        Case{{0xBF00, 0xBF30, 0xE7FE}, false, 12, 0, 0x1, 0},              // nop; wfi
+        Case{{0xBF00, 0xDE00, 0xE7FE}, true, 10, 0x10000, 0x8, 0},         // nop; udf
+        Case{{0x05C0, 0x6800, 0xE7FE}, true, 10, 0x8200, 0x8, 0x04000000}, // lsls r0, #23; ldr r0, [r0]
+        Case{{0xBF00, 0x4700, 0xE7FE}, true, 8, 0x20000, 0x8, 0},          // nop; bx r0
     };
     for (const Case& program : cases) {
         SCOPED_TRACE(program.code[1]);
@@ -197,13 +205,19 @@ TEST(RunControl, stopsAtABreakpointSleepsInWfiAndHaltsOnAFault)
         connect_halted();
         ASSERT_GE(JLINKARM_Reset(), 0);
         bench.take_records();
+        EXPECT_EQ(JLINKARM_WriteReg(0, 8), 0);
+        write_word(debug_faults, ~0U);
         JLINKARM_Go();
         pass_time(3);
         EXPECT_EQ(JLINKARM_IsHalted() == 1, program.halted);
         EXPECT_EQ((read_word(debug_control) >> 18 & 1) != 0, !program.halted) << "asleep";
         EXPECT_EQ(JLINKARM_Halt(), 0);
         EXPECT_EQ(JLINKARM_ReadReg(program_counter), program.stopped_at);
-        EXPECT_EQ(!bench.take_records().empty(), program.recorded);
+        EXPECT_EQ(read_word(fault_status), program.faults);
+        EXPECT_EQ(read_word(hard_fault_status), program.faults == 0 ? 0U : 1U << 30);
+        EXPECT_EQ(read_word(debug_faults), program.stopped);
+        EXPECT_EQ(read_word(bus_fault_address), program.address);
+        EXPECT_EQ(bench.take_records().empty(), program.faults == 0);
     }
 }
 
@@ -216,6 +230,33 @@ TEST(RunControl, locksUpQuietlyWithoutAProgram)
     EXPECT_NE(read_word(debug_control) & 1U << 19, 0U);
     EXPECT_EQ(JLINKARM_Halt(), 0);
     EXPECT_EQ(JLINKARM_ReadReg(program_counter), 0xFFFFFFFEU);
+    EXPECT_EQ(read_word(fault_status), 1U) << "nothing may be executed there";
+    JLINKARM_Go(); // and to have been looked at changes nothing
+    EXPECT_EQ(JLINKARM_IsHalted(), 0);
+    EXPECT_NE(read_word(debug_control) & 1U << 19, 0U);
+}
+
+TEST(RunControl, timePassesForAHostThatWaits)
+{
+    const TempBench bench = bench_with_program(counting_program);
+    connect_halted();
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    write_word(counter, 0);
+    constexpr std::uint64_t wait = 100'000'000; // more than a chip lives in one call
+    const auto timed = [&] {
+        const std::uint64_t begin = JLINKSIM_time_ns();
+        EXPECT_EQ(JLINKSIM_pass_time(wait), 0);
+        return JLINKSIM_time_ns() - begin;
+    };
+    EXPECT_EQ(timed(), wait);
+    EXPECT_EQ(read_word(counter), 0U) << "halted";
+    JLINKARM_Go();
+    EXPECT_EQ(timed(), wait);
+    if (cpu_executes()) {
+        EXPECT_NEAR(read_word(counter), wait / 1000 * 64 / 4, 20'000);
+    }
+    JLINKARM_Close();
+    EXPECT_EQ(timed(), wait) << "without a session";
 }
 
 TEST(RunControl, keepsAllRegistersOfAHaltedCpuOnly)

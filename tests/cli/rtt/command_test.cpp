@@ -141,8 +141,8 @@ TEST_F(RttTest, ATextOrTheTimeEndsIt)
     for (const Case& end : std::vector<Case>{
              {{"--reset", "--until", "is ready", "--timeout", "60"}, 0, ""},
              {{"--reset", "--until", "is ready", "--no-input"}, 0, ""},
-             {{"--reset", "--until", "never", "--timeout", "3.5"}, 1, "'never' did not come within 3.5 s"},
-             {{"--reset", "--timeout", "3.5"}, 0, ""},
+             {{"--reset", "--until", "never", "--timeout", "0.2"}, 1, "'never' did not come within 0.2 s"},
+             {{"--reset", "--timeout", "0.2"}, 0, ""},
              {{"--reset"}, 0, ""}, // the input has ended, and nothing more comes
          }) {
         SCOPED_TRACE(testing::PrintToString(end.arguments));
@@ -178,7 +178,7 @@ TEST_F(RttTest, AResetShowsTheFirmwareFromItsBeginAndNothingOfBefore)
         EXPECT_TRUE(is_counter_stream(stream.output));
     }
     // Without a reset it goes on where it was.
-    EXPECT_THAT(talk({"--raw", "-c", "1", "--no-input", "--until", three(1), "--timeout", "1"}), Exits(1));
+    EXPECT_THAT(talk({"--raw", "-c", "1", "--no-input", "--until", three(1), "--timeout", "0.1"}), Exits(1));
 }
 
 TEST_F(RttTest, GoesOnWhenTheFirmwareResetsItself)
@@ -232,8 +232,8 @@ TEST_F(RttTest, FailuresAreClear)
 TEST_F(RttTest, FirmwareWithoutRttIsNotWaitedForInVain)
 {
     program_example("counter.bin");
-    EXPECT_THAT(talk({"--reset", "--timeout", "1"}), FailsWith(1, "no RTT control block was found within 1 s"));
-    EXPECT_THAT(talk({"--list", "--address", "0x20000100", "--timeout", "1"}), FailsWith(1, "no RTT control block"));
+    EXPECT_THAT(talk({"--reset", "--timeout", "0.1"}), FailsWith(1, "no RTT control block was found within 0.1 s"));
+    EXPECT_THAT(talk({"--list", "--address", "0x20000100", "--timeout", "0.1"}), FailsWith(1, "no RTT control block"));
     // It halts, and so will never make a control block.
     program_example("breakpoint.bin");
     EXPECT_THAT(talk({"--reset"}), FailsWith(1, "the CPU is halted"));
