@@ -8,7 +8,9 @@
 namespace tessit::cli {
 
 Session::Session(const Settings& settings)
-    : settings_{settings}, jlink_path_{find_jlink_library(settings)}, log_{settings.verbose, settings.log_file},
+    : settings_{settings},
+      jlink_path_{find_jlink_library(settings)},
+      log_{settings.verbose, settings.log_file},
       clock_{settings.simulated ? std::make_unique<Clock>(jlink_path_) : std::make_unique<Clock>()}
 {
     check(TESSIT_open_dll(jlink_path_.c_str(), &LibraryLog::receive, BIRCH_FAMILY),
