@@ -1,6 +1,7 @@
 #include "cli/commands/on_probes.h"
 
 #include "cli/session/probe_choice.h"
+#include "cli/sim/bench.h"
 #include "cli/text/table.h"
 
 #include <algorithm>
@@ -9,9 +10,22 @@
 namespace tessit::cli {
 namespace {
 
+/// What a simulated probe's open refuses may lie in its state, which no cable can mend.
+void connect(Session& session, std::uint32_t serial)
+{
+    try {
+        session.connect(serial);
+    } catch (const Failure&) {
+        if (session.settings().simulated) {
+            Bench{}.require_usable(serial);
+        }
+        throw;
+    }
+}
+
 Report run_on(Session& session, std::uint32_t serial, const ProbeWork& work)
 {
-    session.connect(serial);
+    connect(session, serial);
     Target target{session};
     Report report = work(target);
     session.disconnect();

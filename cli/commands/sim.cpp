@@ -17,12 +17,15 @@ struct Options
     bool all = false;
 };
 
-std::string describe_state(const jlinksim_probe_t& probe)
+std::string describe_state(const BenchProbe& probe)
 {
-    if (probe.plugged == 0) {
+    if (probe.description.plugged == 0) {
         return "unplugged";
     }
-    return probe.in_use != 0 ? "in use" : "free";
+    if (probe.description.in_use != 0) {
+        return "in use";
+    }
+    return probe.problem.empty() ? "free" : "unusable";
 }
 
 std::vector<std::string> describe_row(const BenchProbe& bench_probe)
@@ -30,7 +33,7 @@ std::vector<std::string> describe_row(const BenchProbe& bench_probe)
     const jlinksim_probe_t& probe = bench_probe.description;
     const bool has_chip = probe.chip_version[0] != '\0';
     std::vector<std::string> row{
-        std::to_string(probe.serial_number), describe_state(probe),
+        std::to_string(probe.serial_number), describe_state(bench_probe),
         fmt::format("{}.{:03} V", probe.supply_millivolts / 1000, probe.supply_millivolts % 1000),
         has_chip ? probe.chip_version : "no chip"};
     if (!has_chip || !bench_probe.problem.empty()) {
@@ -78,9 +81,8 @@ ExitCode show(const Console& console)
         rows.push_back(describe_row(probe));
         json["probes"].push_back(describe_json(probe));
         if (!probe.problem.empty()) {
-            console.note(
-                fmt::format("Probe {}: {}\n`tessit sim factory-reset --probe {}` gives its chip its factory state.",
-                            probe.description.serial_number, probe.problem, probe.description.serial_number));
+            const std::uint32_t serial = probe.description.serial_number;
+            console.note(fmt::format("Probe {}: {}.\n{}", serial, probe.problem, state_hint(serial)));
         }
     }
     console.show(fmt::format("Bench: {}\n{}", path.empty() ? "built-in" : path, format_table(rows)), json);
@@ -90,7 +92,7 @@ ExitCode show(const Console& console)
 ExitCode init(const Console& console, const std::string& file)
 {
     Bench{}.write_example(file);
-    console.show(fmt::format("Wrote {}. Use it with JLINKARM_SIM_BENCH={} tessit --sim ...\n", file, file),
+    console.show(fmt::format("Wrote {}. JLINKARM_SIM_BENCH={} makes `tessit --sim` use it.\n", file, file),
                  {{"bench", file}});
     return ExitCode::done;
 }

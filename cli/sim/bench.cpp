@@ -6,6 +6,20 @@
 #include <fmt/format.h>
 
 namespace tessit::cli {
+namespace {
+
+constexpr const char* bench_hint =
+    "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench is used.";
+constexpr const char* show_hint = "`tessit sim show` shows the bench, its probes and their chips.";
+
+} // namespace
+
+std::string state_hint(std::uint32_t serial)
+{
+    return fmt::format("`tessit sim factory-reset --probe {}` gives the chip its factory state; JLINKARM_SIM_STATE "
+                       "names another folder for the built-in bench, and a bench file's is beside it.",
+                       serial);
+}
 
 Bench::Bench() : module_{find_simulation()} {}
 
@@ -20,23 +34,27 @@ Function Bench::find(const char* name) const
     return reinterpret_cast<Function>(address);
 }
 
+/// Without the full stop, as the messages of failures are.
 std::string Bench::error_text() const
 {
-    return find<decltype(&JLINKSIM_error_text)>("JLINKSIM_error_text")();
+    std::string text = find<decltype(&JLINKSIM_error_text)>("JLINKSIM_error_text")();
+    if (text.ends_with('.')) {
+        text.pop_back();
+    }
+    return text;
 }
 
-void Bench::require(int result, const std::string& what) const
+void Bench::require(int result, const std::string& what, const char* hint) const
 {
     if (result < 0) {
-        throw Failure{ExitCode::failure, fmt::format("cannot {}: {}", what, error_text()),
-                      "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench "
-                      "is used."};
+        throw Failure{ExitCode::failure, fmt::format("cannot {}: {}", what, error_text()), hint};
     }
 }
 
 void Bench::open() const
 {
-    require(find<decltype(&JLINKSIM_open_bench)>("JLINKSIM_open_bench")(nullptr), "open the simulated bench");
+    require(find<decltype(&JLINKSIM_open_bench)>("JLINKSIM_open_bench")(nullptr), "open the simulated bench",
+            bench_hint);
 }
 
 std::string Bench::path() const
@@ -47,9 +65,8 @@ std::string Bench::path() const
 
 std::vector<BenchProbe> Bench::probes() const
 {
-    open();
     const int count = find<decltype(&JLINKSIM_count_probes)>("JLINKSIM_count_probes")();
-    require(count, "count the simulated probes");
+    require(count, "list the simulated probes", bench_hint);
     const auto describe = find<decltype(&JLINKSIM_describe_probe)>("JLINKSIM_describe_probe");
     std::vector<BenchProbe> probes(static_cast<std::size_t>(count));
     for (std::size_t i = 0; i < probes.size(); ++i) {
@@ -60,22 +77,32 @@ std::vector<BenchProbe> Bench::probes() const
     return probes;
 }
 
+void Bench::require_usable(std::uint32_t serial) const
+{
+    for (const BenchProbe& probe : probes()) {
+        if (probe.description.serial_number == serial && !probe.problem.empty()) {
+            throw Failure{ExitCode::failure, fmt::format("cannot use probe {}: {}", serial, probe.problem),
+                          state_hint(serial)};
+        }
+    }
+}
+
 void Bench::write_example(const std::string& path) const
 {
     require(find<decltype(&JLINKSIM_write_example_bench)>("JLINKSIM_write_example_bench")(path.c_str()),
-            fmt::format("write the bench file {}", path));
+            fmt::format("write the bench file {}", path), "Give another FILE, in a folder that exists.");
 }
 
 void Bench::factory_reset(std::uint32_t serial) const
 {
     require(find<decltype(&JLINKSIM_factory_reset)>("JLINKSIM_factory_reset")(serial),
-            fmt::format("give the chip on probe {} its factory state", serial));
+            fmt::format("give the chip on probe {} its factory state", serial), show_hint);
 }
 
 void Bench::power_cycle(std::uint32_t serial) const
 {
     require(find<decltype(&JLINKSIM_power_cycle)>("JLINKSIM_power_cycle")(serial),
-            fmt::format("switch the chip on probe {} off and on", serial));
+            fmt::format("switch the chip on probe {} off and on", serial), show_hint);
 }
 
 } // namespace tessit::cli

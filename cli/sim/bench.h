@@ -17,6 +17,9 @@ struct BenchProbe
     std::string problem; ///< why nothing is known of what the chip holds; empty when it is known
 };
 
+/// What to do about a chip's state that cannot be used.
+std::string state_hint(std::uint32_t serial);
+
 class Bench
 {
 public:
@@ -27,8 +30,11 @@ public:
     /// what is wrong with its file.
     void open() const;
 
-    std::string path() const; ///< of the bench file; empty for the built-in bench
-    std::vector<BenchProbe> probes() const;
+    std::string path() const;               ///< of the bench file; empty for the built-in bench
+    std::vector<BenchProbe> probes() const; ///< of the open bench, which stays as it is
+
+    /// Throws when the chip on this probe cannot be used for a reason that lies in its state.
+    void require_usable(std::uint32_t serial) const;
 
     void write_example(const std::string& path) const;
     void factory_reset(std::uint32_t serial) const;
@@ -38,7 +44,7 @@ private:
     template <typename Function>
     Function find(const char* name) const;
     std::string error_text() const;
-    void require(int result, const std::string& what) const;
+    void require(int result, const std::string& what, const char* hint) const;
 
     platform::Module module_;
 };

@@ -150,7 +150,7 @@ int JLINKSIM_CALL JLINKSIM_write_example_bench(const char* path)
         try {
             platform::write_new_file(path, std::string{example_bench_text()});
         } catch (const platform::FileError& error) {
-            throw std::runtime_error(fmt::format("The bench file is not written: {}.", error.what()));
+            throw std::runtime_error(error.sentence());
         }
         return 0;
     });

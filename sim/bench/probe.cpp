@@ -33,8 +33,7 @@ auto Probe::use_state(const Work& work) const
     } catch (const platform::FileError& error) {
         throw std::runtime_error(
             fmt::format("The simulation cannot use its state folder {}: {}. See that you can write there and that its "
-                        "disk has room; the chip's factory state makes the files again, and JLINKARM_SIM_STATE names "
-                        "another folder for the built-in bench.",
+                        "disk has room; the chip's factory state makes damaged files again.",
                         folder_.string(), error.what()));
     }
 }

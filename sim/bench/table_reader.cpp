@@ -29,7 +29,7 @@ toml::table parse_toml_file(const std::filesystem::path& path)
     try {
         return parse(platform::read_file(path, largest_file), path.string());
     } catch (const platform::FileError& error) {
-        throw std::runtime_error(fmt::format("The bench file cannot be used: {}.", error.what()));
+        throw std::runtime_error(error.sentence());
     }
 }
 

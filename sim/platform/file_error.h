@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cctype>
 #include <stdexcept>
 #include <string>
 
@@ -11,6 +12,14 @@ class FileError : public std::runtime_error
 {
 public:
     explicit FileError(const std::string& what) : std::runtime_error{what} {}
+
+    /// For where the file needs no further word.
+    std::string sentence() const
+    {
+        std::string text = what();
+        text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
+        return text + '.';
+    }
 };
 
 } // namespace jlinksim::platform

@@ -21,7 +21,7 @@ std::string read_file(const std::filesystem::path& path, std::uintmax_t limit)
     }
     if (size > limit) {
         throw FileError{
-            fmt::format("{} is too large: it holds {} bytes, and at most {} fit", path.string(), size, limit)};
+            fmt::format("cannot read {}: it holds {} bytes, and at most {} fit", path.string(), size, limit)};
     }
     std::string content(static_cast<std::size_t>(size), '\0');
     std::ifstream file{path, std::ios::binary};

@@ -1,11 +1,14 @@
 // Commands that look at the chip and change it: memory, erases, CPU, RAM power, protection, the bench itself.
 #include "tests/cli/program/bench_fixture.h"
 
+#include <filesystem>
+
 namespace tessit::cli {
 namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 using TargetTest = BenchTest;
 
@@ -167,6 +170,18 @@ TEST_F(TargetTest, AnotherChipOnTheBenchIsReportedUntilItsFactoryReset)
     EXPECT_TRUE(tessit_json({"sim", "show"})["probes"][0].contains("problem"));
     EXPECT_THAT(tessit({"sim", "factory-reset"}), Exits(0));
     EXPECT_THAT(tessit({"info"}), Exits(0));
+}
+
+TEST_F(TargetTest, AStateThatCannotBeUsedIsNoMatterOfTheCable)
+{
+    ASSERT_THAT(tessit({"info"}), Exits(0));
+    const std::string lock = path("bench.toml.state/600000011/lock");
+    std::filesystem::remove(lock);
+    std::filesystem::create_directory(lock);
+    const Outcome refused = tessit({"info"});
+    EXPECT_THAT(refused, FailsWith(1, "state folder"));
+    EXPECT_THAT(refused.errors, AllOf(HasSubstr(lock), HasSubstr("factory-reset"), Not(HasSubstr("cable"))));
+    EXPECT_THAT(tessit({"sim", "show"}).output, AllOf(HasSubstr("BIRCH_M1_VA_REV2"), HasSubstr("unusable")));
 }
 
 class ProtectionTest : public BenchTest, public testing::WithParamInterface<const char*>
