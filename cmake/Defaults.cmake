@@ -10,7 +10,8 @@ endif()
 add_library(tessit_defaults INTERFACE)
 # Includes name the part that they come from: "sim/chip/bus.h".
 target_include_directories(tessit_defaults INTERFACE "${PROJECT_SOURCE_DIR}")
-target_compile_options(tessit_defaults INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Werror)
+target_compile_options(tessit_defaults INTERFACE -Wall -Wextra -Wpedantic -Wconversion
+  $<$<BOOL:${TESSIT_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(TESSIT_SANITIZERS)
   add_compile_options(-fsanitize=${TESSIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -113,6 +113,38 @@ TESSIT_ENUM(chip_version_t, uint32_t){
     BIRCH_M2_VA_ENGB = 21,
 };
 
+/* The name of a chip version, as the log has it; "INVALID" for a value that names none. */
+static inline const char* chip_version_name(chip_version_t version)
+{
+    /* clang-format off */
+    switch (version) {
+    case UNKNOWN: return "UNKNOWN";
+    case ALDER_MX_VA_REV1: return "ALDER_MX_VA_REV1";
+    case ALDER_MX_VA_REV2: return "ALDER_MX_VA_REV2";
+    case ALDER_MX_VA_REV3: return "ALDER_MX_VA_REV3";
+    case ALDER_MX_VB_REV3: return "ALDER_MX_VB_REV3";
+    case ALDER_MX_VC_REV3: return "ALDER_MX_VC_REV3";
+    case ALDER_M2_VA_REV3: return "ALDER_M2_VA_REV3";
+    case BIRCH_M1_VA_ENGA: return "BIRCH_M1_VA_ENGA";
+    case BIRCH_M1_VA_ENGB: return "BIRCH_M1_VA_ENGB";
+    case BIRCH_M1_VA_REV1: return "BIRCH_M1_VA_REV1";
+    case BIRCH_M2_VA_ENGA: return "BIRCH_M2_VA_ENGA";
+    case BIRCH_M1_VA_FUTURE: return "BIRCH_M1_VA_FUTURE";
+    case BIRCH_M2_VA_FUTURE: return "BIRCH_M2_VA_FUTURE";
+    case BIRCH_M3_VA_REV1: return "BIRCH_M3_VA_REV1";
+    case BIRCH_M3_VA_FUTURE: return "BIRCH_M3_VA_FUTURE";
+    case BIRCH_M1_VB_REV1: return "BIRCH_M1_VB_REV1";
+    case BIRCH_M1_VB_FUTURE: return "BIRCH_M1_VB_FUTURE";
+    case ALDER_M1_VB_REV3: return "ALDER_M1_VB_REV3";
+    case BIRCH_M2_VA_REV1: return "BIRCH_M2_VA_REV1";
+    case BIRCH_M1_VA_REV2: return "BIRCH_M1_VA_REV2";
+    case BIRCH_M1_VB_REV2: return "BIRCH_M1_VB_REV2";
+    case BIRCH_M2_VA_ENGB: return "BIRCH_M2_VA_ENGB";
+    }
+    /* clang-format on */
+    return "INVALID";
+}
+
 /* Readback protection levels. A Birch chip knows only NONE and FULL. */
 TESSIT_ENUM(readback_protection_status_t, uint32_t){NONE = 0, REGION_0 = 1, FULL = 2, BOTH = 3};
 
@@ -190,11 +222,20 @@ typedef struct qspi_init_config_t
 /*
  * Receives one log line per call, on the thread of the call in progress. The text is zero-terminated narrow characters
  * without any conversion, valid only during the call. A line is ". " once per nesting level beyond the first, the
- * prefix "Birch", "_", the name of the operation in progress and, if there is a message, a colon, a tab and the
- * message; a message of the library ends with a line feed. Texts longer than 511 characters arrive in pieces of 512.
- * The callback must not throw and must not call this library.
+ * prefix, "_", the name of the operation in progress and, if there is a message, the separator and the message; a
+ * message of the library ends with a line feed. Texts longer than 511 characters arrive in pieces of 512. The callback
+ * must not throw and must not call this library.
  */
 typedef void(TESSIT_CALL* log_callback_t)(const char* line);
+
+/* Parts of a line, for a callback that looks into it. */
+#define TESSIT_LOG_PREFIX "Birch"
+#define TESSIT_LOG_SEPARATOR ":\t"
+/* Begins a message that is a text of the J-Link library. */
+#define TESSIT_LOG_JLINK_MARK "JLink:\t"
+/* Begin the messages that tell of progress; every other message of the library tells what went wrong. */
+#define TESSIT_LOG_DEVICE_PROFILE "There is no generic Birch device"
+#define TESSIT_LOG_DEVICE_VERSION "Device version is "
 
 /* ---- Library lifecycle ------------------------------------------------------------------------------------------ */
 

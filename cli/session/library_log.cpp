@@ -13,11 +13,12 @@
 namespace tessit::cli {
 namespace {
 
-constexpr std::string_view jlink_mark = "JLink:\t";
-constexpr std::string_view prefix = "Birch_";
+constexpr std::string_view jlink_mark = TESSIT_LOG_JLINK_MARK;
+constexpr std::string_view separator = TESSIT_LOG_SEPARATOR;
+constexpr std::string_view prefix = TESSIT_LOG_PREFIX "_";
 
 // Messages that tell of progress, not of a failure.
-constexpr std::array<std::string_view, 2> progress_messages{"There is no generic Birch device", "Device version is "};
+constexpr std::array<std::string_view, 2> progress_messages{TESSIT_LOG_DEVICE_PROFILE, TESSIT_LOG_DEVICE_VERSION};
 
 std::string_view without_line_end(std::string_view text)
 {
@@ -67,9 +68,9 @@ void LibraryLog::take(std::string_view line)
     }
 
     const std::size_t tag = line.find(prefix);
-    const std::size_t separator = line.find(":\t");
-    if (separator != std::string_view::npos) {
-        take_message(line.substr(separator + 2));
+    const std::size_t tag_end = line.find(separator);
+    if (tag_end != std::string_view::npos) {
+        take_message(line.substr(tag_end + separator.size()));
         return;
     }
     if (tag == 0) { // a call of ours begins; what was said before belongs to others

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace tessit::cli {
 namespace {
@@ -45,25 +44,12 @@ constexpr std::array results{
                "it is not known for this chip version", "`tessit info` shows the chip version."},
 };
 
-constexpr std::array chip_version_names{
-    "UNKNOWN",          "ALDER_MX_VA_REV1",   "ALDER_MX_VA_REV2",   "ALDER_MX_VA_REV3", "ALDER_MX_VB_REV3",
-    "ALDER_MX_VC_REV3", "ALDER_M2_VA_REV3",   "BIRCH_M1_VA_ENGA",   "BIRCH_M1_VA_ENGB", "BIRCH_M1_VA_REV1",
-    "BIRCH_M2_VA_ENGA", "BIRCH_M1_VA_FUTURE", "BIRCH_M2_VA_FUTURE", "BIRCH_M3_VA_REV1", "BIRCH_M3_VA_FUTURE",
-    "BIRCH_M1_VB_REV1", "BIRCH_M1_VB_FUTURE", "ALDER_M1_VB_REV3",   "BIRCH_M2_VA_REV1", "BIRCH_M1_VA_REV2",
-    "BIRCH_M1_VB_REV2", "BIRCH_M2_VA_ENGB",
-};
-
 } // namespace
 
 const ResultText& result_text(result_code_t code)
 {
     const auto* const found = std::ranges::find(results, code, &ResultText::code);
     return found == results.end() ? unknown_result : *found;
-}
-
-const char* chip_version_name(chip_version_t version)
-{
-    return version < chip_version_names.size() ? chip_version_names[version] : "INVALID";
 }
 
 } // namespace tessit::cli

@@ -19,6 +19,4 @@ struct ResultText
 /// The row of a result that is not RESULT_OK; a code that is not known gets a row that says so.
 const ResultText& result_text(result_code_t code);
 
-const char* chip_version_name(chip_version_t version);
-
 } // namespace tessit::cli

@@ -38,7 +38,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_open_dll(const char* jlink_path, log
 {
     constexpr auto load_failure = "Dll failed to load from the path provided.";
     // Before any check, so that also a refusal reaches the callback of this call.
-    logger.buffer().attach_log_callback("Birch", log_cb);
+    logger.buffer().attach_log_callback(TESSIT_LOG_PREFIX, log_cb);
     Export op{"open_dll"};
     RETURN_IF_FAILED(op.refuse_when(session.dll_opened, "open_dll has already been called"));
     if (jlink_path == nullptr) {

@@ -31,7 +31,7 @@ void JLINK_CALL jlink_log_forwarder(const char* text)
     if (text == nullptr || is_blank(text) || is_trace_line(text)) {
         return;
     }
-    logger << "JLink:\t";
+    logger << TESSIT_LOG_JLINK_MARK;
     for (const char c : std::string_view{text}) {
         logger.put(c == '\n' || c == '\r' ? ' ' : c);
     }

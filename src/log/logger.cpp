@@ -90,7 +90,7 @@ std::string LogBuffer::make_line(std::string_view text) const
     }
     // One character is the line feed of an empty message.
     if (text.size() >= 2) {
-        line.append(":\t").append(text);
+        line.append(TESSIT_LOG_SEPARATOR).append(text);
     }
     return line;
 }

@@ -46,7 +46,7 @@ result_code_t set_up_session(std::uint32_t swd_speed_khz)
         log_message("Low voltage detected in target device.");
         return ERR_TARGET_LOW_VOLTAGE;
     }
-    log_message("There is no generic Birch device in J-Link, so we select BIRCH_M1_VA.");
+    log_message(TESSIT_LOG_DEVICE_PROFILE " in J-Link, so we select BIRCH_M1_VA.");
     for (const char* const command : session_commands) {
         RETURN_IF_FAILED(exec_command(command));
     }

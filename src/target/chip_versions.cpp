@@ -23,42 +23,28 @@ constexpr std::uint32_t other = any_other_revision;
 
 // clang-format off
 constexpr std::array chip_versions{
-    //          value                name                  part rev    variant       reset  RAM RTT          BPROT          QSPI   long
-    ChipVersion{UNKNOWN,            "UNKNOWN",             0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{ALDER_MX_VA_REV1,   "ALDER_MX_VA_REV1",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{ALDER_MX_VA_REV2,   "ALDER_MX_VA_REV2",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{ALDER_MX_VA_REV3,   "ALDER_MX_VA_REV3",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{ALDER_MX_VB_REV3,   "ALDER_MX_VB_REV3",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{ALDER_MX_VC_REV3,   "ALDER_MX_VC_REV3",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{ALDER_M2_VA_REV3,   "ALDER_M2_VA_REV3",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{BIRCH_M1_VA_ENGA,   "BIRCH_M1_VA_ENGA",    m1,  3,     Variant::any, false, 16, rtt_m1_enga, bprot,         false, false},
-    ChipVersion{BIRCH_M1_VA_ENGB,   "BIRCH_M1_VA_ENGB",    m1,  4,     Variant::any, true,  16, rtt_m1_va,   bprot,         false, false},
-    ChipVersion{BIRCH_M1_VA_REV1,   "BIRCH_M1_VA_REV1",    m1,  5,     Variant::va,  true,  16, rtt_m1_va,   bprot,         false, false},
-    ChipVersion{BIRCH_M2_VA_ENGA,   "BIRCH_M2_VA_ENGA",    m2,  0,     Variant::any, true,  22, rtt_m2,      bprot_m2_enga, true,  false},
-    ChipVersion{BIRCH_M1_VA_FUTURE, "BIRCH_M1_VA_FUTURE",  m1,  other, Variant::va,  true,  16, rtt_m1_va,   bprot,         false, false},
-    ChipVersion{BIRCH_M2_VA_FUTURE, "BIRCH_M2_VA_FUTURE",  m2,  other, Variant::any, true,  22, rtt_m2,      0,             true,  true},
-    ChipVersion{BIRCH_M3_VA_REV1,   "BIRCH_M3_VA_REV1",    m3,  0,     Variant::any, true,  6,  rtt_m3,      bprot,         false, false},
-    ChipVersion{BIRCH_M3_VA_FUTURE, "BIRCH_M3_VA_FUTURE",  m3,  other, Variant::any, true,  6,  rtt_m3,      bprot,         false, false},
-    ChipVersion{BIRCH_M1_VB_REV1,   "BIRCH_M1_VB_REV1",    m1,  5,     Variant::vb,  true,  8,  rtt_m1_vb,   bprot,         false, false},
-    ChipVersion{BIRCH_M1_VB_FUTURE, "BIRCH_M1_VB_FUTURE",  m1,  other, Variant::vb,  true,  8,  rtt_m1_vb,   bprot,         false, false},
-    ChipVersion{ALDER_M1_VB_REV3,   "ALDER_M1_VB_REV3",    0,   0,     Variant::any, false, 0,  nullptr,     0,             false, false},
-    ChipVersion{BIRCH_M2_VA_REV1,   "BIRCH_M2_VA_REV1",    m2,  2,     Variant::any, true,  22, rtt_m2,      0,             true,  true},
-    ChipVersion{BIRCH_M1_VA_REV2,   "BIRCH_M1_VA_REV2",    m1,  6,     Variant::va,  true,  16, rtt_m1_va,   bprot,         false, false},
-    ChipVersion{BIRCH_M1_VB_REV2,   "BIRCH_M1_VB_REV2",    m1,  6,     Variant::vb,  true,  8,  rtt_m1_vb,   bprot,         false, false},
-    ChipVersion{BIRCH_M2_VA_ENGB,   "BIRCH_M2_VA_ENGB",    m2,  1,     Variant::any, true,  22, rtt_m2,      0,             true,  true},
+    //          value               part rev    variant       reset  RAM RTT          BPROT          QSPI   long
+    ChipVersion{BIRCH_M1_VA_ENGA,   m1,  3,     Variant::any, false, 16, rtt_m1_enga, bprot,         false, false},
+    ChipVersion{BIRCH_M1_VA_ENGB,   m1,  4,     Variant::any, true,  16, rtt_m1_va,   bprot,         false, false},
+    ChipVersion{BIRCH_M1_VA_REV1,   m1,  5,     Variant::va,  true,  16, rtt_m1_va,   bprot,         false, false},
+    ChipVersion{BIRCH_M2_VA_ENGA,   m2,  0,     Variant::any, true,  22, rtt_m2,      bprot_m2_enga, true,  false},
+    ChipVersion{BIRCH_M1_VA_FUTURE, m1,  other, Variant::va,  true,  16, rtt_m1_va,   bprot,         false, false},
+    ChipVersion{BIRCH_M2_VA_FUTURE, m2,  other, Variant::any, true,  22, rtt_m2,      0,             true,  true},
+    ChipVersion{BIRCH_M3_VA_REV1,   m3,  0,     Variant::any, true,  6,  rtt_m3,      bprot,         false, false},
+    ChipVersion{BIRCH_M3_VA_FUTURE, m3,  other, Variant::any, true,  6,  rtt_m3,      bprot,         false, false},
+    ChipVersion{BIRCH_M1_VB_REV1,   m1,  5,     Variant::vb,  true,  8,  rtt_m1_vb,   bprot,         false, false},
+    ChipVersion{BIRCH_M1_VB_FUTURE, m1,  other, Variant::vb,  true,  8,  rtt_m1_vb,   bprot,         false, false},
+    ChipVersion{BIRCH_M2_VA_REV1,   m2,  2,     Variant::any, true,  22, rtt_m2,      0,             true,  true},
+    ChipVersion{BIRCH_M1_VA_REV2,   m1,  6,     Variant::va,  true,  16, rtt_m1_va,   bprot,         false, false},
+    ChipVersion{BIRCH_M1_VB_REV2,   m1,  6,     Variant::vb,  true,  8,  rtt_m1_vb,   bprot,         false, false},
+    ChipVersion{BIRCH_M2_VA_ENGB,   m2,  1,     Variant::any, true,  22, rtt_m2,      0,             true,  true},
 };
 // clang-format on
-
-/// A version's value is its place in the table.
-const ChipVersion* find(chip_version_t version)
-{
-    return version < chip_versions.size() ? &chip_versions[version] : nullptr;
-}
 
 const ChipVersion* find_row(std::uint32_t part, std::uint32_t revision, Variant variant)
 {
     const auto row = std::ranges::find_if(chip_versions, [=](const ChipVersion& chip) {
-        return chip.part != 0 && chip.part == part && chip.revision == revision &&
+        return chip.part == part && chip.revision == revision &&
                (chip.variant == Variant::any || chip.variant == variant);
     });
     return row == chip_versions.end() ? nullptr : &*row;
@@ -68,8 +54,8 @@ const ChipVersion* find_row(std::uint32_t part, std::uint32_t revision, Variant 
 
 const ChipVersion* find_birch(chip_version_t version)
 {
-    const ChipVersion* const chip = find(version);
-    return chip != nullptr && chip->part != 0 ? chip : nullptr;
+    const auto* const chip = std::ranges::find(chip_versions, version, &ChipVersion::value);
+    return chip == chip_versions.end() ? nullptr : chip;
 }
 
 const ChipVersion* find_by_identification(std::uint32_t part, std::uint32_t revision, bool is_vb)
@@ -80,9 +66,3 @@ const ChipVersion* find_by_identification(std::uint32_t part, std::uint32_t revi
 }
 
 } // namespace tessit
-
-std::ostream& operator<<(std::ostream& out, chip_version_t version)
-{
-    const tessit::ChipVersion* const chip = tessit::find(version);
-    return out << (chip != nullptr ? chip->name : "INVALID");
-}

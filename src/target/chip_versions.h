@@ -3,7 +3,6 @@
 #include "jlinkarm_birch_tessit.h"
 
 #include <cstdint>
-#include <ostream>
 
 namespace tessit {
 
@@ -14,12 +13,11 @@ enum class Variant : std::uint8_t
     vb,
 };
 
-/// What the library knows of a chip version. Operations ask the row; there is no other place for these facts.
+/// What the library knows of a Birch chip version. Operations ask the row; there is no other place for these facts.
 struct ChipVersion
 {
     chip_version_t value;
-    const char* name;
-    std::uint32_t part;     ///< part code of the identification; 0 for versions that are no Birch chip
+    std::uint32_t part;     ///< part code of the identification
     std::uint32_t revision; ///< revision code, or any_other_revision
     Variant variant;        ///< which variant words the row stands for
     /// The CTRL-AP protects and resets the chip. Not on the first engineering sample.
@@ -60,6 +58,3 @@ constexpr RamSection ram_section(std::uint32_t index)
 }
 
 } // namespace tessit
-
-/// Writes the version's name, "INVALID" for a value that names none.
-std::ostream& operator<<(std::ostream& out, chip_version_t version);

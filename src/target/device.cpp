@@ -63,7 +63,7 @@ result_code_t connect_to_device()
         RETURN_IF_FAILED(disconnect_from_device());
         return identified;
     }
-    log_message("Device version is ", version, ".");
+    log_message(TESSIT_LOG_DEVICE_VERSION, chip_version_name(version), ".");
     session.coresight_configured = true;
     return RESULT_OK;
 }

@@ -68,9 +68,7 @@ TEST_F(TargetTest, AnAbsentPartWordIsLookedUpInTheRomTableAndAnUnknownOneIsNot)
 TEST_F(TargetTest, VersionNamesFollowTheirValues)
 {
     const auto name = [](std::uint32_t value) {
-        std::ostringstream out;
-        out << static_cast<chip_version_t>(value);
-        return out.str();
+        return std::string{chip_version_name(static_cast<chip_version_t>(value))};
     };
     EXPECT_EQ(name(0), "UNKNOWN");
     EXPECT_EQ(name(6), "ALDER_M2_VA_REV3");
