@@ -54,7 +54,7 @@ TEST_F(LifecycleTest, OpeningIsRefusedWithAMessageAndLeavesNothingBehind)
         jlink.unloads = 0;
         jlink.JLINKARM_GetDLLVersion = [&] { return refusal.version; };
         EXPECT_EQ(TESSIT_open_dll(refusal.path, collect_log, refusal.family), refusal.code);
-        EXPECT_EQ(log_lines.back(), std::string{"Birch_open_dll:\t"} + refusal.message + "\n");
+        EXPECT_EQ(last_of(log_lines), std::string{"Birch_open_dll:\t"} + refusal.message + "\n");
         EXPECT_EQ(jlink.unloads, refusal.unloads);
         EXPECT_EQ(session.jlink_library, nullptr);
         EXPECT_FALSE(is_open());
@@ -102,7 +102,7 @@ TEST_F(LifecycleTest, ASecondOpenIsRefusedAndItsCallbackStays)
                 ElementsAre("Birch_open_dll",
                             "Birch_open_dll:\tCannot call open_dll when open_dll has already been called.\n"));
     EXPECT_TRUE(is_open());
-    EXPECT_EQ(log_lines.back(), "Birch_is_dll_opened");
+    EXPECT_EQ(last_of(log_lines), "Birch_is_dll_opened");
 }
 
 TEST_F(LifecycleTest, CloseEndsWhatIsOpenAndDetachesTheCallback)

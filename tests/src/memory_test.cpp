@@ -43,7 +43,7 @@ TEST_F(MemoryTest, FailedAccessesAreReportedByFunctionAndResult)
     open_device();
     std::uint32_t word = 0;
     std::array<std::uint8_t, 8> bytes{};
-    const auto last_message = [] { return log_messages().back(); };
+    const auto last_message = [] { return last_of(log_messages()); };
 
     jlink.JLINKARM_ReadMemU32 = [](auto, auto, auto, auto) { return -3; };
     EXPECT_EQ(TESSIT_read_u32(0, &word), ERR_JLINK_CALL_FAILED);
@@ -203,12 +203,12 @@ TEST_F(MemoryTest, RamSectionsFollowTheChip)
         EXPECT_EQ(sizes[count], 7u);
         EXPECT_EQ(TESSIT_read_ram_sections_size(sizes.data(), count - 1), ERR_BAD_ARGUMENT);
         EXPECT_EQ(
-            log_messages().back(),
+            last_of(log_messages()),
             "Invalid ram_sections_size pointer provided. Its size ram_sections_size_len is not big enough to store "
             "the power status of all the RAM sections in the device.");
         EXPECT_THAT(calls(), Not(testing::Contains("Halt()")));
         EXPECT_EQ(TESSIT_unpower_ram_section(count), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(log_messages().back(), "Invalid section_index provided.");
+        EXPECT_EQ(last_of(log_messages()), "Invalid section_index provided.");
         TESSIT_close_dll();
     }
 }
@@ -237,7 +237,7 @@ TEST_F(MemoryTest, RamPowerIsReadFromNineBlocksAndSwitchedBitByBit)
         {5, "WriteU32(0x40000928, 0x2)"}, {18, "WriteU32(0x40000988, 0x4)"}, {21, "WriteU32(0x40000988, 0x20)"}};
     for (const auto& [section, write] : sections) {
         EXPECT_EQ(TESSIT_unpower_ram_section(section), RESULT_OK);
-        EXPECT_EQ(jlink.calls.back(), write);
+        EXPECT_EQ(last_of(jlink.calls), write);
     }
 }
 
@@ -247,7 +247,7 @@ TEST_F(MemoryTest, TheDeprecatedRamQueryServesUniformSectionsOnly)
     std::uint32_t number = 0;
     std::uint32_t size = 0;
     EXPECT_EQ(TESSIT_is_ram_powered(nullptr, 0, &number, &size), ERR_UNSUPPORTED_ON_DEVICE);
-    EXPECT_EQ(log_messages().back(),
+    EXPECT_EQ(last_of(log_messages()),
               "This API function is deprecated for this device. Please see header file for more information.");
     use_chip(10, 0);
     EXPECT_EQ(TESSIT_is_ram_powered(nullptr, 0, &number, &size), RESULT_OK);
@@ -306,7 +306,7 @@ TEST_F(MemoryTest, AFailedPortConfigurationIsTriedAgainByTheNextAccess)
     jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return 0; };
     jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto, auto, auto) { return -8; };
     EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll CORESIGHT_ReadAPDPReg returned error -8.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll CORESIGHT_ReadAPDPReg returned error -8.");
 }
 
 } // namespace

@@ -87,8 +87,8 @@ TEST_F(ProbeTest, AFailedConnectionSaysWhyAndLeavesNoSession)
         open();
         log_lines.clear();
         EXPECT_EQ(TESSIT_connect_to_emu_with_snr(777, 4000), failure.code);
-        EXPECT_EQ(log_messages().back(), failure.message);
-        EXPECT_EQ(fresh.calls.back() == "Close()", failure.closed);
+        EXPECT_EQ(last_of(log_messages()), failure.message);
+        EXPECT_EQ(last_of(fresh.calls) == "Close()", failure.closed);
         EXPECT_EQ(session.connected_emu_snr, 0u);
         scripted = &jlink;
     }
@@ -110,7 +110,7 @@ TEST_F(ProbeTest, EachSessionCommandCanFailAndEndsTheConnection)
         EXPECT_EQ(TESSIT_connect_to_emu_without_snr(4000), ERR_JLINK_CALL_FAILED);
         EXPECT_EQ(std::ranges::count_if(jlink.calls, [](const auto& c) { return c.starts_with("ExecCommand"); }),
                   failing + 1);
-        EXPECT_EQ(jlink.calls.back(), "Close()");
+        EXPECT_EQ(last_of(jlink.calls), "Close()");
         // A text that fills its buffer makes a message of more than one piece.
         const auto messages = log_messages();
         ASSERT_GE(messages.size(), 2u);
@@ -166,7 +166,7 @@ TEST_F(ProbeTest, ListingCopiesWhatFitsAndCountsWhatIsThere)
 
     jlink.JLINKARM_EMU_GetList = [](auto, auto, auto) { return -1; };
     EXPECT_EQ(TESSIT_enum_emu_snr(numbers.data(), 5, &available), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll EMU_GetList returned error -1.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll EMU_GetList returned error -1.");
 }
 
 #if !defined(__SANITIZE_ADDRESS__) // which ends the process where no memory is left
@@ -178,7 +178,7 @@ TEST_F(ProbeTest, ACountThatNoMemoryHoldsIsReported)
     std::uint32_t available = 0;
     EXPECT_EQ(TESSIT_enum_emu_snr(&number, 1, &available), ERR_NO_MEMORY);
     EXPECT_EQ(available, 0x7FFFFFFFu);
-    EXPECT_EQ(log_messages().back(), "Could not allocate enough memory to read the serial numbers.");
+    EXPECT_EQ(last_of(log_messages()), "Could not allocate enough memory to read the serial numbers.");
 }
 #endif
 

@@ -56,7 +56,7 @@ TEST_F(ProtectionTest, ProtectingProgramsTheWordAndResetsFromAFreshSession)
                             "WriteU32(0x10001208, 0xFFFFFF00)", "ReadMemU32(0x4001E400, 0x1)",
                             "WriteU32(0x4001E504, 0x0)", "ReadMemU32(0x4001E400, 0x1)", "WriteU32(0xE000EDFC, 0x0)",
                             "Close()"));
-    EXPECT_EQ(made.back(), "CORESIGHT_WriteAPDPReg(0x0, 0x1, 0x0)");
+    EXPECT_EQ(last_of(made), "CORESIGHT_WriteAPDPReg(0x0, 0x1, 0x0)");
     EXPECT_FALSE(jlink.is_connected);
     EXPECT_TRUE(jlink.is_open);
 }

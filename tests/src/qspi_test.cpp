@@ -35,11 +35,14 @@ protected:
         forget();
     }
 
-    /// Calls behind the halt that each transfer begins with.
+    /// Calls after the halt that each transfer begins with.
     std::vector<std::string> transfer() const
     {
         auto made = calls();
-        EXPECT_EQ(made.front(), "Halt()");
+        if (made.empty() || made.front() != "Halt()") {
+            ADD_FAILURE() << "the transfer does not begin with a halt";
+            return {};
+        }
         made.erase(made.begin());
         return made;
     }
@@ -167,10 +170,10 @@ TEST_F(QspiTest, EveryInvalidFieldIsRefusedFirstToLastWithNothingSent)
         auto alone = config();
         field->spoil(alone);
         EXPECT_EQ(TESSIT_qspi_init(0, &alone), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(log_messages().back(), field->message);
+        EXPECT_EQ(last_of(log_messages()), field->message);
         field->spoil(accumulated);
         EXPECT_EQ(TESSIT_qspi_init(0, &accumulated), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(log_messages().back(), field->message);
+        EXPECT_EQ(last_of(log_messages()), field->message);
     }
     EXPECT_THAT(jlink.calls, IsEmpty());
     for (const std::uint32_t frequency : {0u, 1u, 3u, 7u, 15u}) {
@@ -303,7 +306,7 @@ TEST_F(QspiTest, ErasesAreCheckedAndThenWaitForTheFlash)
           Refusal{0x9000, 3,
                   "Invalid length provided. The value received is not aligned to ERASE32KB erase length."}}) {
         EXPECT_EQ(TESSIT_qspi_erase(refusal.addr, static_cast<qspi_erase_len_t>(refusal.length)), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(log_messages().back(), refusal.message);
+        EXPECT_EQ(last_of(log_messages()), refusal.message);
     }
     const auto status =
         join({custom_step("0x0", "0x0", "0x205"), {"ReadMemU32(0x40029638, 0x1)", "ReadMemU32(0x4002963C, 0x1)"}});
@@ -339,11 +342,11 @@ TEST_F(QspiTest, WaitsEndAtTheirBounds)
         return 1;
     };
     EXPECT_EQ(TESSIT_qspi_erase(0, ERASEALL), ERR_FLASH_CONTROLLER_TIMEOUT);
-    EXPECT_EQ(log_messages().back(), "QSPI flash never finishes its erase.");
+    EXPECT_EQ(last_of(log_messages()), "QSPI flash never finishes its erase.");
     jlink.JLINKARM_ReadMemU32 = [](auto, auto, std::uint32_t* data, auto) { return *data = 0, 1; };
     std::uint8_t byte = 0;
     EXPECT_EQ(TESSIT_qspi_read(0, &byte, 1), ERR_FLASH_CONTROLLER_TIMEOUT);
-    EXPECT_EQ(log_messages().back(), "QSPI ready event never comes.");
+    EXPECT_EQ(last_of(log_messages()), "QSPI ready event never comes.");
 }
 
 TEST_F(QspiTest, CustomInstructionsGoInStepsOfEightBytes)
@@ -382,7 +385,7 @@ TEST_F(QspiTest, LongFramesAreRefusedOnTheFirstEngineeringSample)
     use_chip(8, 0);
     init();
     EXPECT_EQ(TESSIT_qspi_custom(0x9F, 10, nullptr, nullptr), ERR_UNSUPPORTED_ON_DEVICE);
-    EXPECT_EQ(log_messages().back(),
+    EXPECT_EQ(last_of(log_messages()),
               "Instruction_length greater than 9 is not available for the QSPI peripheral in the device.");
     EXPECT_THAT(jlink.calls, testing::Not(testing::Contains(testing::StartsWith("WriteU32(0x400296"))));
     EXPECT_EQ(TESSIT_qspi_custom(0x9F, 9, nullptr, nullptr), RESULT_OK);
@@ -394,7 +397,7 @@ TEST_F(QspiTest, ALostConnectionIsReportedAndTheFlagStays)
     jlink.is_connected = false;
     std::uint8_t byte = 0;
     EXPECT_EQ(TESSIT_qspi_read(0, &byte, 1), ERR_WRONG_STATE);
-    EXPECT_EQ(log_messages().back(),
+    EXPECT_EQ(last_of(log_messages()),
               "qspi_init has been called, but the connection to the device has been lost, so no qspi_read can be "
               "performed.");
     TESSIT_close_dll();

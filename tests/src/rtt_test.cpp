@@ -97,7 +97,7 @@ TEST_F(RttTest, AFailedStartOrStopLeavesTheState)
     jlink.JLINKARM_ExecCommand = [](auto, auto, auto) { return 0; };
     control_result_ = -5;
     EXPECT_EQ(TESSIT_rtt_start(), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll RTTERMINAL_Control returned error -5.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Control returned error -5.");
     EXPECT_FALSE(session.rtt_started);
     control_result_ = 0;
     EXPECT_EQ(TESSIT_rtt_start(), RESULT_OK);
@@ -114,13 +114,14 @@ TEST_F(RttTest, TheStartedStateOutlivesACloseAndALostConnectionIsReported)
     bool found = false;
     jlink.is_connected = false;
     EXPECT_EQ(TESSIT_rtt_is_control_block_found(&found), ERR_WRONG_STATE);
-    EXPECT_EQ(log_messages().back(), "rtt_start has been called, but the connection to the device has been lost, so no "
-                                     "rtt_is_control_block_found can be performed.");
+    EXPECT_EQ(last_of(log_messages()),
+              "rtt_start has been called, but the connection to the device has been lost, so no "
+              "rtt_is_control_block_found can be performed.");
     EXPECT_EQ(TESSIT_rtt_stop(), ERR_WRONG_STATE);
     TESSIT_close_dll();
     open();
     EXPECT_EQ(TESSIT_rtt_start(), ERR_WRONG_STATE);
-    EXPECT_EQ(log_messages().back(), "Cannot call rtt_start when rtt_start has already been called.");
+    EXPECT_EQ(last_of(log_messages()), "Cannot call rtt_start when rtt_start has already been called.");
 }
 
 TEST_F(RttTest, AControlBlockThatIsNotFoundYetIsNoErrorOfTheQuestionButOneOfTheCount)
@@ -133,7 +134,7 @@ TEST_F(RttTest, AControlBlockThatIsNotFoundYetIsNoErrorOfTheQuestionButOneOfTheC
     std::uint32_t down = 7;
     std::uint32_t up = 7;
     EXPECT_EQ(TESSIT_rtt_read_channel_count(&down, &up), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll RTTERMINAL_Control returned error -2.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Control returned error -2.");
     found_ = true;
     EXPECT_EQ(TESSIT_rtt_is_control_block_found(&found), RESULT_OK);
     EXPECT_TRUE(found);
@@ -151,7 +152,7 @@ TEST_F(RttTest, ChannelsAreCheckedByDirectionAndPartialTransfersAreReported)
     std::array<std::uint8_t, 8> data{};
     std::uint32_t moved = 99;
     EXPECT_EQ(TESSIT_rtt_read(2, data.data(), 8, &moved), ERR_BAD_ARGUMENT);
-    EXPECT_EQ(log_messages().back(), "There is no channel with index 2 in the device.");
+    EXPECT_EQ(last_of(log_messages()), "There is no channel with index 2 in the device.");
     EXPECT_EQ(moved, 99u);
     jlink.JLINK_RTTERMINAL_Write = [](auto, auto, std::uint32_t size) { return static_cast<std::int32_t>(size) - 3; };
     EXPECT_EQ(TESSIT_rtt_write(2, data.data(), 8, &moved), RESULT_OK);
@@ -161,10 +162,10 @@ TEST_F(RttTest, ChannelsAreCheckedByDirectionAndPartialTransfersAreReported)
     EXPECT_EQ(moved, 0u);
     jlink.JLINK_RTTERMINAL_Read = [](auto, auto, auto) { return -4; };
     EXPECT_EQ(TESSIT_rtt_read(0, data.data(), 8, &moved), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll RTTERMINAL_Read returned error -4.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Read returned error -4.");
     jlink.JLINK_RTTERMINAL_Write = [](auto, auto, auto) { return -4; };
     EXPECT_EQ(TESSIT_rtt_write(0, data.data(), 8, &moved), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll RTTERMINAL_Write returned error -4.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Write returned error -4.");
 }
 
 TEST_F(RttTest, NamesFill32BytesAndAreTerminatedWhereThereIsRoom)
@@ -186,10 +187,10 @@ TEST_F(RttTest, NamesFill32BytesAndAreTerminatedWhereThereIsRoom)
     EXPECT_EQ((std::string{name.data(), 34}), name_ + std::string("\0#", 2));
     EXPECT_EQ(info(31), ERR_BAD_ARGUMENT);
     EXPECT_EQ(TESSIT_rtt_read_channel_info(3, DOWN_DIRECTION, name.data(), 32, &size), ERR_BAD_ARGUMENT);
-    EXPECT_EQ(log_messages().back(), "Invalid channel_index provided.");
+    EXPECT_EQ(last_of(log_messages()), "Invalid channel_index provided.");
     EXPECT_EQ(TESSIT_rtt_read_channel_info(0, static_cast<rtt_direction_t>(2), name.data(), 32, &size),
               ERR_BAD_ARGUMENT);
-    EXPECT_EQ(log_messages().back(),
+    EXPECT_EQ(last_of(log_messages()),
               "Invalid dir parameter provided. The value received cannot be encoded in a rtt_direction_t.");
 }
 

@@ -35,6 +35,11 @@ std::vector<std::string> log_messages()
     return messages;
 }
 
+std::string last_of(const std::vector<std::string>& lines)
+{
+    return lines.empty() ? "(none)" : lines.back();
+}
+
 namespace {
 
 template <class Argument>

@@ -65,5 +65,7 @@ extern std::vector<std::string> log_lines;
 void TESSIT_CALL collect_log(const char* line);
 /// The message parts of those lines: what follows the tab, without the line feed; entry lines are left out.
 std::vector<std::string> log_messages();
+/// The last of some lines, or that there is none.
+std::string last_of(const std::vector<std::string>& lines);
 
 } // namespace tessit::test

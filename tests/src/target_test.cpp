@@ -103,7 +103,7 @@ TEST_F(TargetTest, TheDeviceReadyStepReadsTheProtectionAndThenConnects)
                                      "ReadMemU32(0x10000110, 0x1)", "Halt()", "ReadMemU32(0x20, 0x1)"));
     EXPECT_THAT(log_messages(), ElementsAre("Device version is BIRCH_M2_VA_REV1."));
     EXPECT_EQ(TESSIT_connect_to_device(), ERR_WRONG_STATE);
-    EXPECT_EQ(log_messages().back(), "Cannot call connect_to_device when connect_to_device has already been called.");
+    EXPECT_EQ(last_of(log_messages()), "Cannot call connect_to_device when connect_to_device has already been called.");
 }
 
 TEST_F(TargetTest, ProtectionIsBelievedWhenFourReadsAgree)
@@ -168,7 +168,7 @@ TEST_F(TargetTest, AFailedConnectionIsReportedAndAnUnidentifiedDeviceIsNotLeftCo
     EXPECT_EQ(TESSIT_connect_to_device(), ERR_UNKNOWN_DEVICE);
     EXPECT_FALSE(jlink.is_connected);
     EXPECT_TRUE(jlink.is_open);
-    EXPECT_EQ(jlink.calls.back(), "GetSN()") << "the session was restarted";
+    EXPECT_EQ(last_of(jlink.calls), "GetSN()") << "the session was restarted";
 }
 
 TEST_F(TargetTest, DisconnectingTheDeviceRestartsTheSessionOnlyWhenConnected)
@@ -191,7 +191,7 @@ TEST_F(TargetTest, RunControlJudgesTheLowBytes)
     open_device();
     jlink.JLINKARM_Halt = [] { return std::uint8_t{1}; };
     EXPECT_EQ(TESSIT_halt(), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll Halt returned error 1.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll Halt returned error 1.");
     jlink.JLINKARM_Halt = [] { return std::uint8_t{0}; };
 
     bool halted = false;
@@ -200,19 +200,19 @@ TEST_F(TargetTest, RunControlJudgesTheLowBytes)
     EXPECT_TRUE(halted);
     jlink.JLINKARM_IsHalted = [] { return std::uint8_t{0xFF}; };
     EXPECT_EQ(TESSIT_is_halted(&halted), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll IsHalted returned error -1.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll IsHalted returned error -1.");
     EXPECT_TRUE(halted) << "left as it was";
     jlink.JLINKARM_IsHalted = [] { return std::uint8_t{1}; };
 
     jlink.JLINKARM_Step = [] { return std::uint8_t{1}; };
     EXPECT_EQ(TESSIT_step(), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll Step returned error.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll Step returned error.");
 
     jlink.JLINKARM_Reset = [] { return -2; };
     forget();
     EXPECT_EQ(TESSIT_sys_reset(), ERR_JLINK_CALL_FAILED);
     EXPECT_THAT(calls(), ElementsAre("Halt()", "SetResetType(0x8)", "Reset()"));
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll Reset returned error -2.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll Reset returned error -2.");
 }
 
 TEST_F(TargetTest, GoAndStepLookAtTheRunStateAndRunSetsPcThenSp)
@@ -222,7 +222,7 @@ TEST_F(TargetTest, GoAndStepLookAtTheRunStateAndRunSetsPcThenSp)
     EXPECT_EQ(TESSIT_go(), RESULT_OK);
     EXPECT_THAT(calls(), ElementsAre("IsHalted()"));
     EXPECT_EQ(TESSIT_step(), ERR_WRONG_STATE);
-    EXPECT_EQ(log_messages().back(), "Cannot call step when the device is not halted.");
+    EXPECT_EQ(last_of(log_messages()), "Cannot call step when the device is not halted.");
     jlink.is_halted = true;
     forget();
     EXPECT_EQ(TESSIT_run(0, 0x20000000), RESULT_OK);
@@ -245,7 +245,7 @@ TEST_F(TargetTest, CpuRegistersAreCheckedByValueAndFailOnlyWith1)
     EXPECT_EQ(TESSIT_write_cpu_register(R0, 5), RESULT_OK);
     jlink.JLINKARM_WriteReg = [](auto, auto) { return std::uint8_t{1}; };
     EXPECT_EQ(TESSIT_write_cpu_register(R0, 5), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(log_messages().back(), "JLinkARM.dll WriteReg returned error 1.");
+    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll WriteReg returned error 1.");
 }
 
 TEST_F(TargetTest, TheDebugResetTakesTheWayThatTheConnectionAllows)

@@ -1,0 +1,1 @@
+// Nothing but the place where the headers that every test includes are precompiled.
