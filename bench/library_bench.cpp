@@ -20,7 +20,7 @@ struct BareFunctions
     JLINK_FUNCTIONS(BARE_ENTRY)
 #undef BARE_ENTRY
 
-    BareFunctions()
+    BareFunctions() noexcept
     {
         const base::Module library = base::load_module(NULL_JLINK);
 #define BARE_BIND(result, name, parameters)                                                                            \
@@ -30,11 +30,7 @@ struct BareFunctions
     }
 };
 
-const BareFunctions& bare()
-{
-    static const BareFunctions functions;
-    return functions;
-}
+const BareFunctions bare;
 
 std::size_t logged_characters = 0;
 
@@ -45,15 +41,15 @@ void TESSIT_CALL count_characters(const char* line)
     }
 }
 
-/// The guards of an export on a connected device.
+// The guards of an export on a connected device.
 void bare_guards()
 {
-    bare().JLINKARM_IsOpen();
-    bare().JLINKARM_HasError();
-    bare().JLINKARM_IsConnected();
-    bare().JLINKARM_HasError();
-    bare().JLINKARM_Halt();
-    bare().JLINKARM_HasError();
+    bare.JLINKARM_IsOpen();
+    bare.JLINKARM_HasError();
+    bare.JLINKARM_IsConnected();
+    bare.JLINKARM_HasError();
+    bare.JLINKARM_Halt();
+    bare.JLINKARM_HasError();
 }
 
 void bare_read_u32(std::uint32_t address, std::uint32_t* data)
@@ -61,16 +57,16 @@ void bare_read_u32(std::uint32_t address, std::uint32_t* data)
     std::array<char, 500> error_text;
     error_text.front() = '\0';
     std::uint8_t status = 0;
-    bare().JLINKARM_ExecCommand("InvalidateCache", error_text.data(), error_text.size());
-    bare().JLINKARM_HasError();
-    bare().JLINKARM_ReadMemU32(address, 1, data, &status);
-    bare().JLINKARM_HasError();
+    bare.JLINKARM_ExecCommand("InvalidateCache", error_text.data(), error_text.size());
+    bare.JLINKARM_HasError();
+    bare.JLINKARM_ReadMemU32(address, 1, data, &status);
+    bare.JLINKARM_HasError();
 }
 
 void bare_write_u32(std::uint32_t address, std::uint32_t data)
 {
-    bare().JLINKARM_WriteU32(address, data);
-    bare().JLINKARM_HasError();
+    bare.JLINKARM_WriteU32(address, data);
+    bare.JLINKARM_HasError();
 }
 
 void read_u32_bare(benchmark::State& state)
@@ -102,8 +98,8 @@ void write_4kib_bare(benchmark::State& state)
 {
     for ([[maybe_unused]] auto _ : state) {
         bare_guards();
-        bare().JLINKARM_WriteMem(0x20000000, block.size(), block.data());
-        bare().JLINKARM_HasError();
+        bare.JLINKARM_WriteMem(0x20000000, block.size(), block.data());
+        bare.JLINKARM_HasError();
     }
 }
 BENCHMARK(write_4kib_bare);
@@ -127,8 +123,8 @@ void write_4kib_flash_bare(benchmark::State& state)
         bare_guards();
         bare_write_u32(configuration, 1);
         bare_read_u32(ready, &word);
-        bare().JLINKARM_WriteMem(0, block.size(), block.data());
-        bare().JLINKARM_HasError();
+        bare.JLINKARM_WriteMem(0, block.size(), block.data());
+        bare.JLINKARM_HasError();
         bare_read_u32(ready, &word);
         bare_write_u32(configuration, 0);
         bare_read_u32(ready, &word);

@@ -40,7 +40,7 @@ double limit_seconds(std::uint32_t speed_khz)
     return words * word_write_seconds + 2 * one_way;
 }
 
-/// Seconds of modelled time that programming took.
+// Seconds of modelled time that programming took.
 double program(const Simulation& simulation, std::uint32_t speed_khz)
 {
     simulation.open_bench("version = \"BIRCH_M1_VA_REV2\"");

@@ -22,7 +22,7 @@ constexpr double step_bytes = 4096;
 constexpr double steps = bytes / step_bytes;
 constexpr double pages_per_step = step_bytes / 256;
 
-/// A page program of the flash, and the peripheral's clock at its highest, as the simulation models them.
+// A page program of the flash, and the peripheral's clock at its highest, as the simulation models them.
 constexpr double page_program_seconds = bench::seconds(jlinksim::timing::serial_flash_page_program_ns);
 constexpr double qspi_hertz = jlinksim::timing::qspi_clock_hertz;
 
@@ -56,28 +56,28 @@ void require(result_code_t code)
     bench::require(code == RESULT_OK, fmt::format("go on: result {}", static_cast<int>(code)));
 }
 
-/// A block of so many bytes through the probe.
+// A block of so many bytes through the probe.
 double access_seconds(std::uint32_t speed_khz, double block_bytes)
 {
     const double transfers = block_bytes / 4 + static_cast<int>(block_bytes / 1024) + bench::swd_words_around_block;
     return bench::usb_round_trip_seconds + transfers * bench::swd_clocks_per_word / (speed_khz * 1e3);
 }
 
-/// Five register writes, at least one look at the ready event, and the bytes: what a step cannot do without.
+// Five register writes, at least one look at the ready event, and the bytes: what a step cannot do without.
 double accesses_of_step(std::uint32_t speed_khz, double ready_after_seconds)
 {
     const double word = access_seconds(speed_khz, 4);
     return 5 * word + std::max(word, ready_after_seconds) + access_seconds(speed_khz, step_bytes);
 }
 
-/// The bits of a page on four lines, its instructions on one.
+// The bits of a page on four lines, its instructions on one.
 double page_on_lines()
 {
     constexpr double clocks = 8 + 8 + 24 / 4.0 + 256 * 8 / 4.0;
     return clocks / qspi_hertz;
 }
 
-/// From the start of a write to its ready event. The last page is programmed while the next step begins.
+// From the start of a write to its ready event. The last page is programmed while the next step begins.
 double write_seconds()
 {
     return pages_per_step * page_on_lines() + (pages_per_step - 1) * page_program_seconds;

@@ -21,13 +21,13 @@ constexpr std::uint32_t log_channel = 0;
 constexpr std::uint32_t counter_channel = 1;
 constexpr std::uint32_t echo_channel = 0; // down
 
-/// A poll reads the firmware's control block: its header and the descriptors of three rings, 24 bytes each.
+// A poll reads the firmware's control block: its header and the descriptors of three rings, 24 bytes each.
 constexpr double control_block_words = 24;
 
 enum class Traffic
 {
-    stream, ///< the counter channel as fast as it comes
-    echo,   ///< down to the firmware and up again
+    stream, // the counter channel as fast as it comes
+    echo,   // down to the firmware and up again
 };
 
 struct Case
@@ -36,9 +36,9 @@ struct Case
     const char* firmware;
     Traffic traffic;
     std::uint32_t
-        bytes_per_poll; ///< what the smallest ring of the way holds: whole words of the counter, else size - 1
+        bytes_per_poll; // what the smallest ring of the way holds: whole words of the counter, else size - 1
     std::uint32_t speed_khz;
-    std::uint32_t bytes; ///< to measure
+    std::uint32_t bytes; // to measure
 };
 
 constexpr std::array cases{
@@ -57,7 +57,7 @@ double ways(const Case& each)
     return each.traffic == Traffic::echo ? 2 : 1;
 }
 
-/// A poll moves no more than the ring holds, and lasts the poll period, or longer when this takes longer on the wire.
+// A poll moves no more than the ring holds, and lasts the poll period, or longer when this takes longer on the wire.
 double limit(const Case& each, double words)
 {
     const double wire_seconds = words * bench::swd_clocks_per_word / (each.speed_khz * 1e3);
@@ -69,8 +69,8 @@ double words_of_data(const Case& each)
     return ways(each) * each.bytes_per_poll / 4.0;
 }
 
-/// What a poll cannot do without: the control block, the data of each way, and the offset that tells the firmware of
-/// it.
+// What a poll cannot do without: the control block, the data of each way, and the offset that tells the firmware of
+// it.
 double words_of_poll(const Case& each)
 {
     const double accesses = 1 + 2 * ways(each);
@@ -111,7 +111,7 @@ void wait_for_control_block()
     }
 }
 
-/// Bytes per second of modelled time.
+// Bytes per second of modelled time.
 double measure(const Case& each, const Simulation& simulation)
 {
     // So much that the J-Link library's buffers, that of the channel which nobody reads included, are full when the

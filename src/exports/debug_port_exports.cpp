@@ -13,7 +13,7 @@ result_code_t require_aligned(const Export& op, std::uint8_t reg_addr)
     return op.require(reg_addr % 4 == 0, "Invalid reg_addr provided. Must be 32 bits aligned.");
 }
 
-/// Raw accesses would get in the way of the J-Link library's own while it is connected to the core.
+// Raw accesses would get in the way of the J-Link library's own while it is connected to the core.
 result_code_t require_no_device_connection()
 {
     bool connected = false;

@@ -11,7 +11,7 @@ using namespace tessit;
 
 namespace {
 
-/// Words whose read shows that memory answers again after an erase; their values do not matter.
+// Words whose read shows that memory answers again after an erase; their values do not matter.
 constexpr std::uint32_t first_flash_word = 0x00000000;
 constexpr std::uint32_t last_ficr_word = 0x10000FFC;
 

@@ -11,7 +11,7 @@ using namespace tessit;
 
 namespace {
 
-/// Log why the library does not open (after which the caller hears no more of it) and return the code.
+// Log why the library does not open (after which the caller hears no more of it) and return the code.
 result_code_t refuse_to_open(const char* message, result_code_t code)
 {
     log_message(message);
@@ -37,7 +37,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_open_dll(const char* jlink_path, log
                                                      chip_family_t family)
 {
     constexpr auto load_failure = "Dll failed to load from the path provided.";
-    // Before any check, so that also a refusal reaches the callback of this call.
+    // Before any check, so that a refusal, too, reaches the callback of this call.
     logger.buffer().attach_log_callback(TESSIT_LOG_PREFIX, log_cb);
     Export op{"open_dll"};
     RETURN_IF_FAILED(op.refuse_when(session.dll_opened, "open_dll has already been called"));

@@ -13,7 +13,7 @@ bool is_valid_speed(std::uint32_t swd_speed_khz)
     return swd_speed_khz >= 125 && swd_speed_khz <= 50000;
 }
 
-/// What both connect exports check before a session is opened.
+// What both connect exports check before a session is opened.
 result_code_t require_connectable(const Export& op, std::uint32_t swd_speed_khz)
 {
     RETURN_IF_FAILED(op.require(is_valid_speed(swd_speed_khz), "Invalid SWD speed requested."));

@@ -33,7 +33,7 @@ result_code_t require_settable_protection(const Export& op, readback_protection_
                       "readback_protection_status_t.");
 }
 
-/// Wait until no erase-all is in progress, or until the polls are used up. A failed read counts as still busy.
+// Wait until no erase-all is in progress, or until the polls are used up. A failed read counts as still busy.
 void wait_for_ctrl_ap_erase()
 {
     for (int poll = 0; poll < erase_polls; ++poll) {
@@ -46,8 +46,8 @@ void wait_for_ctrl_ap_erase()
     }
 }
 
-/// One erase-all through the CTRL-AP and the reset that makes it count. The reset is made also when the erase did not
-/// report its end in time.
+// One erase-all through the CTRL-AP and the reset that makes it count. The reset follows even when the erase did not
+// report its end in time.
 result_code_t erase_all_through_ctrl_ap()
 {
     RETURN_IF_FAILED(write_access_port_register(ctrl_ap::index, ctrl_ap::erase_all, 1));
@@ -60,7 +60,7 @@ result_code_t erase_all_through_ctrl_ap()
     return RESULT_OK;
 }
 
-/// Whatever the outcome, the connection that follows is the judge.
+// Whatever the outcome, the connection that follows is the judge.
 void lift_protection_through_ctrl_ap()
 {
     for (int attempt = 0; attempt < erase_attempts; ++attempt) {
@@ -74,7 +74,7 @@ void lift_protection_through_ctrl_ap()
     }
 }
 
-/// Connect to the device, after lifting its protection where it has one.
+// Connect to the device, after lifting its protection where it has one.
 result_code_t reach_device()
 {
     readback_protection_status_t status = NONE;
@@ -85,7 +85,7 @@ result_code_t reach_device()
     return connect_to_device();
 }
 
-/// Bring the connected chip to its blank state.
+// Bring the connected chip to its blank state.
 result_code_t clean_up_device()
 {
     RETURN_IF_FAILED(halt());

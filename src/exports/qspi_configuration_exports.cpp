@@ -21,7 +21,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_qspi_init(std::uint8_t retain_ram, c
     RETURN_IF_FAILED(require_qspi_on_device());
     RETURN_IF_FAILED(halt());
     RETURN_IF_FAILED(power_ram_all());
-    session.qspi_ram_backup_held = false; // one of an init that failed is of no use any more
+    session.qspi_ram_backup_held = false; // the backup of an init that failed is of no use
     if (retain_ram != 0) {
         RETURN_IF_FAILED(back_up_staging_areas());
     }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t last_24bit_addr = 0xFFFFFF;
 
-/// The peripheral is initialized, and the device connection that it was initialized on is still there.
+// The peripheral is initialized, and the device connection that it was initialized on is still there.
 result_code_t require_qspi(const Export& op)
 {
     RETURN_IF_FAILED(op.refuse_when(!session.qspi_initialized, "qspi_init has not been called"));

@@ -8,7 +8,7 @@ using namespace tessit;
 
 namespace {
 
-/// RTT runs, and the device connection that it was started on is still there.
+// RTT runs, and the device connection that it was started on is still there.
 result_code_t require_rtt(const Export& op)
 {
     RETURN_IF_FAILED(op.refuse_when(!session.rtt_started, "rtt_start has not been called"));

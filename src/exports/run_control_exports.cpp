@@ -16,7 +16,7 @@ namespace {
 constexpr std::int32_t jtag_interface = 0;
 constexpr std::chrono::milliseconds reset_pulse{20};
 
-/// Drive the target's reset line low for the length of a pulse. Nothing here can fail.
+// Drive the target's reset line low for the length of a pulse. Nothing here can fail.
 void pulse_reset_line()
 {
     // The line is driven in the J-Link library's first interface, whichever one is in use.

@@ -19,7 +19,7 @@ struct QspiKeptSettings
 };
 
 /// Bounds of the waits for the QSPI peripheral and the flash behind it: generous, because a big flash takes minutes to
-/// erase, and there only so that a dead one ends.
+/// erase, and there only so that the wait for a dead one ends.
 struct QspiBounds
 {
     std::chrono::milliseconds ready_event{10'000};
@@ -58,7 +58,7 @@ struct Session
 
     /// The QSPI peripheral is configured. Set by TESSIT_qspi_init; cleared by TESSIT_qspi_uninit, and by nothing else.
     bool qspi_initialized = false;
-    /// The two backups below are whole. Set by TESSIT_qspi_init; cleared at its begin and by TESSIT_qspi_uninit.
+    /// The two backups below are whole. Set by TESSIT_qspi_init; cleared at its start and by TESSIT_qspi_uninit.
     bool qspi_ram_backup_held = false;
     RamBackup qspi_read_staging_backup{};
     RamBackup qspi_write_staging_backup{};

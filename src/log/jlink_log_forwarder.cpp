@@ -15,7 +15,7 @@ bool is_blank(std::string_view text)
     return std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isspace(c) != 0; });
 }
 
-/// "T", the thread's number in hexadecimal, and a time: "T1A2B 000:012".
+// "T", the thread's number in hexadecimal, and a time: "T1A2B 000:012".
 bool is_trace_line(const char* text)
 {
     unsigned thread = 0;

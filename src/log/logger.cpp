@@ -67,7 +67,7 @@ void LogBuffer::deliver_and_start_over(std::size_t length)
     setp(text_buffer_.data(), epptr());
 }
 
-/// A line for which there is no memory is lost; the operation that it tells of goes on.
+// A line for which there is no memory is lost; the operation that it tells of goes on.
 void LogBuffer::deliver(std::string_view text) const
 {
     std::string line;

@@ -104,7 +104,7 @@ private:
     FunctionTag* older_ = nullptr;       // the next one on the stack
 };
 
-// Every operation runs the following, so they are here for the compiler to put in place.
+// Every operation runs these, so they are here for the compiler to inline.
 
 inline void LogBuffer::push_tag(FunctionTag& tag)
 {

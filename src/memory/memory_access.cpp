@@ -31,7 +31,7 @@ result_code_t write_block(std::uint32_t addr, const std::uint8_t* buffer, std::u
     return result < 0 ? jlink_failure("WriteMem", result) : RESULT_OK;
 }
 
-/// Write 1 to 3 bytes by rewriting the word that they begin.
+// Write 1 to 3 bytes by rewriting the word that they begin.
 result_code_t write_tail(std::uint32_t addr, const std::uint8_t* tail, std::uint32_t length)
 {
     std::array<std::uint8_t, word_size> word{};

@@ -19,10 +19,10 @@ namespace {
 constexpr std::uint32_t usb_host_interface = 1;
 constexpr std::int32_t swd_interface = 1;
 constexpr std::uint16_t minimum_supply_millivolts = 1500;
-/// Debug Exception and Monitor Control Register of the core.
+// Debug Exception and Monitor Control Register of the core.
 constexpr std::uint32_t demcr = 0xE000EDFC;
 
-/// Sent at every connection, in this order.
+// Sent at every connection, in this order.
 constexpr std::array session_commands{
     // One device profile stands for the whole family.
     "Device = BIRCH_M1_VA",
@@ -34,7 +34,7 @@ constexpr std::array session_commands{
     "ExcludeFlashCacheRange 0x0-0xFFFFFFFF",
 };
 
-/// The steps that follow a successful opening; whoever calls this closes the session when one fails.
+// The steps that follow a successful opening; whoever calls this closes the session when one fails.
 result_code_t set_up_session(std::uint32_t swd_speed_khz)
 {
     JLinkHardwareStatus status{};

@@ -15,7 +15,7 @@ namespace {
 
 using Config = qspi_init_config_t;
 
-/// A field with a closed set of codes.
+// A field with a closed set of codes.
 struct CodedField
 {
     const char* name;
@@ -43,7 +43,7 @@ constexpr std::array coded_fields{
 constexpr CodedField page_program_size_field{"PPSize", "qspi_page_program_size_t",
                                              [](const Config& c) { return c.PPSize <= PP_SIZE_CODE_1; }};
 
-/// A line of the interface, in the order in which pins are checked and configured.
+// A line of the interface, in the order in which pins are checked and configured.
 struct Line
 {
     const char* name;
@@ -63,7 +63,7 @@ constexpr std::array lines{
 
 constexpr std::array<std::uint32_t, 2> pins_of_port{32, 16};
 
-/// `field` is its name in two parts.
+// `field` is its name in two parts.
 template <class... Why>
 result_code_t require_field(bool holds, std::array<const char*, 2> field, const Why&... why)
 {

@@ -18,12 +18,12 @@
 namespace tessit {
 namespace {
 
-/// The opcode and the two data registers; longer instructions are long frames.
+// The opcode and the two data registers; longer instructions are long frames.
 constexpr std::uint32_t longest_short_frame = 9;
-/// Data bytes that one step moves.
+// Data bytes that one step moves.
 constexpr std::uint64_t step_size = 8;
 
-/// Data of an instruction on the host, in whole steps; none when it could not be allocated.
+// Data of an instruction on the host, in whole steps; none when it could not be allocated.
 using StepBuffer = std::unique_ptr<std::uint8_t[]>;
 
 StepBuffer allocate_steps(std::uint64_t data_length)
@@ -36,7 +36,7 @@ StepBuffer allocate_steps(std::uint64_t data_length)
     return StepBuffer{new (std::nothrow) std::uint8_t[static_cast<std::size_t>(size)]()};
 }
 
-/// Receive one of the data registers, least significant byte first.
+// Receive one of the data registers, least significant byte first.
 result_code_t receive_word(std::uint32_t data_register, std::uint8_t* bytes)
 {
     std::uint32_t word = 0;
@@ -53,7 +53,7 @@ std::uint32_t configuration(std::uint8_t instruction_code, std::uint32_t length_
            (long_frame ? qspi_registers::custom_long_frame : 0);
 }
 
-/// One step: eight bytes out, and eight bytes in when `received` is given.
+// One step: eight bytes out, and eight bytes in when `received` is given.
 result_code_t exchange_step(std::uint32_t step_configuration, const std::uint8_t* sent, std::uint8_t* received)
 {
     RETURN_IF_FAILED(write_register(qspi_registers::custom_data_0, little_endian::load_u32({sent, 4})));

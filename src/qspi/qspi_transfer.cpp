@@ -16,12 +16,12 @@ namespace {
 constexpr std::uint32_t word_size = 4;
 constexpr std::uint8_t erased = 0xFF;
 
-/// Instructions of the serial flash.
+// Instructions of the serial flash.
 constexpr std::uint8_t write_enable_instruction = 0x06;
 constexpr std::uint8_t read_status_instruction = 0x05;
 constexpr std::uint8_t erase_32kb_instruction = 0x52;
 
-/// A request cut at its word boundaries: bytes before the first one, whole words, bytes after the last one.
+// A request cut at its word boundaries: bytes before the first one, whole words, bytes after the last one.
 struct Pieces
 {
     std::uint32_t head;
@@ -29,7 +29,7 @@ struct Pieces
     std::uint32_t tail;
 };
 
-/// A request inside one word is all head, or all tail when it begins at the word.
+// A request inside one word is all head, or all tail when it begins at the word.
 Pieces cut_at_words(std::uint32_t addr, std::uint32_t length)
 {
     const std::uint32_t before = addr % word_size;
@@ -45,7 +45,7 @@ result_code_t start_task(std::uint32_t task)
     return qspi_wait_for_ready();
 }
 
-/// Flash to the read staging area; `count` is at most a staging area.
+// Flash to the read staging area; `count` is at most a staging area.
 result_code_t stage_read(std::uint32_t source, std::uint32_t count)
 {
     RETURN_IF_FAILED(write_register(qspi_registers::read_destination, qspi_registers::read_staging));
@@ -54,14 +54,14 @@ result_code_t stage_read(std::uint32_t source, std::uint32_t count)
     return start_task(qspi_registers::read_start_task);
 }
 
-/// `length` bytes of the word at `word_addr`, from its byte `first` on.
+// `length` bytes of the word at `word_addr`, from its byte `first` on.
 result_code_t read_from_word(std::uint32_t word_addr, std::uint32_t first, std::uint8_t* data, std::uint32_t length)
 {
     RETURN_IF_FAILED(stage_read(word_addr, word_size));
     return read(qspi_registers::read_staging + first, data, length);
 }
 
-/// Host bytes to the flash through the write staging area; `count` is at most a staging area.
+// Host bytes to the flash through the write staging area; `count` is at most a staging area.
 result_code_t staged_write(std::uint32_t destination, const std::uint8_t* data, std::uint32_t count)
 {
     RETURN_IF_FAILED(write_register(qspi_registers::write_source, qspi_registers::write_staging));
@@ -80,7 +80,7 @@ result_code_t write_into_word(std::uint32_t word_addr, std::uint32_t first, cons
     return staged_write(word_addr, word.data(), word_size);
 }
 
-/// The peripheral has no task for this length, so the flash is told itself.
+// The peripheral has no task for this length, so the flash is told itself.
 result_code_t erase_32kb(std::uint32_t addr)
 {
     RETURN_IF_FAILED(qspi_custom(write_enable_instruction, 1, nullptr, nullptr));

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t blocks = 9;
 
-/// RAM power registers of the POWER block, one group for each RAM block.
+// RAM power registers of the POWER block, one group for each RAM block.
 constexpr std::uint32_t power_register(std::uint32_t block)
 {
     return 0x40000900 + 0x10 * block;

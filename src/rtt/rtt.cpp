@@ -15,7 +15,7 @@
 namespace tessit {
 namespace {
 
-/// Commands of JLINK_RTTERMINAL_Control.
+// Commands of JLINK_RTTERMINAL_Control.
 enum class RttCommand : std::uint32_t
 {
     start = 0,              // a start record, or null to search for the control block
@@ -24,16 +24,16 @@ enum class RttCommand : std::uint32_t
     channel_count = 3,      // a direction word; the result is the count
 };
 
-/// Result of RttCommand::channel_count while the J-Link library has not found the control block.
+// Result of RttCommand::channel_count while the J-Link library has not found the control block.
 constexpr std::int32_t control_block_not_found = -2;
 
-/// Records are handed over as pointers to words.
+// Records are handed over as pointers to words.
 constexpr std::size_t record_alignment = alignof(std::uint32_t);
 
-/// A start record: the control block's address and three words of zero. A stop record: a one and zeros.
+// A start record: the control block's address and three words of zero. A stop record: a one and zeros.
 using ControlRecord = std::array<std::uint8_t, 16>;
 
-/// A channel descriptor record, and the offsets of its fields.
+// A channel descriptor record, and the offsets of its fields.
 using ChannelDescriptor = std::array<std::uint8_t, 48>;
 constexpr std::size_t descriptor_channel = 0;
 constexpr std::size_t descriptor_direction = 4;

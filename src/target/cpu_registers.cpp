@@ -8,7 +8,7 @@
 namespace tessit {
 namespace {
 
-/// The J-Link library's index of each register, by its cpu_register_t value.
+// The J-Link library's index of each register, by its cpu_register_t value.
 constexpr std::array<std::uint32_t, 19> jlink_indexes{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18};
 
 std::uint32_t jlink_index(cpu_register_t name)

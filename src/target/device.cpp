@@ -17,8 +17,8 @@
 namespace tessit {
 namespace {
 
-/// A CTRL-AP register's value is believed when four reads in a row agree; a chip that starts up or resets can answer
-/// anything in between.
+// A CTRL-AP register's value is believed when four reads in a row agree; a chip that starts up or resets can answer
+// anything in between.
 result_code_t read_agreed_ctrl_ap_register(std::uint8_t reg_addr, std::uint32_t* value)
 {
     constexpr int rounds = 10;

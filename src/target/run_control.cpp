@@ -11,7 +11,7 @@
 namespace tessit {
 namespace {
 
-/// The J-Link library's reset strategy for the family: reset the core and its peripherals only.
+// The J-Link library's reset strategy for the family: reset the core and its peripherals only.
 constexpr std::int32_t reset_type = 8;
 
 } // namespace
