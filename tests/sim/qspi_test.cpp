@@ -320,6 +320,9 @@ TEST(SimulatedQspi, sendsLongFramesStepByStep)
     EXPECT_TRUE(std::ranges::equal(second, std::span{bytes}.subspan(5, 4)));
     write_word(custom, 0x103 | frame_end); // no task: the ready event need not be cleared for it
     EXPECT_EQ(instruct(0x9F, {0}).front(), 0x5A) << "a frame of its own again";
+    instruct(0x03, {0, 0, 0, 0}, long_frame);
+    EXPECT_EQ(instruct(0x03, {0, 0}, frame_end).back(), bytes[2]) << "a step that ends its frame";
+    EXPECT_EQ(instruct(0x9F, {0}).front(), 0x5A);
     EXPECT_THAT(bench.take_records(), IsEmpty());
 
     const auto leave_open = [] { instruct(0x03, {0, 0, 0, 0}, long_frame); };

@@ -123,6 +123,9 @@ constexpr auto unaligned_addr = "Invalid addr provided, it must be word aligned.
 constexpr auto unaligned_register = "Invalid reg_addr provided. Must be 32 bits aligned.";
 constexpr auto null_data = "Invalid data pointer provided.";
 constexpr auto null_buffer = "Invalid buffer pointer provided.";
+constexpr auto no_region_protection = "Invalid desired_protection parameter provided. REGION_0 or BOTH is not a valid protection level for this device.";
+constexpr auto no_erase_length = "Invalid length provided. The value received cannot be encoded in a qspi_erase_len_t.";
+constexpr auto beyond_24_bits = "Invalid addr provided, QSPI is configured for 24-bit addresses but addr provided does not fit in 24 bits.";
 
 /// Where several arguments are wrong, the message is that of the first check.
 const std::vector<BadArgument> bad_arguments{
@@ -141,6 +144,10 @@ const std::vector<BadArgument> bad_arguments{
     {"is_connected_to_device", [] { return TESSIT_is_connected_to_device(nullptr); }, "Invalid is_emu_connected_to_device pointer provided."},
     {"readback_status", [] { return TESSIT_readback_status(nullptr); }, "Invalid status pointer provided."},
     {"read_device_version", [] { return TESSIT_read_device_version(nullptr); }, "Invalid version pointer provided."},
+    {"readback_protect", [] { return TESSIT_readback_protect(NONE); }, "Invalid desired_protection parameter provided. NONE does not give a meaningful operation."},
+    {"readback_protect", [] { return TESSIT_readback_protect(REGION_0); }, no_region_protection},
+    {"readback_protect", [] { return TESSIT_readback_protect(BOTH); }, no_region_protection},
+    {"readback_protect", [] { return TESSIT_readback_protect(static_cast<readback_protection_status_t>(4)); }, "Invalid desired_protection parameter provided. The value received cannot be encoded in a readback_protection_status_t."},
     {"read_region_0_size_and_source", [] { return TESSIT_read_region_0_size_and_source(nullptr, nullptr); }, "Invalid size pointer provided."},
     {"read_region_0_size_and_source", [] { return TESSIT_read_region_0_size_and_source(&word, nullptr); }, "Invalid source pointer provided."},
     {"is_halted", [] { return TESSIT_is_halted(nullptr); }, "Invalid is_device_halted pointer provided."},
@@ -190,7 +197,13 @@ const std::vector<BadArgument> bad_arguments{
     {"qspi_read", [] { return TESSIT_qspi_read(0, nullptr, 0); }, null_data},
     {"qspi_read", [] { return TESSIT_qspi_read(0, bytes, 0); }, "Invalid data_len provided, it cannot be 0."},
     {"qspi_write", [] { return TESSIT_qspi_write(0, nullptr, 0); }, null_data},
-    {"qspi_write", [] { return TESSIT_qspi_write(0x1000000, bytes, 1); }, "Invalid addr provided, QSPI is configured for 24-bit addresses but addr provided does not fit in 24 bits."},
+    {"qspi_write", [] { return TESSIT_qspi_write(0x1000000, bytes, 1); }, beyond_24_bits},
+    {"qspi_erase", [] { return TESSIT_qspi_erase(0, static_cast<qspi_erase_len_t>(4)); }, no_erase_length},
+    {"qspi_erase", [] { return TESSIT_qspi_erase(0, static_cast<qspi_erase_len_t>(-1)); }, no_erase_length},
+    {"qspi_erase", [] { return TESSIT_qspi_erase(0x1000001, ERASE4KB); }, beyond_24_bits},
+    {"qspi_erase", [] { return TESSIT_qspi_erase(0x800, ERASE4KB); }, "Invalid length provided. The value received is not aligned to ERASE4KB erase length."},
+    {"qspi_erase", [] { return TESSIT_qspi_erase(0x8000, ERASE64KB); }, "Invalid length provided. The value received is not aligned to ERASE64KB erase length."},
+    {"qspi_erase", [] { return TESSIT_qspi_erase(0x9000, ERASE32KB); }, "Invalid length provided. The value received is not aligned to ERASE32KB erase length."},
     {"qspi_custom", [] { return TESSIT_qspi_custom(0, 0, nullptr, nullptr); }, "Invalid instruction_length parameter provided."},
 };
 // clang-format on

@@ -36,18 +36,6 @@ TEST_F(ProbeTest, AConnectionIsSetUpInThisOrder)
     EXPECT_EQ(session.connected_emu_speed, 125u);
 }
 
-TEST_F(ProbeTest, TheSpeedIsCheckedBeforeAnythingElse)
-{
-    for (const std::uint32_t speed : {0u, 124u, 50001u, 0xFFFFFFFFu}) {
-        forget();
-        EXPECT_EQ(TESSIT_connect_to_emu_without_snr(speed), ERR_BAD_ARGUMENT) << speed;
-    }
-    open();
-    EXPECT_EQ(TESSIT_connect_to_emu_with_snr(777, 124), ERR_BAD_ARGUMENT);
-    EXPECT_EQ(log_messages(), std::vector<std::string>{"Invalid SWD speed requested."});
-    EXPECT_EQ(TESSIT_connect_to_emu_without_snr(50000), RESULT_OK);
-}
-
 TEST_F(ProbeTest, AFailedConnectionSaysWhyAndLeavesNoSession)
 {
     struct Failure
@@ -127,7 +115,7 @@ TEST_F(ProbeTest, OnlyResult1OfTheHardwareStatusAndASupplyBelow1500AreFailures)
         status->target_millivolts = 1500;
         return -1;
     };
-    EXPECT_EQ(TESSIT_connect_to_emu_without_snr(4000), RESULT_OK);
+    EXPECT_EQ(TESSIT_connect_to_emu_without_snr(50000), RESULT_OK);
 }
 
 TEST_F(ProbeTest, ASecondConnectionIsRefusedAndChangesNothing)
@@ -225,7 +213,7 @@ TEST_F(ProbeTest, AFailingPowerDownIsLoggedTwiceAndIgnoredAFailingDemcrWriteStop
     EXPECT_TRUE(jlink.is_open);
 }
 
-TEST_F(ProbeTest, TheFirmwareTextTakesAnySizeUpTo31Bits)
+TEST_F(ProbeTest, TheFirmwareTextTakesAnySize)
 {
     open_probe();
     char text[16] = "";
@@ -233,8 +221,6 @@ TEST_F(ProbeTest, TheFirmwareTextTakesAnySizeUpTo31Bits)
     EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, sizeof text), RESULT_OK);
     EXPECT_STREQ(text, "probe");
     EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, 0), RESULT_OK);
-    EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, 0x80000000), ERR_BAD_ARGUMENT);
-    EXPECT_THAT(log_messages(), ElementsAre("Invalid buffer_size provided."));
 }
 
 } // namespace

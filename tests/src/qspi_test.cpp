@@ -286,28 +286,9 @@ TEST_F(QspiTest, ARequestInsideOneWordTouchesOnlyItsOwnBytes)
     }
 }
 
-TEST_F(QspiTest, ErasesAreCheckedAndThenWaitForTheFlash)
+TEST_F(QspiTest, ErasesWaitForTheFlash)
 {
     init();
-    struct Refusal
-    {
-        std::uint32_t addr;
-        std::int32_t length;
-        const char* message;
-    };
-    for (const Refusal& refusal :
-         {Refusal{0, 4, "Invalid length provided. The value received cannot be encoded in a qspi_erase_len_t."},
-          Refusal{0, -1, "Invalid length provided. The value received cannot be encoded in a qspi_erase_len_t."},
-          Refusal{0x1000001, 0,
-                  "Invalid addr provided, QSPI is configured for 24-bit addresses but addr provided does not fit in 24 "
-                  "bits."},
-          Refusal{0x800, 0, "Invalid length provided. The value received is not aligned to ERASE4KB erase length."},
-          Refusal{0x8000, 1, "Invalid length provided. The value received is not aligned to ERASE64KB erase length."},
-          Refusal{0x9000, 3,
-                  "Invalid length provided. The value received is not aligned to ERASE32KB erase length."}}) {
-        EXPECT_EQ(TESSIT_qspi_erase(refusal.addr, static_cast<qspi_erase_len_t>(refusal.length)), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(last_of(log_messages()), refusal.message);
-    }
     const auto status =
         join({custom_step("0x0", "0x0", "0x205"), {"ReadMemU32(0x40029638, 0x1)", "ReadMemU32(0x4002963C, 0x1)"}});
     forget();
@@ -378,6 +359,13 @@ TEST_F(QspiTest, CustomInstructionsGoInStepsOfEightBytes)
                                                    {"WriteU32(0x40029634, 0x3019F)"}})));
     EXPECT_EQ(out[18], 0x13);
     EXPECT_EQ(out[19], 0xEE);
+    forget();
+    EXPECT_EQ(TESSIT_qspi_custom(0x9F, 17, in.data(), nullptr), RESULT_OK);
+    EXPECT_THAT(transfer(), ElementsAreArray(join({identification,
+                                                   custom_step("0x4030201", "0x8070605", "0x1099F"),
+                                                   custom_step("0xC0B0A09", "0x100F0E0D", "0x1099F"),
+                                                   {"WriteU32(0x40029634, 0x3019F)"}})))
+        << "no step without a byte";
 }
 
 TEST_F(QspiTest, LongFramesAreRefusedOnTheFirstEngineeringSample)

@@ -4,11 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <ostream>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace jlinksim {
@@ -95,20 +91,6 @@ public:
             value |= std::uint32_t{byte(address + i)} << (8U * i);
         }
         return value;
-    }
-
-    /// Into flash, and reset through its vector table.
-    void load(const std::string& name)
-    {
-        const std::string path = std::string{FIRMWARE_FOLDER} + "/" + name;
-        std::ifstream file{path, std::ios::binary};
-        const std::vector<char> image{std::istreambuf_iterator<char>{file}, {}};
-        if (image.empty() || image.size() > flash.size()) {
-            throw std::runtime_error{"cannot load " + path};
-        }
-        std::copy(image.begin(), image.end(), flash.begin());
-        cpu.code_changed(0, static_cast<std::uint32_t>(image.size()));
-        cpu.reset(word(0), word(4));
     }
 
     std::uint32_t pc() const { return cpu.read_register(cpu_register::pc); }
