@@ -15,16 +15,6 @@ struct Options
     std::uint32_t value = 0;
 };
 
-std::uint8_t parse_byte(const std::string& text, const char* what)
-{
-    const std::uint32_t value = parse_u32(text, what);
-    if (value > 0xFF) {
-        throw Failure{ExitCode::usage, fmt::format("the {} '{}' is larger than 0xff", what, text),
-                      "An access port has an index and register addresses of 8 bits each."};
-    }
-    return static_cast<std::uint8_t>(value);
-}
-
 std::uint8_t parse_register(const std::string& text)
 {
     const std::uint8_t address = parse_byte(text, "register address");

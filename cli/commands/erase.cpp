@@ -1,11 +1,13 @@
 #include "cli/commands/on_probes.h"
-#include "cli/session/memory_map.h"
+#include "cli/memory/chip.h"
+#include "cli/memory/eraser.h"
 #include "cli/terminal/progress.h"
 
 #include <chrono>
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
+#include <set>
 
 namespace tessit::cli {
 namespace {
@@ -25,88 +27,123 @@ struct Options
     }
 };
 
-void require_whole_pages(const Range& range, const FlashGeometry& geometry)
+void require_whole_pages(const Range& range, const MemoryTraits& flash)
 {
-    if (!geometry.flash().contains(range)) {
+    if (!flash.range.contains(range)) {
         throw Failure{ExitCode::usage,
                       fmt::format("the range {} is not within the flash {}; nothing was erased", format_range(range),
-                                  format_range(geometry.flash())),
+                                  format_range(flash.range)),
                       "`tessit erase --uicr` erases the UICR; nothing else can be erased."};
     }
-    const std::uint64_t page = geometry.page_size;
+    const std::uint64_t page = flash.unit_bytes;
     if (range.first % page != 0 || range.end() % page != 0) {
-        const std::uint32_t first = geometry.page_of(range.first);
-        const Range aligned{first, (range.end() + page - 1) / page * page - first};
+        const Range first = flash.unit(flash.unit_of(range.first));
+        const Range last = flash.unit(flash.unit_of(range.end() - 1));
         throw Failure{ExitCode::usage,
                       fmt::format("the range {} does not consist of whole pages of {}; nothing was erased",
                                   format_range(range), format_size(page)),
-                      fmt::format("The pages that it touches are --range {}.", format_range(aligned))};
+                      fmt::format("The pages that it touches are --range {}.",
+                                  format_range({first.first, last.end() - first.first}))};
     }
 }
 
-std::vector<std::uint32_t> pages_to_erase(const Options& options, const FlashGeometry& geometry)
+// Each page once, however many addresses within it were given.
+std::vector<Range> pages_to_erase(const Options& options, const MemoryTraits& flash)
 {
-    std::vector<std::uint32_t> pages;
+    std::set<std::uint32_t> pages;
     if (options.range) {
-        require_whole_pages(*options.range, geometry);
-        for (std::uint64_t page = options.range->first; page < options.range->end(); page += geometry.page_size) {
-            pages.push_back(static_cast<std::uint32_t>(page));
+        require_whole_pages(*options.range, flash);
+        for (std::uint64_t page = options.range->first; page < options.range->end(); page += flash.unit_bytes) {
+            pages.insert(static_cast<std::uint32_t>(page));
         }
     }
     for (const std::uint32_t address : options.pages) {
-        const std::uint32_t page = geometry.page_of(address);
-        require_whole_pages({page, geometry.page_size}, geometry);
-        pages.push_back(page);
+        const std::uint32_t page = address - address % flash.unit_bytes;
+        require_whole_pages({page, flash.unit_bytes}, flash);
+        pages.insert(page);
     }
-    return pages;
+    std::vector<Range> ranges;
+    std::ranges::transform(pages, std::back_inserter(ranges), [&flash](std::uint32_t page) {
+        return Range{page, flash.unit_bytes};
+    });
+    return ranges;
 }
 
-std::string erase_pages(const Target& target, const Options& options, const Console& console)
+struct Outcome
 {
-    const FlashGeometry geometry = target.flash_geometry();
-    const std::vector<std::uint32_t> pages = pages_to_erase(options, geometry);
-    Progress progress{console, "erase", pages.size(), "pages"};
-    std::size_t erased = 0;
-    for (const std::uint32_t page : pages) {
-        stop_if_interrupted(fmt::format("{} of {} pages are erased", erased, pages.size()));
-        target.session().check(TESSIT_erase_page(page), fmt::format("erase the page at {:#010x}", page));
-        progress.advance(1);
-        ++erased;
-    }
-    progress.finish();
-    return fmt::format("{} page{} of {}", pages.size(), pages.size() == 1 ? "" : "s", format_size(geometry.page_size));
+    std::string what;
+    std::vector<Range> ranges;
+    EraseResult result;
+};
+
+Outcome erase_pages(const Device& chip, const Options& options, const Console& console)
+{
+    const Memory& flash = chip.memories.front();
+    const std::vector<Range> pages = pages_to_erase(options, flash.traits);
+    const EraseResult result = erase_blocks(chip, flash, pages, true, console);
+    return {fmt::format("{} page{} of {}", pages.size(), pages.size() == 1 ? "" : "s",
+                        format_size(flash.traits.unit_bytes)),
+            pages, result};
 }
 
-std::string erase_whole(const Target& target, const Options& options)
+Outcome erase_uicr(const Device& chip, const Console& console)
 {
-    const Session& session = target.session();
-    if (options.uicr) {
-        session.check(TESSIT_erase_uicr(), "erase the UICR");
-        return "the UICR";
+    const Memory& uicr = chip.memories.back();
+    return {"the UICR", {uicr.traits.range}, erase_blocks(chip, uicr, {uicr.traits.range}, true, console)};
+}
+
+Outcome erase_chip(const Session& session, const Device& chip, bool mass, const Console& console)
+{
+    const auto mass_erase = [&session] { session.check(TESSIT_masserase(), "erase the chip"); };
+    std::vector<Range> ranges;
+    std::ranges::transform(chip.memories, std::back_inserter(ranges),
+                           [](const Memory& memory) { return memory.traits.range; });
+    return {"the whole flash and the UICR", ranges,
+            mass ? erase_everything(chip, mass_erase, console) : erase_everything(chip, chip.erase_all, console)};
+}
+
+Outcome erase_chosen(const Target& target, const Options& options, const Console& console)
+{
+    const Device chip = chip_device(target, console);
+    if (options.range || !options.pages.empty()) {
+        return erase_pages(chip, options, console);
     }
-    session.check(options.mass ? TESSIT_masserase() : TESSIT_erase_all(), "erase the chip");
-    return "the whole flash and the UICR";
+    return options.uicr ? erase_uicr(chip, console) : erase_chip(target.session(), chip, options.mass, console);
 }
 
 Report erase(const Target& target, const Options& options, const Console& console)
 {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
-    const bool by_page = options.range || !options.pages.empty();
-    const std::string what = by_page ? erase_pages(target, options, console) : erase_whole(target, options);
+    const Clock& clock = target.session().clock();
+    const Clock::Duration start = clock.now();
+    const auto [what, ranges, result] = erase_chosen(target, options, console);
+    const auto elapsed = clock.now() - start;
     const std::uint32_t serial = target.session().serial();
-    return {fmt::format("Erased {} on probe {} in {}; the CPU is halted.\n", what, serial,
-                        format_seconds(Clock::now() - start)),
-            {{"probe", serial}, {"erased", what}}};
+    Json erased = Json::list();
+    for (const Range& range : ranges) {
+        erased.push_back({{"address", range.first}, {"bytes", range.length}});
+    }
+    return {fmt::format("Erased {} on probe {} in {}, and found blank ({}){}; the CPU is halted.\n", what, serial,
+                        format_seconds(elapsed),
+                        result.proof == BlankProof::read ? "all of it read" : "samples of every page",
+                        result.protection_was_lifted ? " after the block protection was lifted" : ""),
+            {{"probe", serial},
+             {"erased", what},
+             {"ranges", std::move(erased)},
+             {"proof", name_of(result.proof)},
+             {"protection_lifted", result.protection_was_lifted},
+             {"seconds", std::chrono::duration<double>{elapsed}.count()}}};
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)
 {
-    if (options.count() != 1) {
-        throw Failure{
-            ExitCode::usage, "erase needs to be told what to erase",
-            "One of: --all (flash and UICR), --range A-B, --page ADDR, --uicr, --mass (flash and UICR through the "
-            "mass-erase register)."};
+    constexpr const char* choices =
+        "One of: --all (flash and UICR), --range A-B, --page ADDR, --uicr, --mass (flash and "
+        "UICR through the mass-erase register).";
+    if (options.count() == 0) {
+        throw Failure{ExitCode::usage, "erase needs to be told what to erase", choices};
+    }
+    if (options.count() > 1) {
+        throw Failure{ExitCode::usage, "erase takes one thing to erase at a time, and several are named", choices};
     }
     return run_on_probes(invocation, [&](Target& target) { return erase(target, options, invocation.console); });
 }

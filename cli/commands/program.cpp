@@ -1,6 +1,8 @@
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/firmware.h"
-#include "cli/flash/programmer.h"
+#include "cli/memory/chip.h"
+#include "cli/memory/programmer.h"
+#include "cli/session/memory_map.h"
 #include "cli/terminal/progress.h"
 
 #include <chrono>
@@ -13,32 +15,61 @@ namespace {
 struct Options
 {
     std::vector<std::string> files;
-    PlanOptions plan;
+    EraseMode erase = EraseMode::needed;
+    bool allow_protect = false;
     bool verify = true;
     bool reset = false;
 };
 
-using Clock = std::chrono::steady_clock;
-
 constexpr Choice<EraseMode> erase_modes[]{
-    {"pages", EraseMode::pages}, {"all", EraseMode::all}, {"none", EraseMode::none}};
+    {"pages", EraseMode::needed}, {"all", EraseMode::all}, {"none", EraseMode::none}};
 
-void reset_and_run(const Target& target)
+void require_protection_wanted(const Image& image, const Options& options)
 {
-    target.session().check(TESSIT_sys_reset(), "reset the chip");
-    target.go();
+    if (protects_chip(image) && !options.allow_protect) {
+        throw Failure{
+            ExitCode::failure,
+            fmt::format("the image would turn readback protection on (UICR word {:#010x}); nothing was erased",
+                        memory_map::uicr_approtect),
+            "Add --allow-protect if the chip shall be locked; only `tessit recover` unlocks it, and erases it."};
+    }
 }
 
-std::string describe_verification(const Options& options, const Plan& plan)
+// Protection takes effect at the reset, and then the CPU is nobody's to halt or to start: the chip is let go before, is
+// reset through its control access port, and must say that it is protected.
+void reset_and_lock(const Session& session)
 {
-    if (plan.pages.empty() && !plan.erases_all) {
-        return "equal already";
+    session.check(TESSIT_disconnect_from_device(), "let the chip go");
+    session.check(TESSIT_debug_reset(), "reset the chip");
+    readback_protection_status_t status = NONE;
+    session.check(TESSIT_readback_status(&status), "read the protection status");
+    if (status == NONE) {
+        throw Failure{ExitCode::failure, "the image turns readback protection on, but the chip does not report it",
+                      "Power the board off and on; `tessit info` shows whether it is protected then."};
     }
-    return options.verify ? "verified" : "not verified";
+}
+
+// What follows the programming, in words.
+std::string finish(const Target& target, const Options& options, bool is_protecting)
+{
+    const Session& session = target.session();
+    if (!options.reset) {
+        return fmt::format("The CPU is halted; `{}` starts the firmware{}.\n", session.command_line("reset"),
+                           is_protecting ? " and locks the chip" : "");
+    }
+    if (is_protecting) {
+        reset_and_lock(session);
+        return fmt::format("The chip was reset and runs. It is protected from now on; `{}` unlocks it and erases "
+                           "everything.\n",
+                           session.command_line("recover --yes"));
+    }
+    session.check(TESSIT_sys_reset(), "reset the chip");
+    target.go();
+    return "The chip was reset and runs.\n";
 }
 
 // Nothing of a time that is too short to tell a rate, as the simulation's is.
-std::string describe_time(std::uint64_t bytes, Clock::duration elapsed)
+std::string describe_time(std::uint64_t bytes, Clock::Duration elapsed)
 {
     const double seconds = std::chrono::duration<double>{elapsed}.count();
     constexpr double shortest = 0.1;
@@ -48,43 +79,67 @@ std::string describe_time(std::uint64_t bytes, Clock::duration elapsed)
     return fmt::format("; {} ({:.0f} KiB/s)", format_seconds(elapsed), static_cast<double>(bytes) / 1024 / seconds);
 }
 
-Report summarize(const Session& session, const Options& options, const Plan& plan, const ProgramResult& result,
-                 Clock::duration elapsed)
+// What changed is told only where all of it was looked at.
+std::string describe_changes(const Plan& plan)
 {
-    const std::string erased = plan.erases_all ? "the whole chip" : fmt::format("{} pages", plan.pages_to_erase());
-    std::string text = fmt::format("Programmed {} on probe {}: {} of {} pages changed, {} erased, {} written, {}{}.\n",
-                                   format_size(plan.image_bytes), session.serial(), plan.pages.size(),
-                                   plan.touched_pages, erased, format_size(result.written_bytes),
-                                   describe_verification(options, plan), describe_time(result.written_bytes, elapsed));
-    text += options.reset
-                ? "The chip was reset and runs.\n"
-                : fmt::format("The CPU is halted; `{}` starts the firmware.\n", session.command_line("reset"));
+    if (plan.changed_units) {
+        return fmt::format("{} of {} pages changed", *plan.changed_units, plan.touched_units);
+    }
+    return fmt::format("{} of {} pages written", plan.written_units, plan.touched_units);
+}
+
+std::string describe_erases(const Plan& plan)
+{
+    return plan.erases.everything ? "the whole chip" : fmt::format("{} pages", plan.erased_units);
+}
+
+Report summarize(const Session& session, const Options& options, const Plan& plan, const ProgramResult& result,
+                 Clock::Duration elapsed)
+{
+    const char* const verification = plan.changes_nothing() ? "equal already"
+                                     : options.verify       ? "verified"
+                                                            : "not verified";
     Json json{
         {"probe", session.serial()},
         {"image_bytes", plan.image_bytes},
-        {"pages_touched", plan.touched_pages},
-        {"pages_changed", plan.pages.size()},
-        {"pages_erased", plan.pages_to_erase()},
-        {"erased_all", plan.erases_all},
+        {"pages_touched", plan.touched_units},
+        {"pages_changed", plan.changed_units ? Json(*plan.changed_units) : Json()},
+        {"pages_written", plan.written_units},
+        {"pages_erased", plan.erased_units},
+        {"erased_all", plan.erases.everything},
         {"written_bytes", result.written_bytes},
-        {"verified", options.verify},
+        {"verified", options.verify || plan.changes_nothing()},
+        {"protection_lifted", result.protection_was_lifted},
         {"reset", options.reset},
         {"seconds", std::chrono::duration<double>{elapsed}.count()},
     };
-    return {std::move(text), std::move(json)};
+    return {fmt::format("Programmed {} on probe {}: {}, {} erased, {} written, {}{}{}.\n",
+                        format_size(plan.image_bytes), session.serial(), describe_changes(plan), describe_erases(plan),
+                        format_size(result.written_bytes), verification,
+                        result.protection_was_lifted ? ", block protection lifted" : "",
+                        describe_time(result.written_bytes, elapsed)),
+            std::move(json)};
 }
 
 Report program(Target& target, const Image& image, const Options& options, const Console& console)
 {
-    const auto start = Clock::now();
+    const Clock& clock = target.session().clock();
+    const Clock::Duration start = clock.now();
     RunStateKeeper run_state{target}; // until the first byte changes, the firmware is to go on after a refusal
-    const Plan plan = plan_programming(target, image, options.plan, console);
+    const Device chip = chip_device(target, console);
+    require_within_chip(image, chip);
+    require_protection_wanted(image, options);
+    const Plan plan = plan_programming(chip, image, options.erase, console);
     run_state.release();
-    const ProgramResult result = execute(target, plan, options.verify, console);
-    if (options.reset) {
-        reset_and_run(target);
-    }
-    return summarize(target.session(), options, plan, result, Clock::now() - start);
+    target.halt();
+    const ProgramResult result = execute(chip, plan, options.verify, console);
+    const auto elapsed = clock.now() - start;
+    const bool is_protecting = protects_chip(image);
+    const std::string ending = finish(target, options, is_protecting);
+    Report report = summarize(target.session(), options, plan, result, elapsed);
+    report.text += ending;
+    report.json["protected"] = is_protecting && options.reset;
+    return report;
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)
@@ -103,13 +158,13 @@ Command add_program(const Verb& root)
     verb.text_list("FILES", "", options->files,
                    "Intel HEX, S-record, ELF, or raw binary with its address: app.bin@0x20000")
         .required();
-    verb.choice("--erase", erase_modes, options->plan.erase,
+    verb.choice("--erase", erase_modes, options->erase,
                 "What to erase before: the pages that need it, everything with the UICR, or nothing")
         .with_default("pages");
     const Option verify = verb.flag("--verify", options->verify, "Read back and compare, which is the default");
     verb.off_flag("--no-verify", options->verify, "Leave the comparison out").excludes(verify);
     verb.flag("--reset", options->reset, "Reset the chip afterwards and let it run");
-    verb.flag("--allow-protect", options->plan.allow_protect, "Accept an image that turns readback protection on");
+    verb.flag("--allow-protect", options->allow_protect, "Accept an image that turns readback protection on");
     return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 

@@ -1,3 +1,4 @@
+#include "cli/commands/bounds.h"
 #include "cli/commands/on_probes.h"
 #include "cli/commands/ram_power.h"
 #include "cli/firmware/firmware.h"
@@ -62,6 +63,7 @@ Report read(const Target& target, const Options& options, const Console& console
 {
     RunStateKeeper run_state{target};
     const Range range = resolve_range(options.range, target);
+    require_within_memory(target, range);
     std::vector<std::uint8_t> bytes(range.length);
     const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
     Progress progress{console, "read", shows_progress ? bytes.size() : 0, "bytes"};
@@ -88,7 +90,7 @@ ExitCode run(const Invocation& invocation, const Options& options)
         }
     }
     if (!options.output.empty()) {
-        require_writable_format(options.output);
+        require_writable_file(options.output);
     }
     return run_on_probe(invocation, [&](Target& target) { return read(target, options, invocation.console); });
 }

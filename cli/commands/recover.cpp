@@ -1,62 +1,15 @@
 #include "cli/commands/on_probes.h"
 #include "cli/commands/ram_power.h"
+#include "cli/memory/chip.h"
+#include "cli/memory/eraser.h"
 #include "cli/session/memory_map.h"
 #include "cli/text/table.h"
 
-#include <algorithm>
-#include <array>
 #include <fmt/format.h>
-#include <string_view>
+#include <utility>
 
 namespace tessit::cli {
 namespace {
-
-// The phases as the library's narration announces them.
-struct Phase
-{
-    std::string_view operation;
-    const char* text;
-};
-
-constexpr std::array phases{
-    Phase{"write_access_port_register", "Erasing everything through the control access port: 0.5 s, 30 s at most"},
-    Phase{"connect_to_device", "Connecting to the chip"},
-    Phase{"erase_uicr", "Erasing the UICR"},
-    Phase{"erase_all", "Erasing the flash: less than a second"},
-    Phase{"power_ram_all", "Powering all RAM sections on"},
-    Phase{"clear_resetreas", "Clearing the reset reasons"},
-};
-
-// Announces each phase once, when it begins.
-class PhaseAnnouncer
-{
-public:
-    PhaseAnnouncer(LibraryLog& log, const Console& console) : log_{log}, console_{console}
-    {
-        log_.listen([this](std::string_view operation) { announce(operation); });
-    }
-    PhaseAnnouncer(const PhaseAnnouncer&) = delete;
-    PhaseAnnouncer& operator=(const PhaseAnnouncer&) = delete;
-    ~PhaseAnnouncer() { log_.listen({}); }
-
-private:
-    void announce(std::string_view operation)
-    {
-        const auto* const phase = std::ranges::find(phases, operation, &Phase::operation);
-        if (phase == phases.end()) {
-            return;
-        }
-        bool& was_announced = announced_.at(static_cast<std::size_t>(phase - phases.begin()));
-        if (!was_announced) {
-            console_.note(fmt::format("{} ...", phase->text));
-        }
-        was_announced = true;
-    }
-
-    LibraryLog& log_;
-    const Console& console_;
-    std::array<bool, phases.size()> announced_{};
-};
 
 readback_protection_status_t read_protection(const Session& session)
 {
@@ -65,7 +18,7 @@ readback_protection_status_t read_protection(const Session& session)
     return status;
 }
 
-Report summarize(const Target& target, bool was_protected)
+Report summarize(const Target& target, bool was_protected, const EraseResult& erased)
 {
     const Session& session = target.session();
     const bool is_protected = read_protection(session) != NONE;
@@ -74,26 +27,58 @@ Report summarize(const Target& target, bool was_protected)
     const std::vector<std::vector<std::string>> rows{
         {"", "BEFORE", "NOW"},
         {"Protection", on_off(was_protected), on_off(is_protected)},
-        {"Flash, UICR", was_protected ? "not readable" : "as they were", "erased"},
+        {"Flash, UICR", was_protected ? "not readable" : "as they were",
+         erased.proof == BlankProof::read ? "blank (all of it read)" : "blank (samples of every page)"},
         {"RAM power", "", fmt::format("{} of {} sections on", ram.count_on(), ram.sizes.size())},
         {"Reset reasons", "", "cleared"},
     };
-    return {fmt::format("Recovered the chip on probe {}.\n{}The chip is blank; `{}` writes firmware.\n",
-                        session.serial(), format_table(rows), session.command_line("program FILE --reset")),
-            {{"probe", session.serial()}, {"was_protected", was_protected}, {"is_protected", is_protected}}};
+    return {fmt::format("Recovered the chip on probe {}.\n{}{}The chip is blank; `{}` writes firmware.\n",
+                        session.serial(), format_table(rows),
+                        erased.protection_was_lifted ? "The flash's block protection was lifted.\n" : "",
+                        session.command_line("program FILE --reset")),
+            {{"probe", session.serial()},
+             {"was_protected", was_protected},
+             {"is_protected", is_protected},
+             {"proof", name_of(erased.proof)},
+             {"protection_lifted", erased.protection_was_lifted}}};
+}
+
+// Recovery resets the chip on its way, so it cannot be run again once the block protection is lifted: the next reset
+// would bring that back. This is what is left to do.
+void erase_again(const Target& target, const Device& chip)
+{
+    const Session& session = target.session();
+    chip.erase_all();
+    session.check(TESSIT_power_ram_all(), "power the RAM on");
+    const std::uint32_t reasons = target.read_word(memory_map::reset_reasons); // a written 1 clears
+    session.check(TESSIT_write_u32(memory_map::reset_reasons, reasons, 0), "clear the reset reasons");
+}
+
+// The library reports that the steps of the recovery were taken; whether the flash obeyed is for us to see.
+EraseResult recover_and_look(const Target& target, const Console& console)
+{
+    target.session().check(TESSIT_recover(), "recover the chip");
+    const Device chip = chip_device(target, console);
+    bool was_recovered = true;
+    return erase_everything(
+        chip,
+        [&] {
+            if (!std::exchange(was_recovered, false)) {
+                erase_again(target, chip);
+            }
+        },
+        console);
 }
 
 Report recover(const Target& target, const Console& console)
 {
-    Session& session = target.session();
+    const Session& session = target.session();
     const bool was_protected = read_protection(session) != NONE;
     console.confirm(fmt::format("This erases everything in the {} chip on probe {}: flash, UICR and RAM.",
                                 was_protected ? "protected" : "unprotected", session.serial()));
-    {
-        const PhaseAnnouncer announcer{session.log(), console};
-        session.check(TESSIT_recover(), "recover the chip");
-    }
-    return summarize(target, was_protected);
+    console.note(was_protected ? "Erasing everything through the control access port: 0.5 s, 30 s at most ..."
+                               : "Erasing everything: less than a second ...");
+    return summarize(target, was_protected, recover_and_look(target, console));
 }
 
 ExitCode run(const Invocation& invocation)

@@ -1,7 +1,7 @@
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/firmware.h"
-#include "cli/flash/mismatches.h"
-#include "cli/flash/plan.h"
+#include "cli/memory/chip.h"
+#include "cli/memory/comparison.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -14,11 +14,13 @@ using Files = std::vector<std::string>;
 Report verify(const Target& target, const Image& image, const Files& files, const Console& console)
 {
     RunStateKeeper run_state{target};
-    constexpr bool protection_word_is_fine = true; // it is only compared
-    require_programmable(image, target.flash_geometry(), protection_word_is_fine);
-    const Mismatches mismatches = compare_with_target(target, image, "verify", console);
+    const Device chip = chip_device(target, console);
+    require_within_chip(image, chip);
+    const Mismatches mismatches = compare(chip, image, console);
     run_state.restore();
-    mismatches.require_none(fmt::format("{}", fmt::join(files, ", ")));
+    mismatches.require_none(
+        fmt::format("{}", fmt::join(files, ", ")), chip.name,
+        "`tessit program` writes the file again. Firmware that writes to its own flash also differs.");
 
     const std::uint32_t serial = target.session().serial();
     return {fmt::format("Verified {} on probe {}: equal.\n", format_size(image.size()), serial),

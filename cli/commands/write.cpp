@@ -1,8 +1,9 @@
 #include "base/little_endian.h"
+#include "cli/commands/bounds.h"
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/file.h"
-#include "cli/flash/flash_bytes.h"
-#include "cli/flash/mismatches.h"
+#include "cli/memory/erased_bytes.h"
+#include "cli/memory/mismatches.h"
 #include "cli/session/memory_map.h"
 
 #include <fmt/format.h>
@@ -91,15 +92,17 @@ void require_right_way(const Options& options, const Data& data)
     }
 }
 
-void require_writable(const Target& target, const Data& data)
+void require_writable(const Target& target, const Data& data, bool in_ficr)
 {
+    const char* const hint = in_ficr ? "A word of the factory area can be written once, and nothing erases it."
+                                     : "Erase first with `tessit erase`, or use `tessit program`, which does both.";
     const std::vector<std::uint8_t> current = target.read(data.range());
     if (const auto offset = first_unwritable(current, data.bytes)) {
         throw Failure{ExitCode::failure,
                       fmt::format("the byte at {:#010x} holds {:#04x} and cannot become {:#04x} without an erase; "
                                   "nothing was written",
                                   data.address + *offset, current[*offset], data.bytes[*offset]),
-                      "Erase first with `tessit erase`, or use `tessit program`, which does both."};
+                      hint};
     }
 }
 
@@ -107,14 +110,16 @@ void require_written(const Target& target, const Data& data)
 {
     Mismatches mismatches;
     mismatches.compare(data.address, data.bytes, target.read(data.range()));
-    mismatches.require_none("what was written");
+    mismatches.require_none("what was written", "the chip",
+                            "Read it with `tessit read`. Flash may be block-protected: `tessit program` lifts that.");
 }
 
 Report write(const Target& target, const Options& options, const Data& data)
 {
     RunStateKeeper run_state{target};
+    require_within_memory(target, data.range());
     if (options.ficr || options.flash) {
-        require_writable(target, data);
+        require_writable(target, data, options.ficr);
         run_state.release();
     }
     if (options.ficr) {

@@ -166,18 +166,25 @@ Image read_firmware(const std::vector<std::string>& arguments)
     return whole;
 }
 
-void require_writable_format(const fs::path& path)
+void require_writable_file(const fs::path& path)
 {
     const std::optional<Format> format = format_by_ending(path);
     if (format != Format::intel_hex && format != Format::binary) {
         throw Failure{ExitCode::usage, fmt::format("{}: the ending does not say which format to write", path.string()),
                       "Give the file the ending .bin (raw) or .hex (Intel HEX)."};
     }
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path{"."};
+    std::error_code ignored;
+    if (!fs::is_directory(folder, ignored)) {
+        throw Failure{ExitCode::failure,
+                      fmt::format("cannot write {}: there is no folder {}", path.string(), folder.string()),
+                      "Make the folder first, or correct the path."};
+    }
 }
 
 void write_firmware(const fs::path& path, std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    require_writable_format(path);
+    require_writable_file(path);
     if (format_by_ending(path) == Format::intel_hex) {
         const std::string text = to_intel_hex(address, bytes);
         write_file(path, as_bytes(text));

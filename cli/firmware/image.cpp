@@ -48,13 +48,20 @@ std::uint64_t Image::size() const
                            [](std::uint64_t sum, const Segment& segment) { return sum + segment.bytes.size(); });
 }
 
+std::span<const Segment> Image::segments_within(const Range& window) const
+{
+    const auto first = first_reaching(segments_, window.first);
+    const auto end = std::partition_point(first, segments_.end(),
+                                          [&window](const Segment& segment) { return segment.address < window.end(); });
+    return {first, end};
+}
+
 void Image::overlay(const Range& window, std::span<std::uint8_t> bytes) const
 {
-    for (auto segment = first_reaching(segments_, window.first);
-         segment != segments_.end() && segment->address < window.end(); ++segment) {
-        const std::uint64_t first = std::max(segment->address, window.first);
-        const std::uint64_t end = std::min(segment->range().end(), window.end());
-        const auto source = std::span{segment->bytes}.subspan(first - segment->address, end - first);
+    for (const Segment& segment : segments_within(window)) {
+        const std::uint64_t first = std::max(segment.address, window.first);
+        const std::uint64_t end = std::min(segment.range().end(), window.end());
+        const auto source = std::span{segment.bytes}.subspan(first - segment.address, end - first);
         std::ranges::copy(source, bytes.subspan(first - window.first).begin());
     }
 }
@@ -63,6 +70,11 @@ bool Image::covers(const Range& range) const
 {
     const auto segment = first_reaching(segments_, range.first);
     return segment != segments_.end() && segment->range().contains(range);
+}
+
+bool Image::touches(const Range& range) const
+{
+    return !segments_within(range).empty();
 }
 
 std::optional<std::uint8_t> Image::byte_at(std::uint32_t address) const

@@ -34,11 +34,15 @@ public:
     bool empty() const { return segments_.empty(); }
     std::uint64_t size() const; ///< bytes of all segments
 
+    /// The segments that have a byte in the window.
+    std::span<const Segment> segments_within(const Range& window) const;
+
     /// Copies what the image holds of `window` over `bytes`, whose first byte stands for window.first.
     void overlay(const Range& window, std::span<std::uint8_t> bytes) const;
 
-    /// Whether the image holds every byte of the range.
+    /// Whether the image holds every byte of the range, or any.
     bool covers(const Range& range) const;
+    bool touches(const Range& range) const;
 
     std::optional<std::uint8_t> byte_at(std::uint32_t address) const;
 

@@ -120,10 +120,10 @@ std::uint8_t ExternalFlash::read_status() const
 
 void ExternalFlash::wait_until_ready(std::string_view what) const
 {
-    const auto give_up_at = std::chrono::steady_clock::now() + connection_.ready_timeout;
+    const auto give_up_at = clock().now() + connection_.ready_timeout;
     while ((read_status() >> connection_.config.WIP_index & 1) != 0) {
         stop_if_interrupted("the external flash was still busy");
-        if (std::chrono::steady_clock::now() >= give_up_at) {
+        if (clock().now() >= give_up_at) {
             throw Failure{
                 ExitCode::failure,
                 fmt::format("the external flash is still busy after {} s, {}", connection_.ready_timeout.count(), what),
@@ -135,35 +135,19 @@ void ExternalFlash::wait_until_ready(std::string_view what) const
 
 void ExternalFlash::read(std::uint32_t address, std::span<std::uint8_t> bytes, const ChunkDone& done) const
 {
-    while (!bytes.empty()) {
-        stop_if_interrupted();
-        const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
-        const auto length = static_cast<std::uint32_t>(chunk.size());
-        session_.check(TESSIT_qspi_read(address, chunk.data(), length),
-                       fmt::format("read {} of the external flash at {:#010x}", format_size(length), address));
-        if (done) {
-            done(chunk.size());
-        }
-        address += length;
-        bytes = bytes.subspan(chunk.size());
-    }
+    transfer_in_chunks(address, bytes, done, [this](std::uint32_t first, std::span<std::uint8_t> chunk) {
+        session_.check(TESSIT_qspi_read(first, chunk.data(), static_cast<std::uint32_t>(chunk.size())),
+                       fmt::format("read {} of the external flash at {:#010x}", format_size(chunk.size()), first));
+    });
 }
 
 void ExternalFlash::write(std::uint32_t address, std::span<const std::uint8_t> bytes, const ChunkDone& done) const
 {
-    while (!bytes.empty()) {
-        stop_if_interrupted();
-        const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
-        const auto length = static_cast<std::uint32_t>(chunk.size());
-        session_.check(TESSIT_qspi_write(address, chunk.data(), length),
-                       fmt::format("write {} to the external flash at {:#010x}", format_size(length), address));
-        wait_until_ready(fmt::format("writing at {:#010x}", address));
-        if (done) {
-            done(chunk.size());
-        }
-        address += length;
-        bytes = bytes.subspan(chunk.size());
-    }
+    transfer_in_chunks(address, bytes, done, [this](std::uint32_t first, std::span<const std::uint8_t> chunk) {
+        session_.check(TESSIT_qspi_write(first, chunk.data(), static_cast<std::uint32_t>(chunk.size())),
+                       fmt::format("write {} to the external flash at {:#010x}", format_size(chunk.size()), first));
+        wait_until_ready(fmt::format("writing at {:#010x}", first));
+    });
 }
 
 void ExternalFlash::erase(std::uint32_t address, qspi_erase_len_t length) const

@@ -41,6 +41,7 @@ public:
     void open();
     const FlashIdentification& identification() const { return identification_; }
     const QspiConnection& connection() const { return connection_; }
+    const Clock& clock() const { return session_.clock(); }
     bool retains_ram() const { return retains_ram_; }
 
     /// From --flash-size or the identification.

@@ -22,12 +22,24 @@ constexpr std::array areas{
     Area{{0xE0000000, 0x20000000}, "the CPU's own registers"},
 };
 
+const Area* find_area(std::uint32_t address)
+{
+    return std::ranges::find_if(areas,
+                                [address](const Area& area) { return area.range.contains(std::uint64_t{address}); });
+}
+
 } // namespace
+
+Range area_of(std::uint32_t address)
+{
+    const auto* const found = find_area(address);
+    constexpr std::uint64_t end_of_all = std::uint64_t{1} << 32;
+    return found == areas.end() ? Range{address, end_of_all - address} : found->range;
+}
 
 const char* area_name(std::uint32_t address)
 {
-    const auto* const found = std::ranges::find_if(
-        areas, [address](const Area& area) { return area.range.contains(std::uint64_t{address}); });
+    const auto* const found = find_area(address);
     return found == areas.end() ? "no known area" : found->name;
 }
 

@@ -8,6 +8,8 @@
 namespace tessit::cli::memory_map {
 
 inline constexpr std::uint32_t flash_start = 0x00000000;
+/// From here on RAM shows a second time, on chips that have it so.
+inline constexpr std::uint32_t code_alias_start = 0x08000000;
 inline constexpr Range ficr{0x10000000, 0x1000}; ///< factory information, written by the manufacturer
 inline constexpr Range uicr{0x10001000, 0x1000}; ///< user configuration, non-volatile
 inline constexpr std::uint32_t ram_start = 0x20000000;
@@ -17,7 +19,9 @@ inline constexpr std::uint32_t ficr_page_count = 0x10000014; ///< of the flash
 inline constexpr std::uint32_t uicr_approtect = 0x10001208;  ///< readback protection is on unless the low byte is 0xFF
 inline constexpr std::uint32_t reset_reasons = 0x40000400;
 
-/// "flash", "UICR", "RAM", ...: what an address belongs to, by the chips' memory map.
+/// The whole area of an address by the chips' memory map; what is in no area reaches to the end of the address space.
+Range area_of(std::uint32_t address);
+/// "the flash area", "RAM", ...: what an address belongs to.
 const char* area_name(std::uint32_t address);
 
 } // namespace tessit::cli::memory_map

@@ -13,27 +13,45 @@ namespace {
 constexpr const char* access_hint =
     "Check that this chip has something at that address, and the probe's cable and wires.";
 
-void report_chunk(const ChunkDone& done, std::size_t bytes)
+constexpr std::uint32_t smallest_page = 512;
+constexpr std::uint32_t largest_page = 65536;
+constexpr std::uint64_t largest_flash = std::uint64_t{16} * 1024 * 1024;
+
+bool is_plausible_page(std::uint32_t bytes)
 {
-    if (done) {
-        done(bytes);
-    }
+    return std::has_single_bit(bytes) && bytes >= smallest_page && bytes <= largest_page;
 }
 
 // A chip that answers with nonsense must not be taken for one of that size.
-void require_plausible(const FlashGeometry& geometry, std::uint64_t page_count)
+bool is_plausible_flash(std::uint32_t page_bytes, std::uint64_t page_count)
 {
-    constexpr std::uint32_t smallest_page = 512;
-    constexpr std::uint32_t largest_page = 65536;
-    constexpr std::uint64_t largest_flash = std::uint64_t{16} * 1024 * 1024;
-    const std::uint64_t size = page_count * geometry.page_size;
-    const bool page_is_plausible = std::has_single_bit(geometry.page_size) && geometry.page_size >= smallest_page &&
-                                   geometry.page_size <= largest_page;
-    if (!page_is_plausible || size == 0 || size > largest_flash) {
-        throw Failure{ExitCode::failure,
-                      fmt::format("the chip's factory area gives no plausible flash: {} pages of {} bytes", page_count,
-                                  geometry.page_size),
-                      "Give --flash-size and --page-size by hand, for example --flash-size 512k --page-size 4k."};
+    return is_plausible_page(page_bytes) && page_count != 0 && page_count * page_bytes <= largest_flash;
+}
+
+void require_sensible(const Settings& settings)
+{
+    if (settings.page_size && !is_plausible_page(*settings.page_size)) {
+        throw Failure{ExitCode::usage,
+                      fmt::format("--page-size {} is not a page size: it is a power of two from {} to {}",
+                                  *settings.page_size, smallest_page, largest_page),
+                      "Leave --page-size away: the chip tells its own."};
+    }
+    if (settings.flash_size && (*settings.flash_size == 0 || *settings.flash_size > largest_flash)) {
+        throw Failure{ExitCode::usage,
+                      fmt::format("--flash-size {} is not the size of a chip's flash, which has up to {}",
+                                  *settings.flash_size, format_size(largest_flash)),
+                      "Leave --flash-size away: the chip tells its own."};
+    }
+}
+
+// A flag that contradicts the chip would erase or spare the wrong pages.
+void require_agreement(const char* flag, const std::optional<std::uint32_t>& given, std::uint32_t told)
+{
+    if (given && *given != told) {
+        throw Failure{
+            ExitCode::usage,
+            fmt::format("{} {} contradicts the chip, which has {}", flag, format_size(*given), format_size(told)),
+            fmt::format("Leave {} away: it is for a chip that does not tell.", flag)};
     }
 }
 
@@ -48,18 +66,12 @@ std::uint32_t Target::read_word(std::uint32_t address) const
 
 void Target::read(std::uint32_t address, std::span<std::uint8_t> bytes, const ChunkDone& done) const
 {
-    while (!bytes.empty()) {
-        stop_if_interrupted();
-        const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
-        const auto length = static_cast<std::uint32_t>(chunk.size());
+    transfer_in_chunks(address, bytes, done, [this](std::uint32_t first, std::span<std::uint8_t> chunk) {
         session_.check(
-            TESSIT_read(address, chunk.data(), length),
-            fmt::format("read {} at {:#010x} ({})", format_size(length), address, memory_map::area_name(address)),
+            TESSIT_read(first, chunk.data(), static_cast<std::uint32_t>(chunk.size())),
+            fmt::format("read {} at {:#010x} ({})", format_size(chunk.size()), first, memory_map::area_name(first)),
             access_hint);
-        report_chunk(done, chunk.size());
-        address += length;
-        bytes = bytes.subspan(chunk.size());
-    }
+    });
 }
 
 std::vector<std::uint8_t> Target::read(const Range& range) const
@@ -72,31 +84,39 @@ std::vector<std::uint8_t> Target::read(const Range& range) const
 void Target::write(std::uint32_t address, std::span<const std::uint8_t> bytes, WritePath path,
                    const ChunkDone& done) const
 {
-    while (!bytes.empty()) {
-        stop_if_interrupted();
-        const auto chunk = bytes.first(std::min(bytes.size(), transfer_chunk));
-        const auto length = static_cast<std::uint32_t>(chunk.size());
+    transfer_in_chunks(address, bytes, done, [&](std::uint32_t first, std::span<const std::uint8_t> chunk) {
         session_.check(
-            TESSIT_write(address, chunk.data(), length, static_cast<std::uint8_t>(path)),
-            fmt::format("write {} at {:#010x} ({})", format_size(length), address, memory_map::area_name(address)),
+            TESSIT_write(first, chunk.data(), static_cast<std::uint32_t>(chunk.size()),
+                         static_cast<std::uint8_t>(path)),
+            fmt::format("write {} at {:#010x} ({})", format_size(chunk.size()), first, memory_map::area_name(first)),
             access_hint);
-        report_chunk(done, chunk.size());
-        address += length;
-        bytes = bytes.subspan(chunk.size());
+    });
+}
+
+std::optional<FlashGeometry> Target::told_flash_geometry() const
+{
+    const std::uint32_t page_bytes = read_word(memory_map::ficr_page_size);
+    const std::uint64_t page_count = read_word(memory_map::ficr_page_count);
+    if (!is_plausible_flash(page_bytes, page_count)) {
+        return std::nullopt;
     }
+    return FlashGeometry{static_cast<std::uint32_t>(page_count * page_bytes), page_bytes};
 }
 
 FlashGeometry Target::flash_geometry() const
 {
     const Settings& settings = session_.settings();
-    FlashGeometry geometry;
-    geometry.page_size = settings.page_size ? *settings.page_size : read_word(memory_map::ficr_page_size);
-    const std::uint64_t page_count = settings.flash_size && geometry.page_size != 0
-                                         ? *settings.flash_size / geometry.page_size
-                                         : read_word(memory_map::ficr_page_count);
-    require_plausible(geometry, page_count);
-    geometry.size = static_cast<std::uint32_t>(page_count * geometry.page_size);
-    return geometry;
+    require_sensible(settings);
+    if (const auto told = told_flash_geometry()) {
+        require_agreement("--page-size", settings.page_size, told->page_size);
+        require_agreement("--flash-size", settings.flash_size, told->size);
+        return *told;
+    }
+    if (!settings.page_size || !settings.flash_size || *settings.flash_size % *settings.page_size != 0) {
+        throw Failure{ExitCode::failure, "the chip's factory area does not tell the size of its flash and of its pages",
+                      "Give --flash-size and --page-size by hand, for example --flash-size 512k --page-size 4k."};
+    }
+    return {*settings.flash_size, *settings.page_size};
 }
 
 void Target::connect() const

@@ -2,26 +2,21 @@
 #pragma once
 
 #include "cli/session/session.h"
+#include "cli/session/transfer.h"
 #include "cli/text/numbers.h"
 
 #include <cstdint>
-#include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
 namespace tessit::cli {
-
-/// Bytes that one call transfers at most, so that progress shows and Ctrl-C is heard between two of them.
-inline constexpr std::size_t transfer_chunk = std::size_t{64} * 1024;
 
 enum class WritePath : std::uint8_t
 {
     bus = 0,              ///< plain memory and registers
     flash_controller = 1, ///< flash and UICR
 };
-
-/// Is told the bytes of each chunk that was transferred.
-using ChunkDone = std::function<void(std::size_t bytes)>;
 
 struct FlashGeometry
 {
@@ -47,7 +42,9 @@ public:
     void write(std::uint32_t address, std::span<const std::uint8_t> bytes, WritePath path,
                const ChunkDone& done = {}) const;
 
-    /// From the chip's factory area, or from --flash-size and --page-size.
+    /// What the chip's factory area tells, if that makes sense.
+    std::optional<FlashGeometry> told_flash_geometry() const;
+    /// The same; --flash-size and --page-size stand in for what it does not tell, and what contradicts it is refused.
     FlashGeometry flash_geometry() const;
 
     /// Every access connects on demand; this is for the sake of a message that says so.

@@ -68,6 +68,16 @@ std::uint32_t parse_u32(std::string_view text, std::string_view what)
     return static_cast<std::uint32_t>(value);
 }
 
+std::uint8_t parse_byte(std::string_view text, std::string_view what)
+{
+    const std::uint32_t value = parse_u32(text, what);
+    if (value > 0xFF) {
+        throw Failure{ExitCode::usage, fmt::format("the {} '{}' is larger than 0xff", what, text),
+                      "It is a number of 8 bits, 0 to 0xff."};
+    }
+    return static_cast<std::uint8_t>(value);
+}
+
 std::uint32_t parse_word_address(std::string_view text)
 {
     const std::uint32_t address = parse_u32(text, "address");

@@ -28,6 +28,9 @@ std::uint64_t parse_size(std::string_view text, std::string_view what);
 /// As parse_size, but within 32 bits.
 std::uint32_t parse_u32(std::string_view text, std::string_view what);
 
+/// As parse_u32, but within 8 bits.
+std::uint8_t parse_byte(std::string_view text, std::string_view what);
+
 /// As parse_u32, and a multiple of 4.
 std::uint32_t parse_word_address(std::string_view text);
 

@@ -193,7 +193,7 @@ TEST(FirmwareFiles, ReadsAreWrittenByEndingWholeOrNotAtAll)
     write_firmware(folder.path() / "out.bin", 0x100, bytes);
     write_firmware(folder.path() / "out.hex", 0x100, bytes);
     EXPECT_THAT(read_firmware(folder.path() / "out.bin@0x100"), read_firmware(folder.path() / "out.hex"));
-    EXPECT_THROW(require_writable_format(folder.path() / "out.elf"), Failure);
+    EXPECT_THROW(require_writable_file(folder.path() / "out.elf"), Failure);
 
     std::filesystem::create_symlink("/dev/full", folder.path() / "full.bin");
     try {

@@ -90,6 +90,13 @@ void BenchTest::program_endless_loop() const
     ASSERT_THAT(tessit({"program", file("loop.bin", image) + "@0", "--reset"}), Exits(0));
 }
 
+std::string BenchTest::take_records() const
+{
+    std::string records = content("records");
+    file("records", "");
+    return records;
+}
+
 std::string BenchTest::memory(const std::string& range) const
 {
     return tessit_json({"read", range}).value("data", "");

@@ -35,6 +35,9 @@ protected:
     /// Programs firmware with its reset vector at 0x200: movs r0, #1; adds r0, #2; b . and its stack at 0x20001000.
     void program_endless_loop() const;
 
+    /// What the simulation recorded so far, which is then expected no more.
+    std::string take_records() const;
+
     /// Memory as another process reads it, two digits a byte.
     std::string memory(const std::string& range) const;
 

@@ -12,9 +12,12 @@ class InterruptionTest : public BenchTest
 {
 protected:
     // Two images that differ everywhere: programming the second erases page by page.
-    InterruptionTest() : old_{binary("old.bin", length, 1)}, new_{binary("new.bin", length, 2)} {}
+    InterruptionTest()
+        : old_{binary("old.bin", length, 1)}, far_{binary("far.bin", 4096, 3)}, new_{binary("new.bin", length, 2)}
+    {
+    }
 
-    void SetUp() override { ASSERT_THAT(tessit({"program", old_ + "@0"}), Exits(0)); }
+    void SetUp() override { ASSERT_THAT(tessit({"program", old_ + "@0", far_ + "@0x7F000"}), Exits(0)); }
 
     // A command in the middle of erasing: its narration is no longer read, so it cannot go on.
     void stop_in_the_middle(RunningCommand& command) const { ASSERT_TRUE(command.wait_for("Birch_erase_page", 10)); }
@@ -23,6 +26,7 @@ protected:
 
     static constexpr std::size_t length = std::size_t{40} * 4096;
     std::string old_;
+    std::string far_; // elsewhere, or it would be cheaper to erase everything at once
     std::string new_;
 };
 
@@ -64,7 +68,7 @@ TEST_F(InterruptionTest, CtrlCKeepsTheResultsOfTheBoardsThatAreDone)
 {
     set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n"
               "[[probe]]\nserial = 2\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
-    ASSERT_THAT(tessit({"--all-probes", "program", old_ + "@0"}), Exits(0));
+    ASSERT_THAT(tessit({"--all-probes", "program", old_ + "@0", far_ + "@0x7F000"}), Exits(0));
     RunningCommand command{{"--sim", "-v", "--json", "--all-probes", "program", new_ + "@0"}, environment()};
     ASSERT_TRUE(command.wait_for("Probe 2"));
     ASSERT_TRUE(command.wait_for("Birch_erase_page", 5));
@@ -88,9 +92,12 @@ TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
 
 TEST_F(InterruptionTest, AWriteThatTheChipDidNotTakeIsFoundByReadingBack)
 {
-    const Environment lost{{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2=0"}};
-    EXPECT_THAT(tessit({"program", new_ + "@0"}, lost), FailsWith(6, "differs from what was written"));
-    EXPECT_THAT(tessit({"program", old_ + "@0", "--no-verify"}, lost), Exits(0));
+    const Environment all_lost{{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2=0+0"}};
+    EXPECT_THAT(tessit({"program", new_ + "@0"}, all_lost), FailsWith(6, "differs from what was written"));
+    const Environment one_lost{{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2=0"}};
+    EXPECT_THAT(tessit({"program", old_ + "@0"}, one_lost), Exits(0));
+    EXPECT_THAT(tessit({"verify", old_ + "@0"}), Exits(0)) << "it was written again";
+    EXPECT_THAT(tessit({"program", new_ + "@0", "--no-verify"}, one_lost), Exits(0));
 }
 
 } // namespace

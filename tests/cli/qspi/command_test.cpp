@@ -11,7 +11,6 @@ namespace {
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 class QspiTest : public BenchTest
@@ -46,14 +45,6 @@ protected:
         EXPECT_THAT(qspi({"read", "all", "--output", path("whole.bin")}), Exits(0));
         return content("whole.bin");
     }
-
-    // What the simulation recorded; the fixture expects nothing afterwards.
-    std::string take_records() const
-    {
-        std::string records = content("records");
-        file("records", "");
-        return records;
-    }
 };
 
 TEST_F(QspiTest, AnImageOfTheWholeFlashIsReadBackByAnotherProcess)
@@ -62,7 +53,7 @@ TEST_F(QspiTest, AnImageOfTheWholeFlashIsReadBackByAnotherProcess)
     const std::string image = binary("image.bin", 8388608);
     const auto written = qspi_json({"write", image + "@0", "--read-mode", "4", "--write-mode", "3", "--divider", "1"});
     EXPECT_EQ(written["verified_bytes"], 8388608);
-    EXPECT_THAT(written["erases"], IsEmpty()) << "it is blank";
+    EXPECT_EQ(written["erases"].size(), 1U) << "reading all of it would take longer";
     EXPECT_TRUE(whole_flash() == content("image.bin"));
     const auto again = qspi_json({"write", image + "@0"});
     EXPECT_EQ(again["sectors_changed"], 0);

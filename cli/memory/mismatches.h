@@ -1,11 +1,8 @@
-/// Comparison of an image with what a chip holds.
+/// Bytes that differ from what they should be.
 #pragma once
 
-#include "cli/firmware/image.h"
-#include "cli/session/target.h"
-#include "cli/terminal/console.h"
-
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,17 +26,12 @@ public:
     const std::vector<Mismatch>& first() const { return first_; }
 
     /// Throws a Failure with ExitCode::verify_mismatch that lists them, unless there are none. `what` was compared with
-    /// the chip, or with what `holder` names; the hint says what to do about a difference.
-    void require_none(std::string_view what) const;
+    /// what `holder` names; the hint says what to do about a difference.
     void require_none(std::string_view what, std::string_view holder, const std::string& hint) const;
 
 private:
     std::uint64_t count_ = 0;
     std::vector<Mismatch> first_;
 };
-
-/// Reads what the image covers and compares; halts the CPU.
-Mismatches compare_with_target(const Target& target, const Image& image, const std::string& phase,
-                               const Console& console);
 
 } // namespace tessit::cli

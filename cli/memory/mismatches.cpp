@@ -1,6 +1,6 @@
-#include "cli/flash/mismatches.h"
+#include "cli/memory/mismatches.h"
 
-#include "cli/terminal/progress.h"
+#include "cli/failure.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -23,12 +23,6 @@ void Mismatches::compare(std::uint32_t address, std::span<const std::uint8_t> ex
     }
 }
 
-void Mismatches::require_none(std::string_view what) const
-{
-    require_none(what, "the chip",
-                 "`tessit program` writes the file anew. Firmware that writes to its own flash also differs.");
-}
-
 void Mismatches::require_none(std::string_view what, std::string_view holder, const std::string& hint) const
 {
     if (count_ == 0) {
@@ -45,20 +39,6 @@ void Mismatches::require_none(std::string_view what, std::string_view holder, co
     throw Failure{ExitCode::verify_mismatch,
                   fmt::format("{} differs from {} in {} byte{}:{}", holder, what, count_, count_ == 1 ? "" : "s", list),
                   hint};
-}
-
-Mismatches compare_with_target(const Target& target, const Image& image, const std::string& phase,
-                               const Console& console)
-{
-    Mismatches mismatches;
-    Progress progress{console, phase, image.size(), "bytes"};
-    for (const Segment& segment : image.segments()) {
-        std::vector<std::uint8_t> found(segment.bytes.size());
-        target.read(segment.address, found, [&progress](std::size_t bytes) { progress.advance(bytes); });
-        mismatches.compare(segment.address, segment.bytes, found);
-    }
-    progress.finish();
-    return mismatches;
 }
 
 } // namespace tessit::cli

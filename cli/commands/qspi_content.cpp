@@ -1,0 +1,266 @@
+#include "cli/commands/qspi_content.h"
+
+#include "cli/firmware/firmware.h"
+#include "cli/memory/comparison.h"
+#include "cli/memory/eraser.h"
+#include "cli/memory/programmer.h"
+#include "cli/memory/unit_map.h"
+#include "cli/qspi/external_device.h"
+#include "cli/terminal/progress.h"
+#include "cli/text/table.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fmt/format.h>
+#include <optional>
+
+namespace tessit::cli {
+namespace {
+
+void require_reachable(const Range& range, const ExternalFlash& flash, const char* what, const char* consequence)
+{
+    const Range reachable = flash.reachable();
+    if (reachable.contains(range)) {
+        return;
+    }
+    if (range.end() <= flash.size()) {
+        throw Failure{ExitCode::usage,
+                      fmt::format("{} {} reaches beyond the first 16 MiB of the external flash{}", what,
+                                  format_range(range), consequence),
+                      "Addresses of 24 bits go no further: set --address-bits 32."};
+    }
+    throw Failure{
+        ExitCode::usage,
+        fmt::format("{} {} reaches beyond the external flash, which has {} ({}){}", what, format_range(range),
+                    format_size(flash.size()), format_range({0, flash.size()}), consequence),
+        "Check the addresses; --base tells where the file's addresses begin, --flash-size corrects a size that "
+        "the flash tells wrongly."};
+}
+
+Image shifted(Image image, std::uint32_t base)
+{
+    if (base == 0) {
+        return image;
+    }
+    Image moved;
+    for (const Segment& segment : image.segments()) {
+        if (segment.address < base) {
+            throw Failure{ExitCode::usage,
+                          fmt::format("the image holds data for {:#010x}, which lies before --base {:#010x}",
+                                      segment.address, base),
+                          "Give the address at which the file sees the first byte of the external flash."};
+        }
+        // What did not overlap does not overlap elsewhere.
+        static_cast<void>(moved.add(segment.address - base, segment.bytes));
+    }
+    return moved;
+}
+
+Image read_image(const QspiOptions& options)
+{
+    return shifted(read_firmware(options.files), options.base);
+}
+
+void require_image_fits(const Image& image, const ExternalFlash& flash, const char* consequence)
+{
+    for (const Segment& segment : image.segments()) {
+        require_reachable(segment.range(), flash, "the image's part", consequence);
+    }
+}
+
+Device device_of(const Invocation& invocation, const ExternalFlash& flash)
+{
+    return external_device(flash, invocation.settings.speed_khz);
+}
+
+Json to_json(const std::vector<Range>& ranges)
+{
+    Json list = Json::list();
+    for (const Range& range : ranges) {
+        list.push_back({{"address", range.first}, {"bytes", range.length}});
+    }
+    return list;
+}
+
+std::vector<Range> erased_ranges(const Plan& plan, const ExternalFlash& flash)
+{
+    if (plan.erases.everything) {
+        return {{0, flash.size()}};
+    }
+    std::vector<Range> ranges;
+    std::ranges::transform(plan.erases.blocks, std::back_inserter(ranges), &Erase::block);
+    return ranges;
+}
+
+std::string describe_erases(const Plan& plan, const std::vector<Range>& ranges)
+{
+    if (plan.erases.everything) {
+        return "the whole flash erased";
+    }
+    if (ranges.empty()) {
+        return "nothing erased";
+    }
+    std::uint64_t bytes = 0;
+    for (const Range& range : ranges) {
+        bytes += range.length;
+    }
+    return fmt::format("{} erased in {} block{}", format_size(bytes), ranges.size(), ranges.size() == 1 ? "" : "s");
+}
+
+// What changed is told only where all of it was looked at.
+std::string describe_changes(const Plan& plan)
+{
+    if (plan.changed_units) {
+        return fmt::format("{} of {} sectors changed", *plan.changed_units, plan.touched_units);
+    }
+    return fmt::format("{} of {} sectors written", plan.written_units, plan.touched_units);
+}
+
+Report summarize(const ExternalFlash& flash, const Plan& plan, const ProgramResult& result, Clock::Duration elapsed)
+{
+    const char* const verification = plan.changes_nothing()       ? "equal already"
+                                     : result.verified_bytes != 0 ? "verified"
+                                                                  : "not verified";
+    const std::vector<Range> erased = erased_ranges(plan, flash);
+    std::string text = fmt::format("Wrote {} to the external flash: {}, {}, {} written, {}; {}.\n",
+                                   format_size(plan.image_bytes), describe_changes(plan), describe_erases(plan, erased),
+                                   format_size(result.written_bytes), verification, format_seconds(elapsed));
+    Json json{{"image_bytes", plan.image_bytes},
+              {"sectors_touched", plan.touched_units},
+              {"sectors_changed", plan.changed_units ? Json(*plan.changed_units) : Json()},
+              {"sectors_written", plan.written_units},
+              {"erases", to_json(erased)},
+              {"written_bytes", result.written_bytes},
+              {"verified_bytes", result.verified_bytes},
+              {"seconds", std::chrono::duration<double>{elapsed}.count()}};
+    return {std::move(text), std::move(json)};
+}
+
+void require_whole_sectors(const Range& range, const MemoryTraits& traits)
+{
+    const std::uint64_t sector = traits.unit_bytes;
+    if (range.first % sector == 0 && range.length % sector == 0) {
+        return;
+    }
+    const std::uint64_t first = range.first / sector * sector;
+    const std::uint64_t end = (range.end() + sector - 1) / sector * sector;
+    throw Failure{ExitCode::usage,
+                  fmt::format("the range {} does not consist of whole sectors of {}; nothing was erased",
+                              format_range(range), format_size(sector)),
+                  fmt::format("The sectors that it touches are --range {}.",
+                              format_range({static_cast<std::uint32_t>(first), end - first}))};
+}
+
+// The fewest seconds for erasing the whole range.
+std::vector<Range> blocks_of(const Memory& memory, const Range& range)
+{
+    UnitMap map{&memory, std::vector<Unit>(memory.traits.unit_count(), Unit{.state = UnitState::kept})};
+    const auto first = map.units.begin() + static_cast<std::ptrdiff_t>(memory.traits.unit_of(range.first));
+    std::for_each(first, first + static_cast<std::ptrdiff_t>(range.length / memory.traits.unit_bytes),
+                  [](Unit& unit) { unit.state = UnitState::unwritable; });
+    std::vector<Range> blocks;
+    std::ranges::transform(cheapest_block_erases(map).blocks, std::back_inserter(blocks), &Erase::block);
+    return blocks;
+}
+
+Report erase_range(const Invocation& invocation, const QspiOptions& options, const ExternalFlash& flash,
+                   const std::optional<Range>& given)
+{
+    const Clock::Duration start = flash.clock().now();
+    const Device device = device_of(invocation, flash);
+    const Memory& memory = device.memories.front();
+    EraseResult result;
+    Range range{0, flash.size()};
+    if (given) {
+        range = *given;
+        require_whole_sectors(range, memory.traits);
+        require_reachable(range, flash, "the range", "; nothing was erased");
+        result = erase_blocks(device, memory, blocks_of(memory, range), options.verify, invocation.console);
+    } else if (options.verify) {
+        result = erase_everything(device, device.erase_all, invocation.console);
+    } else {
+        device.erase_all();
+    }
+    const char* const proof = result.proof == BlankProof::none   ? "not looked at"
+                              : result.proof == BlankProof::read ? "all of it read"
+                                                                 : "samples of every sector";
+    return {fmt::format("Erased {} of the external flash in {}{} ({}).\n", format_size(range.length),
+                        format_seconds(flash.clock().now() - start), options.verify ? ", and found blank" : "", proof),
+            {{"address", range.first},
+             {"length", range.length},
+             {"verified", options.verify},
+             {"proof", name_of(result.proof)}}};
+}
+
+} // namespace
+
+ExitCode read_external_flash(const Invocation& invocation, const QspiOptions& options)
+{
+    const std::optional<Range> given =
+        options.range == "all" ? std::nullopt : std::optional{parse_range(options.range)};
+    if (!options.output.empty()) {
+        require_writable_file(options.output);
+    }
+    return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) -> Report {
+        const Range range = given.value_or(Range{0, flash.size()});
+        require_reachable(range, flash, "the range", "");
+        std::vector<std::uint8_t> bytes(range.length);
+        const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
+        Progress progress{invocation.console, "read", shows_progress ? bytes.size() : 0, "bytes"};
+        flash.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
+        progress.finish();
+        Json json{{"address", range.first}, {"length", range.length}};
+        if (options.output.empty()) {
+            json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
+            return {format_hex_dump(range.first, bytes), std::move(json)};
+        }
+        write_firmware(options.output, range.first, bytes);
+        json["output"] = options.output;
+        return {fmt::format("Read {} of the external flash ({}) into {}.\n", format_size(range.length),
+                            format_range(range), options.output),
+                std::move(json)};
+    });
+}
+
+ExitCode write_external_flash(const Invocation& invocation, const QspiOptions& options)
+{
+    const Image image = read_image(options);
+    return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) {
+        const Clock::Duration start = flash.clock().now();
+        require_image_fits(image, flash, "; nothing was erased");
+        const Device device = device_of(invocation, flash);
+        const Plan plan = plan_programming(device, image, options.erase, invocation.console);
+        const ProgramResult result = execute(device, plan, options.verify, invocation.console);
+        return summarize(flash, plan, result, flash.clock().now() - start);
+    });
+}
+
+ExitCode verify_external_flash(const Invocation& invocation, const QspiOptions& options)
+{
+    const Image image = read_image(options);
+    return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) -> Report {
+        require_image_fits(image, flash, "");
+        const Device device = device_of(invocation, flash);
+        compare(device, image, invocation.console)
+            .require_none(fmt::format("{}", fmt::join(options.files, ", ")), device.name,
+                          "`tessit qspi write` writes the file again.");
+        return {fmt::format("Verified {} of the external flash: equal.\n", format_size(image.size())),
+                {{"image_bytes", image.size()}, {"equal", true}}};
+    });
+}
+
+ExitCode erase_external_flash(const Invocation& invocation, const QspiOptions& options)
+{
+    if (options.all != options.range.empty()) {
+        throw Failure{ExitCode::usage,
+                      options.all ? "qspi erase takes one thing to erase at a time, and two are named"
+                                  : "qspi erase needs to be told what to erase",
+                      "Either --all, or --range A-B in whole sectors of 4 KiB."};
+    }
+    const std::optional<Range> given = options.all ? std::nullopt : std::optional{parse_range(options.range)};
+    return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) {
+        return erase_range(invocation, options, flash, given);
+    });
+}
+
+} // namespace tessit::cli

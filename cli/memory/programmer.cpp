@@ -1,0 +1,133 @@
+#include "cli/memory/programmer.h"
+
+#include "cli/memory/blank.h"
+#include "cli/memory/comparison.h"
+#include "cli/terminal/progress.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <functional>
+
+namespace tessit::cli {
+namespace {
+
+class Execution
+{
+public:
+    Execution(const Device& device, const Plan& plan, const Console& console)
+        : device_{device}, plan_{plan}, console_{console}, erases_{device}
+    {
+    }
+
+    ProgramResult run(bool verify)
+    {
+        ProgramResult result;
+        try {
+            erase();
+            result.written_bytes = write(plan_.writes);
+        } catch (const Failure& failure) {
+            throw Failure{failure.code(), fmt::format("{}; {} is partly written now", failure.what(), device_.name),
+                          failure.hint().empty() ? "Run the command again; it goes on where it stopped."
+                                                 : failure.hint()};
+        }
+        if (verify) {
+            result.verified_bytes = this->verify();
+        }
+        result.protection_was_lifted = erases_.protection_was_lifted();
+        return result;
+    }
+
+private:
+    void erase()
+    {
+        if (plan_.erases.everything) {
+            Progress progress{console_, "erase", 1, "chip"};
+            erase_and_look(device_.erase_all, [](const Piece&) { return true; });
+            progress.advance(1);
+            progress.finish();
+            return;
+        }
+        std::uint64_t total = 0;
+        for (const Erase& each : plan_.erases.blocks) {
+            total += each.block.length;
+        }
+        Progress progress{console_, "erase", total, "bytes"};
+        for (const Erase& each : plan_.erases.blocks) {
+            stop_if_interrupted();
+            erase_and_look(
+                [&each] { each.memory->erase(each.block); },
+                [&each](const Piece& byte) { return byte.memory == each.memory && each.block.contains(byte.range); });
+            progress.advance(each.block.length);
+        }
+        progress.finish();
+    }
+
+    // The verification will show everything. This shows in time what would spoil all that follows.
+    void erase_and_look(const std::function<void()>& erase, const std::function<bool(const Piece&)>& belongs)
+    {
+        erases_.run([&]() -> std::optional<NotBlank> {
+            erase();
+            for (const Piece& byte : plan_.set_bytes) {
+                const auto found = belongs(byte) ? find_not_blank(*byte.memory, byte.range.first) : std::nullopt;
+                if (found) {
+                    return found;
+                }
+            }
+            return std::nullopt;
+        });
+    }
+
+    std::uint64_t write(const std::vector<Piece>& pieces)
+    {
+        const std::uint64_t total = bytes_of(pieces);
+        Progress progress{console_, "write", total, "bytes"};
+        std::vector<std::uint8_t> bytes;
+        for (const Piece& piece : pieces) {
+            for_each_part(piece.range, [&](const Range& part) {
+                bytes.resize(part.length);
+                plan_.contents.fill(part, bytes);
+                piece.memory->write(part.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
+            });
+        }
+        progress.finish();
+        return total;
+    }
+
+    std::uint64_t verify()
+    {
+        Comparison comparison = compare(plan_.changes, plan_.contents, console_);
+        if (!comparison.differing_units.empty() && erases_.lift_protection()) {
+            write_again(comparison.differing_units);
+            comparison = compare(plan_.changes, plan_.contents, console_);
+        }
+        if (!comparison.differing_units.empty()) {
+            comparison.mismatches.require_none("what was written", device_.name,
+                                               comparison.differing_units.front().memory->traits.mismatch_hint);
+        }
+        return comparison.bytes;
+    }
+
+    void write_again(const std::vector<Piece>& units)
+    {
+        for (const Piece& unit : units) {
+            if (!unit.memory->traits.blocks.empty()) {
+                unit.memory->erase(unit.range);
+            }
+        }
+        write(units);
+    }
+
+    const Device& device_;
+    const Plan& plan_;
+    const Console& console_;
+    ProvenErases erases_;
+};
+
+} // namespace
+
+ProgramResult execute(const Device& device, const Plan& plan, bool verify, const Console& console)
+{
+    return plan.changes_nothing() ? ProgramResult{} : Execution{device, plan, console}.run(verify);
+}
+
+} // namespace tessit::cli

@@ -1,0 +1,80 @@
+/// Looking at memories before an image is written to them: no more of them than it takes to know what is cheapest.
+#pragma once
+
+#include "cli/memory/contents.h"
+#include "cli/memory/memory.h"
+#include "cli/memory/unit_map.h"
+#include "cli/terminal/console.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace tessit::cli {
+
+/// A byte of which writes alone cannot make what it is to be.
+struct StuckByte
+{
+    const Memory* memory = nullptr;
+    std::uint32_t address = 0;
+    std::uint8_t found = 0;
+    std::uint8_t wanted = 0;
+};
+
+class Survey
+{
+public:
+    /// The image lies within the device's memories. Both outlive the survey.
+    Survey(const Device& device, const Image& image, const Console& console);
+
+    /// Looks at every unit that the image touches.
+    void look_at_all();
+    /// As look_at_all, but stops where erasing and writing the rest unseen costs less. A few samples of what is there,
+    /// spread over the image, are the first guess.
+    void look_while_it_pays();
+    /// Takes everything for what has to be erased, without looking.
+    void look_at_nothing();
+    /// The erases to make. Looks also at what the image leaves alone, where an erase of everything would then cost less
+    /// and lose nothing.
+    EraseChoice choose_erases();
+
+    const std::vector<UnitMap>& maps() const { return maps_; }
+    const Contents& contents() const { return contents_; }
+    /// Stretches to write in units that are not erased.
+    const std::vector<Range>& differences() const { return differences_; }
+    /// In what was seen, in the order in which it was looked at.
+    const std::vector<StuckByte>& stuck_bytes() const { return stuck_; }
+
+private:
+    struct Stretch
+    {
+        std::size_t map;
+        std::size_t first; ///< unit
+        std::size_t end;
+    };
+
+    template <typename Predicate>
+    std::vector<Stretch> stretches(Predicate is_wanted) const;
+    std::uint64_t bytes_of(std::span<const Stretch> stretches) const;
+    double seconds_to_look(std::span<const Stretch> stretches) const;
+
+    void guess(std::span<const Stretch> stretches);
+    std::vector<std::uint8_t> sample(UnitMap& map, std::size_t index, std::size_t number);
+    void look(const Stretch& stretch);
+    void look_at_unit(UnitMap& map, std::size_t index, std::span<const std::uint8_t> found);
+    bool pays_to_look(std::span<const Stretch> rest) const;
+    void give_up(std::span<const Stretch> rest);
+
+    std::vector<Stretch> elsewhere() const;
+    bool is_blank(std::span<const Stretch> stretches);
+    double seconds_at_best(const std::vector<UnitMap>& maps) const;
+
+    const Device& device_;
+    const Console& console_;
+    Contents contents_;
+    std::vector<UnitMap> maps_;
+    std::vector<Range> differences_;
+    std::vector<StuckByte> stuck_; ///< the first of each unit
+};
+
+} // namespace tessit::cli
