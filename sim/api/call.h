@@ -3,7 +3,7 @@
 #include "sim/api/library.h"
 
 #include <exception>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <string>
 #include <type_traits>
 

@@ -1,13 +1,15 @@
 // The control interface: what tests, benchmarks and the command line do to the bench.
 #include "jlinkarm_sim.h"
 #include "sim/api/library.h"
+#include "sim/bench/example_bench.h"
 #include "sim/platform/file_error.h"
 #include "sim/platform/private_file.h"
+#include "sim/state/chip_state.h"
 
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <stdexcept>
 
 using namespace jlinksim;
@@ -180,7 +182,7 @@ int JLINKSIM_CALL JLINKSIM_describe_probe(uint32_t index, jlinksim_probe_t* prob
         probe->plugged = shown.is_plugged() ? 1 : 0;
         probe->supply_millivolts = shown.supply_millivolts();
         put_text(probe->firmware_text, shown.config().firmware_text);
-        put_text(probe->state_folder, shown.folder().string());
+        put_text(probe->state_folder, shown.folder());
         if (shown.config().chip) {
             put_text(probe->chip_version, shown.config().chip->options.model->name);
         }

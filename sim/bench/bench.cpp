@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <string>
 
 namespace jlinksim {
@@ -34,7 +34,7 @@ BenchConfig read_config(const char* path)
 Bench::Bench(BenchConfig config) : config_(std::move(config)), clock_(config_.real_time)
 {
     for (const ProbeConfig& probe : config_.probes) {
-        probes_.emplace_back(probe, config_.state_folder / std::to_string(probe.serial_number),
+        probes_.emplace_back(probe, fmt::format("{}/{}", config_.state_folder, probe.serial_number),
                              Services{clock_, records_});
     }
 }

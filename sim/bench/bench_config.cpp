@@ -1,5 +1,6 @@
 #include "sim/bench/bench_config.h"
 
+#include "sim/bench/example_bench.h"
 #include "sim/bench/table_reader.h"
 #include "sim/platform/file_error.h"
 #include "sim/platform/read_file.h"
@@ -10,6 +11,7 @@
 #include <bit>
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iterator>
@@ -214,32 +216,30 @@ void read_bench(TableReader& bench, const std::filesystem::path& folder, BenchCo
     bench.refuse_unknown_keys();
 }
 
-std::filesystem::path built_in_state_folder()
+std::string built_in_state_folder()
 {
     if (const char* const folder = std::getenv("JLINKARM_SIM_STATE"); folder != nullptr && *folder != '\0') {
         return folder;
     }
-    return platform::user_state_folder() / "tessit" / "bench";
+    return platform::user_state_folder() / "tessit/bench";
 }
 
 } // namespace
 
-BenchConfig read_bench_file(const std::filesystem::path& path)
+BenchConfig read_bench_file(const std::string& path)
 {
     BenchConfig config;
-    config.path = path.string();
-    config.state_folder = path.string() + ".state";
-    const toml::table root = parse_toml_file(path);
-    TableReader bench{config.path, root};
-    read_bench(bench, path.parent_path(), config);
+    config.path = path;
+    config.state_folder = path + ".state";
+    TableReader bench = TableReader::of_file(path);
+    read_bench(bench, std::filesystem::path{path}.parent_path(), config);
     return config;
 }
 
 BenchConfig built_in_bench()
 {
     BenchConfig config;
-    const toml::table root = parse_toml_text(example_bench_text());
-    TableReader bench{"built-in bench", root};
+    TableReader bench = TableReader::of_text(example_bench_text(), "built-in bench");
     read_bench(bench, {}, config);
     config.state_folder = built_in_state_folder();
     return config;

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "sim/chip/chip.h"
+#include "sim/chip/chip_options.h"
 #include "sim/chip/factory.h"
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,16 +30,14 @@ struct ProbeConfig
 struct BenchConfig
 {
     std::string path; ///< empty for the built-in bench
-    std::filesystem::path state_folder;
+    std::string state_folder;
     bool real_time = false;
     std::vector<ProbeConfig> probes;
 };
 
 /// Read a bench file. @throws std::runtime_error "FILE:LINE: reason" for whatever is wrong with it
-BenchConfig read_bench_file(const std::filesystem::path& path);
+BenchConfig read_bench_file(const std::string& path);
 /// Three probes with different chips. @throws std::runtime_error when there is no folder for their state
 BenchConfig built_in_bench();
-/// A commented bench file to start from; it describes the built-in bench.
-std::string_view example_bench_text();
 
 } // namespace jlinksim

@@ -1,11 +1,11 @@
-#include "sim/bench/bench_config.h"
+#include "sim/bench/example_bench.h"
 
 namespace jlinksim {
 
 std::string_view example_bench_text()
 {
     return R"(# A bench of simulated probes and chips. Set JLINKARM_SIM_BENCH to this file's path to use it.
-# The chips' memories are kept beside it, in a folder of its name with ".state" behind.
+# The chips' memories are kept beside it, in a folder of its name with ".state" after it.
 
 # Whether real time that passes between two calls counts for the chips, too.
 # real_time = false
@@ -21,7 +21,7 @@ version = "BIRCH_M1_VA_REV2"
 # The rest is optional.
 # protected = true                  # delivered with readback protection
 # flash_file = "firmware.bin"       # raw content from address 0, relative to this file
-# flash_fill = 0xFF                 # the flash behind it
+# flash_fill = 0xFF                 # the flash after it
 # protected_blocks = [0, 1]         # flash blocks of 4 KiB that ignore writes and erases
 # ctrl_ap = false                   # a chip without its control access port
 # faults = ["erase_never_ends"]     # and flash_never_ready, ctrl_ap_fails, connect_fails, qspi_never_ready

@@ -2,21 +2,57 @@
 
 #include "sim/platform/file_error.h"
 #include "sim/platform/private_file.h"
+#include "sim/state/chip_state.h"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <filesystem>
+#include <fmt/core.h>
 #include <stdexcept>
 #include <utility>
 
 namespace jlinksim {
 
-Probe::Probe(const ProbeConfig& config, std::filesystem::path folder, Services services)
+/// The state comes first: the chip is put together on it.
+struct Probe::LoadedChip
+{
+    LoadedChip(const Probe& probe, Services services);
+    ChipState state;
+    Chip chip;
+};
+
+Probe::Probe(const ProbeConfig& config, std::string folder, Services services)
     : config_(config),
       folder_(std::move(folder)),
       services_(services),
       supply_millivolts_(config.supply_millivolts),
       plugged_(config.plugged)
 {
+}
+
+Probe::~Probe() = default;
+
+Chip* Probe::chip()
+{
+    return chip_ == nullptr ? nullptr : &chip_->chip;
+}
+
+void Probe::look_at_chip(const std::function<void(const Chip&)>& look)
+{
+    if (!config_.chip) {
+        return;
+    }
+    if (chip_ != nullptr) {
+        look(chip_->chip);
+        return;
+    }
+    if (!is_held()) {
+        const Hold hold{*this};
+        look(chip_->chip);
+        return;
+    }
+    // Its holder has made the state; putting a second chip together on it changes nothing.
+    LoadedChip other{*this, services_};
+    look(other.chip);
 }
 
 Probe::LoadedChip::LoadedChip(const Probe& probe, Services services)
@@ -34,7 +70,7 @@ auto Probe::use_state(const Work& work) const
         throw std::runtime_error(
             fmt::format("The simulation cannot use its state folder {}: {}. See that you can write there and that its "
                         "disk has room; the chip's factory state makes damaged files again.",
-                        folder_.string(), error.what()));
+                        folder_, error.what()));
     }
 }
 

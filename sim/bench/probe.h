@@ -1,9 +1,10 @@
 #pragma once
 
 #include "sim/bench/bench_config.h"
+#include "sim/chip/chip.h"
 #include "sim/platform/process_lock.h"
 
-#include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,7 +20,10 @@ public:
     static constexpr std::uint32_t lowest_supply_millivolts = 1500;
 
     /// @param folder of this probe's state; created when first held
-    Probe(const ProbeConfig& config, std::filesystem::path folder, Services services);
+    Probe(const ProbeConfig& config, std::string folder, Services services);
+    Probe(const Probe&) = delete;
+    Probe& operator=(const Probe&) = delete;
+    ~Probe();
 
     /// Keeps the probe held while it lives. Holds of one process nest.
     class Hold
@@ -47,10 +51,9 @@ public:
     /// Whether any process, this one included, holds the probe.
     bool is_held();
     /// The chip on its bench; null for a probe without one. Only while the probe is held.
-    Chip* chip() { return chip_ == nullptr ? nullptr : &chip_->chip; }
+    Chip* chip();
     /// Look at the chip without holding the probe: also while another process does.
-    template <class Look>
-    void look_at_chip(Look look);
+    void look_at_chip(const std::function<void(const Chip&)>& look);
 
     /// The chip as the bench gives it, also when the kept state is of another chip.
     /// @throws std::runtime_error when another process holds the probe
@@ -60,19 +63,14 @@ public:
 
     const ProbeConfig& config() const { return config_; }
     std::uint32_t serial_number() const { return config_.serial_number; }
-    const std::filesystem::path& folder() const { return folder_; }
+    const std::string& folder() const { return folder_; }
     std::uint32_t supply_millivolts() const { return supply_millivolts_; }
     bool has_supply() const { return supply_millivolts_ >= lowest_supply_millivolts; }
     bool is_plugged() const { return plugged_; }
     void set_plugged(bool plugged) { plugged_ = plugged; }
 
 private:
-    struct LoadedChip
-    {
-        LoadedChip(const Probe& probe, Services services);
-        ChipState state;
-        Chip chip;
-    };
+    struct LoadedChip;
 
     void take();
     void release();
@@ -82,10 +80,10 @@ private:
     platform::ProcessLock lock() const;
     void load_chip();
     void fill(LoadedChip& loaded) const;
-    std::filesystem::path lock_file() const { return folder_ / "lock"; }
+    std::string lock_file() const { return folder_ + "/lock"; }
 
     const ProbeConfig& config_;
-    std::filesystem::path folder_;
+    std::string folder_;
     Services services_;
     std::uint32_t supply_millivolts_;
     bool plugged_;
@@ -93,25 +91,5 @@ private:
     std::optional<platform::ProcessLock> lock_;
     std::unique_ptr<LoadedChip> chip_;
 };
-
-template <class Look>
-void Probe::look_at_chip(Look look)
-{
-    if (!config_.chip) {
-        return;
-    }
-    if (chip_ != nullptr) {
-        look(chip_->chip);
-        return;
-    }
-    if (!is_held()) {
-        const Hold hold{*this};
-        look(chip_->chip);
-        return;
-    }
-    // Its holder has made the state; putting a second chip together on it changes nothing.
-    LoadedChip other{*this, services_};
-    look(other.chip);
-}
 
 } // namespace jlinksim

@@ -1,25 +1,21 @@
 #pragma once
 
-#include <filesystem>
+#include <cstdint>
+#include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
-#include <toml++/toml.h>
 #include <vector>
 
 namespace jlinksim {
-
-/// @throws std::runtime_error "FILE:LINE: reason"
-toml::table parse_toml_file(const std::filesystem::path& path);
-toml::table parse_toml_text(std::string_view text);
 
 /// Reads a table of a TOML file, refusing what is not expected: every message names file and line.
 class TableReader
 {
 public:
-    /// The table outlives the reader.
-    TableReader(std::string file, const toml::table& table) : file_(std::move(file)), table_(table) {}
+    /// The whole of a file, or of a text under a name. @throws std::runtime_error "FILE:LINE: reason"
+    static TableReader of_file(const std::string& path);
+    static TableReader of_text(std::string_view text, std::string name);
 
     bool flag(const std::string& key, bool otherwise);
     std::uint32_t number(const std::string& key, std::uint32_t otherwise, std::uint32_t lowest, std::uint32_t highest);
@@ -38,16 +34,11 @@ public:
     [[noreturn]] void fail(const std::string& key, std::string_view reason) const;
 
 private:
-    const toml::node* find(const std::string& key);
-    const toml::node& require(const std::string& key);
-    const toml::array* find_array(const std::string& key);
-    std::uint32_t to_number(const std::string& key, const toml::node& node, std::uint32_t lowest,
-                            std::uint32_t highest) const;
-    std::string to_text(const std::string& key, const toml::node& node) const;
+    /// The parser's header is slow to compile: what needs its types stays in the source.
+    struct Table;
+    explicit TableReader(std::shared_ptr<Table> table) : table_(std::move(table)) {}
 
-    std::string file_;
-    const toml::table& table_;
-    std::set<std::string, std::less<>> asked_;
+    std::shared_ptr<Table> table_;
 };
 
 } // namespace jlinksim

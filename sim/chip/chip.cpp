@@ -1,6 +1,7 @@
 #include "sim/chip/chip.h"
 
 #include "sim/chip/factory.h"
+#include "sim/state/chip_state.h"
 
 #include <array>
 #include <cassert>

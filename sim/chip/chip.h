@@ -2,6 +2,7 @@
 
 #include "sim/chip/block_protection.h"
 #include "sim/chip/bus.h"
+#include "sim/chip/chip_options.h"
 #include "sim/chip/control_port.h"
 #include "sim/chip/core.h"
 #include "sim/chip/debug_port.h"
@@ -14,7 +15,6 @@
 #include "sim/device/services.h"
 #include "sim/model/chip_model.h"
 #include "sim/qspi/qspi.h"
-#include "sim/state/chip_state.h"
 
 #include <deque>
 #include <optional>
@@ -22,17 +22,7 @@
 
 namespace jlinksim {
 
-/// What a bench says about one chip's hardware. Content is another matter (FactoryContent).
-struct ChipOptions
-{
-    const ChipModel* model = nullptr;
-    bool has_control_port = true;
-    std::uint32_t rom_part = 0;
-    std::uint32_t rom_revision = 0;
-    std::vector<std::uint32_t> protected_blocks;
-    HardwareFaults faults;
-    SerialFlashOptions serial_flash;
-};
+class ChipState;
 
 /// A chip: its parts, and the wires between them. Parts know nothing of each other.
 class Chip

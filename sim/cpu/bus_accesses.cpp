@@ -1,7 +1,7 @@
 #include "sim/cpu/bus_accesses.h"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace jlinksim {
 namespace {

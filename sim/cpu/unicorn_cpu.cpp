@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <utility>
 
 namespace jlinksim {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <span>
 
 namespace jlinksim {

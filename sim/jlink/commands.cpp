@@ -4,7 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <optional>
 
 namespace jlinksim {

@@ -1,6 +1,6 @@
 #include "sim/jlink/memory_access.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace jlinksim {
 namespace {

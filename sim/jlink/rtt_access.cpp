@@ -1,7 +1,7 @@
 #include "sim/jlink/rtt_access.h"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace jlinksim {
 namespace {

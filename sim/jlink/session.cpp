@@ -1,7 +1,7 @@
 #include "sim/jlink/session.h"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <stdexcept>
 
 namespace jlinksim {

@@ -7,7 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <system_error>

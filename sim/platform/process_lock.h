@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
+#include <string>
 
 namespace jlinksim::platform {
 
@@ -11,9 +11,9 @@ class ProcessLock
 {
 public:
     /// Null when another holder (of this or another process) has it. @throws FileError when the file cannot be used
-    static std::optional<ProcessLock> try_acquire(const std::filesystem::path& path);
+    static std::optional<ProcessLock> try_acquire(const std::string& path);
     /// Number of the other process that holds the lock now; null when none does, or the kernel cannot tell.
-    static std::optional<std::uint32_t> holder(const std::filesystem::path& path);
+    static std::optional<std::uint32_t> holder(const std::string& path);
 
     ProcessLock(ProcessLock&& other) noexcept;
     ProcessLock& operator=(ProcessLock&& other) noexcept;

@@ -23,7 +23,7 @@ struct flock whole_file()
 
 } // namespace
 
-std::optional<ProcessLock> ProcessLock::try_acquire(const std::filesystem::path& path)
+std::optional<ProcessLock> ProcessLock::try_acquire(const std::string& path)
 {
     Descriptor file = open_private(path, O_RDWR | O_CREAT);
     if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -39,7 +39,7 @@ std::optional<ProcessLock> ProcessLock::try_acquire(const std::filesystem::path&
     return ProcessLock{file.release()};
 }
 
-std::optional<std::uint32_t> ProcessLock::holder(const std::filesystem::path& path)
+std::optional<std::uint32_t> ProcessLock::holder(const std::string& path)
 {
     const Descriptor file = open_private(path, O_RDWR | O_CREAT);
     struct flock range = whole_file();

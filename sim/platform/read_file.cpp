@@ -2,7 +2,7 @@
 
 #include "sim/platform/file_error.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <fstream>
 #include <system_error>
 

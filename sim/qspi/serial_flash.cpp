@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace jlinksim {
 namespace {

@@ -3,7 +3,7 @@
 #include "base/little_endian.h"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace jlinksim {
 namespace {

@@ -4,7 +4,7 @@
 #include "sim/time/timing.h"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace jlinksim {
 

@@ -1,7 +1,7 @@
 #include "sim/state/chip_state.h"
 
 #include <bit>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <stdexcept>
 
 namespace jlinksim {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 
 namespace jlinksim {
@@ -10,11 +9,7 @@ namespace jlinksim {
 class Clock
 {
 public:
-    /// Gaps between calls shorter than this are the host computing; longer ones are the host sleeping, and count for
-    /// `with_sleeps`.
-    static constexpr std::chrono::nanoseconds shortest_sleep = std::chrono::milliseconds{10};
-
-    explicit Clock(bool real_time) : real_time_(real_time) {}
+    explicit Clock(bool real_time);
 
     bool is_real_time() const { return real_time_; }
 
@@ -27,20 +22,14 @@ public:
     /// What operations go by that hosts sleep for: modelled time and the gaps in which the host slept.
     std::uint64_t with_sleeps() const { return modelled_ + gaps_; }
 
-    void call_begins()
-    {
-        const std::chrono::nanoseconds gap = std::chrono::steady_clock::now() - last_call_;
-        if (real_time_ || gap >= shortest_sleep) {
-            gaps_ += static_cast<std::uint64_t>(gap.count());
-        }
-    }
-    void call_ends() { last_call_ = std::chrono::steady_clock::now(); }
+    void call_begins();
+    void call_ends();
 
 private:
     bool real_time_;
     std::uint64_t modelled_ = 0;
     std::uint64_t gaps_ = 0;
-    std::chrono::steady_clock::time_point last_call_ = std::chrono::steady_clock::now();
+    std::uint64_t last_call_; ///< nanoseconds of the host's clock
 };
 
 } // namespace jlinksim

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <stdexcept>
 #include <utility>
 

@@ -1,18 +1,9 @@
 #include "sim/witness/records.h"
 
 #include <algorithm>
-#include <fmt/format.h>
-#include <stdexcept>
+#include <fmt/core.h>
 
 namespace jlinksim {
-
-void Records::append_to(const std::filesystem::path& path)
-{
-    file_.open(path, std::ios::app);
-    if (!file_) {
-        throw std::runtime_error(fmt::format("Cannot open {} of JLINKARM_SIM_RECORDS.", path.string()));
-    }
-}
 
 void Records::add(std::string_view name, std::string_view what)
 {
@@ -30,11 +21,8 @@ void Records::add(std::string_view name, std::string_view what)
 
 void Records::call_ends()
 {
-    if (file_.is_open() && call_begin_ < entries_.size()) {
-        for (std::size_t i = call_begin_; i < entries_.size(); ++i) {
-            file_ << line(i) << '\n';
-        }
-        file_.flush();
+    for (std::size_t i = call_begin_; file_.is_open() && i < entries_.size(); ++i) {
+        file_.add(line(i));
     }
     call_begin_ = entries_.size();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "sim/witness/line_file.h"
+
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +15,7 @@ class Records
 {
 public:
     /// Also append every record to a file. @throws std::runtime_error when it cannot be opened
-    void append_to(const std::filesystem::path& path);
+    void append_to(const std::string& path) { file_.open(path, "JLINKARM_SIM_RECORDS"); }
 
     /// Repetitions of a name within one J-Link call are counted in its first record: a block write of 4 KiB to
     /// locked flash is one record.
@@ -50,7 +50,7 @@ private:
     std::vector<Entry> entries_;
     std::size_t call_begin_ = 0; ///< index of the current call's first record
     unsigned mutes_ = 0;
-    std::ofstream file_;
+    LineFile file_;
 };
 
 } // namespace jlinksim

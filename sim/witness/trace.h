@@ -1,7 +1,7 @@
 #pragma once
 
-#include <filesystem>
-#include <fstream>
+#include "sim/witness/line_file.h"
+
 #include <string>
 #include <vector>
 
@@ -12,7 +12,7 @@ class Trace
 {
 public:
     /// @throws std::runtime_error when the file cannot be opened
-    void append_to(const std::filesystem::path& path);
+    void append_to(const std::string& path) { file_.open(path, "JLINKARM_SIM_TRACE"); }
     void start();
     void stop() { listing_ = false; }
 
@@ -25,7 +25,7 @@ public:
 private:
     bool listing_ = false;
     std::vector<std::string> lines_;
-    std::ofstream file_;
+    LineFile file_;
 };
 
 } // namespace jlinksim

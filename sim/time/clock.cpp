@@ -1,0 +1,34 @@
+#include "sim/time/clock.h"
+
+#include <chrono>
+
+namespace jlinksim {
+namespace {
+
+/// Gaps between calls shorter than this are the host computing; longer ones are the host sleeping.
+constexpr std::uint64_t shortest_sleep_ns = 10'000'000;
+
+std::uint64_t host_now()
+{
+    const std::chrono::nanoseconds now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(now.count());
+}
+
+} // namespace
+
+Clock::Clock(bool real_time) : real_time_(real_time), last_call_(host_now()) {}
+
+void Clock::call_begins()
+{
+    const std::uint64_t gap = host_now() - last_call_;
+    if (real_time_ || gap >= shortest_sleep_ns) {
+        gaps_ += gap;
+    }
+}
+
+void Clock::call_ends()
+{
+    last_call_ = host_now();
+}
+
+} // namespace jlinksim
