@@ -67,19 +67,15 @@ void LibraryLog::take(std::string_view line)
         print_to(file_.get(), "{}\n", shown);
     }
 
-    const std::size_t tag = line.find(prefix);
     const std::size_t tag_end = line.find(separator);
     if (tag_end != std::string_view::npos) {
         take_message(line.substr(tag_end + separator.size()));
         return;
     }
-    if (tag == 0) { // a call of ours begins; what was said before belongs to others
+    if (line.starts_with(prefix)) { // a call of ours begins; what was said before belongs to others
         complaint_.clear();
         jlink_text_.clear();
         jlink_reason_.clear();
-    }
-    if (tag != std::string_view::npos && listener_) {
-        listener_(line.substr(tag + prefix.size()));
     }
 }
 

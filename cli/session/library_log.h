@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdio>
-#include <functional>
 #include <jlinkarm_birch_tessit.h>
 #include <memory>
 #include <string>
@@ -26,10 +25,6 @@ public:
     /// Why the library's newest call failed, in its own and the J-Link library's words; empty when it said nothing.
     std::string reason() const;
 
-    /// Is called with the name of every operation that the library begins, also those within a call.
-    using Listener = std::function<void(std::string_view operation)>;
-    void listen(Listener listener) { listener_ = std::move(listener); }
-
 private:
     struct FileCloser
     {
@@ -47,7 +42,6 @@ private:
     std::string complaint_;    ///< newest message of the call that reports a failure
     std::string jlink_text_;   ///< newest text of the J-Link library itself
     std::string jlink_reason_; ///< the one that came before the complaint
-    Listener listener_;
 };
 
 } // namespace tessit::cli
