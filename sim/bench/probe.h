@@ -16,7 +16,7 @@ namespace jlinksim {
 class Probe
 {
 public:
-    /// Below this the chip does not answer, and when the supply comes back above it the chip starts anew.
+    /// Below this the chip does not answer, and when the supply comes back above it the chip starts again.
     static constexpr std::uint32_t lowest_supply_millivolts = 1500;
 
     /// @param folder of this probe's state; created when first held
@@ -58,7 +58,7 @@ public:
     /// The chip as the bench gives it, also when the kept state is of another chip.
     /// @throws std::runtime_error when another process holds the probe
     void factory_reset();
-    /// A supply that comes back starts the chip anew.
+    /// A supply that comes back starts the chip again.
     void set_supply(std::uint32_t millivolts);
 
     const ProbeConfig& config() const { return config_; }

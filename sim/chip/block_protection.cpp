@@ -7,7 +7,7 @@
 namespace jlinksim {
 namespace {
 
-// The window starts at the chip's disable register. The released flag is the hardware's own, behind every address.
+// The window starts at the chip's disable register. The released flag is the hardware's own, beyond every address.
 constexpr std::uint32_t disable_register = 0;
 constexpr std::uint32_t released_flag = 0x1000;
 

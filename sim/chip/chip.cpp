@@ -153,7 +153,7 @@ std::vector<DirectMemory> Chip::direct_memories()
 
 namespace {
 
-/// Whether the memories cover a stretch, one of them behind the other.
+/// Whether the memories cover a stretch, one after the other.
 bool covers(std::span<const DirectMemory> memories, std::uint32_t address, std::uint64_t length)
 {
     const std::uint64_t end = address + length;

@@ -15,7 +15,7 @@ constexpr std::uint32_t bus_fault_address = 0xD38;  // BFAR
 constexpr std::uint32_t debug_control = 0xDF0;      // DHCSR
 constexpr std::uint32_t register_data = 0xDF8;      // DCRDR
 constexpr std::uint32_t exception_monitor = 0xDFC;  // DEMCR
-constexpr std::uint32_t run_state_flag = 0x10000;   // behind every address: the hardware's own
+constexpr std::uint32_t run_state_flag = 0x10000;   // beyond every address: the hardware's own
 constexpr std::uint32_t lock_up_flag = 0x10004;     // it goes on locked up when it was halted
 
 constexpr std::uint32_t debug_key = 0xA05F;

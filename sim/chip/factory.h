@@ -15,7 +15,7 @@ struct FactoryContent
 {
     bool is_protected = false;
     std::vector<std::uint8_t> image;                                        ///< of the flash, from address 0
-    std::optional<std::uint8_t> fill;                                       ///< of the flash behind the image
+    std::optional<std::uint8_t> fill;                                       ///< of the flash after the image
     std::vector<std::pair<std::uint32_t, std::uint32_t>> factory_overrides; ///< FICR offset and word
 };
 

@@ -52,7 +52,7 @@ constexpr std::uint32_t writable_part(unsigned index, std::uint32_t value)
 
 /// How the CPU's accesses outside its direct memories reach the chip. `width` is 1, 2 or 4 bytes, the address is a
 /// multiple of it, a value has no bits beyond it. False is a bus fault. While it is asked, the CPU's set_memories,
-/// code_changed and end_run may be called, which take effect behind the current instruction; no other function of it.
+/// code_changed and end_run may be called, which take effect after the current instruction; no other function of it.
 class CpuBus
 {
 public:
@@ -77,7 +77,7 @@ enum class StopReason
     budget_spent, ///< all instructions asked for were executed
     run_ended,    ///< end_run was called
     breakpoint,   ///< a BKPT; the program counter is at it
-    sleeping,     ///< WFI or WFE; the program counter is behind it
+    sleeping,     ///< WFI or WFE; the program counter is after it
     fault,        ///< an access or an instruction that the CPU cannot carry out; the program counter is at it
 };
 

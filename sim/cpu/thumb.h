@@ -42,7 +42,7 @@ public:
     constexpr bool active() const { return state_ != 0; }
     /// Whether the next instruction is executed, by the flags in `xpsr`.
     bool condition_holds(std::uint32_t xpsr) const;
-    /// Behind the next instruction.
+    /// After the next instruction.
     IfThen next() const;
     /// With the next instruction as the block's only one.
     IfThen only_next() const;

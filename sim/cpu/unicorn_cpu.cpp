@@ -196,7 +196,7 @@ void UnicornCpu::execute(std::uint64_t limit)
     fault(describe(reason), status_of(reason));
 }
 
-/// The engine takes an IT block as one instruction: it stops only behind it, says nothing of what it skips, and forgets
+/// The engine takes an IT block as one instruction: it stops only after it, says nothing of what it skips, and forgets
 /// where in the block a fault happened. So it gets each instruction as a block of its own, and we keep the place.
 void UnicornCpu::execute_conditional(IfThen block)
 {
@@ -242,7 +242,7 @@ void UnicornCpu::carry_out(Kind kind, Instruction instruction)
     }
 }
 
-/// The instruction is done or skipped: count it, and go behind it.
+/// The instruction is done or skipped: count it, and go past it.
 void UnicornCpu::complete(Instruction instruction)
 {
     ++result_.instructions;

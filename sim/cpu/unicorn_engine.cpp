@@ -73,7 +73,7 @@ struct UnicornEngine::Hooks
                               : self.read_observer(where, bytes);
     }
 
-    /// Comes behind access(), in one piece of up to 4 bytes or two.
+    /// Comes after access(), in one piece of up to 4 bytes or two.
     static std::uint64_t granted_read(uc_engine* /*engine*/, std::uint64_t offset, unsigned /*size*/, void* user)
     {
         // The offset counts from the window's begin, which is a multiple of more than any access.
@@ -189,7 +189,7 @@ UnicornEngine::Stop UnicornEngine::execute()
     return stopped_by_.value_or(Stop::asked);
 }
 
-/// Not at once: stopped while it makes an access, the engine ends behind the instruction with the program counter still
+/// Not at once: stopped while it makes an access, the engine ends after the instruction with the program counter still
 /// at it. The instruction hook in front of the next one has it right.
 void UnicornEngine::request_stop()
 {

@@ -56,9 +56,9 @@ public:
 
     /// Execute from the program counter on. XPSR's Thumb bit must be set.
     Stop execute();
-    /// End execute() behind the instruction that is being executed.
+    /// End execute() after the instruction that is being executed.
     void request_stop();
-    /// Drop what was translated of these bytes; behind the instruction that is being executed, if one is.
+    /// Drop what was translated of these bytes; after the instruction that is being executed, if one is.
     void forget_code(std::uint32_t address, std::uint32_t length);
 
 private:

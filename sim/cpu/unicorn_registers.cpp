@@ -114,7 +114,7 @@ CpuState save(uc_engine& engine)
 void restore(uc_engine& engine, const CpuState& state)
 {
     for (unsigned index = 0; index < register_ids.size(); ++index) {
-        // R13 is MSP or PSP. CONTROL may take away the right to write the others, and so comes behind them.
+        // R13 is MSP or PSP. CONTROL may take away the right to write the others, and so comes after them.
         if (index != cpu_register::sp && index != cpu_register::control && index != cpu_register::xpsr) {
             set(engine, register_ids[index], state[index]);
         }

@@ -13,7 +13,7 @@ namespace {
 struct Command
 {
     std::string_view name;
-    /// Gets what stands behind the name; returns what is wrong with it.
+    /// Gets what follows the name; returns what is wrong with it.
     std::string (*execute)(Session& session, std::string_view argument);
 };
 
@@ -24,7 +24,7 @@ std::string_view trim(std::string_view text)
     return text.substr(0, text.find_last_not_of(" \t") + 1);
 }
 
-/// What stands behind the equals sign; null without one.
+/// What follows the equals sign; null without one.
 std::optional<std::string_view> assigned(std::string_view argument)
 {
     argument = trim(argument);

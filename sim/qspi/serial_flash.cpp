@@ -139,7 +139,7 @@ void SerialFlash::begin_instruction(std::uint8_t opcode)
     instruction_ = &*found;
 }
 
-/// A frame that is cut short or goes on behind its end is not carried out.
+/// A frame that is cut short or goes on after its end is not carried out.
 bool SerialFlash::is_whole() const
 {
     const std::size_t header = 1 + (instruction_->has_address ? address_bytes() : 0);

@@ -75,7 +75,7 @@ private:
     const Instruction* instruction_ = nullptr;
     std::size_t exchanged_ = 0; ///< bytes of the frame so far
     std::uint32_t address_ = 0;
-    std::vector<std::uint8_t> data_; ///< sent behind the address
+    std::vector<std::uint8_t> data_; ///< sent after the address
 };
 
 } // namespace jlinksim

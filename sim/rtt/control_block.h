@@ -45,7 +45,7 @@ struct RttRing
     bool is_unused() const { return buffer == 0 && size == 0; }
     std::uint32_t used() const { return write >= read ? write - read : write + size - read; }
     std::uint32_t room() const { return size - 1 - used(); }
-    std::uint32_t behind(std::uint32_t offset, std::uint32_t step) const
+    std::uint32_t advanced(std::uint32_t offset, std::uint32_t step) const
     {
         return static_cast<std::uint32_t>((std::uint64_t{offset} + step) % size);
     }
@@ -70,7 +70,7 @@ struct RttControlBlock
     }
     std::vector<RttRing>& rings(RttDirection direction) { return direction == RttDirection::up ? up : down; }
 
-    /// The rings' descriptors anew. False when the block is no longer there, or another one is.
+    /// Read the rings' descriptors again. False when the block is no longer there, or another one is.
     bool refresh(RttMemory& memory);
 
 private:

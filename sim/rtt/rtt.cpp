@@ -100,7 +100,7 @@ void Rtt::look_for_block(RttMemory& memory)
     }
     found_ = true;
     block_ = std::move(*block);
-    // A channel keeps its bytes when its firmware starts anew.
+    // A channel keeps its bytes when its firmware starts again.
     up_.resize(std::max(up_.size(), block_.up.size()), ByteQueue{up_buffer_bytes});
     down_.resize(std::max(down_.size(), block_.down.size()), ByteQueue{down_buffer_bytes});
     ring_problems_.assign(block_.up.size() + block_.down.size(), nullptr);
@@ -143,7 +143,7 @@ bool Rtt::is_usable(RttDirection direction, std::size_t index, const RttMemory& 
     return problem == nullptr && !ring.is_unused();
 }
 
-/// Firmware that starts anew between two transfers of ours makes its rings anew, in which our offset means nothing.
+/// Firmware that starts again between two transfers of ours makes new rings, in which our offset means nothing.
 /// Offsets of its own only ever go on.
 bool Rtt::is_unchanged(RttMemory& memory, RttDirection direction, std::size_t index) const
 {
@@ -186,7 +186,7 @@ bool Rtt::drain_step(RttMemory& memory, std::size_t index, std::uint32_t count)
     if (!taken || !is_unchanged(memory, RttDirection::up, index)) {
         return false;
     }
-    const std::uint32_t read = ring.behind(ring.read, count);
+    const std::uint32_t read = ring.advanced(ring.read, count);
     const std::uint32_t descriptor = block_.descriptor_of(RttDirection::up, index);
     if (!memory.write(descriptor + RttRing::read_position, bytes_of(read))) {
         return false;
@@ -213,7 +213,7 @@ void Rtt::fill(RttMemory& memory, std::size_t index)
     if (!given || !is_unchanged(memory, RttDirection::down, index)) {
         return;
     }
-    const std::uint32_t write = ring.behind(ring.write, static_cast<std::uint32_t>(data.size()));
+    const std::uint32_t write = ring.advanced(ring.write, static_cast<std::uint32_t>(data.size()));
     const std::uint32_t descriptor = block_.descriptor_of(RttDirection::down, index);
     if (memory.write(descriptor + RttRing::write_position, bytes_of(write))) {
         down_[index].drop(data.size());

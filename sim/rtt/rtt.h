@@ -34,9 +34,9 @@ public:
 
     explicit Rtt(Records& records) : records_(records) {}
 
-    /// Begin anew, with polls from this time on. `ranges` lie in RAM and consist of whole words.
+    /// Begin again, with polls from this time on. `ranges` lie in RAM and consist of whole words.
     void start(std::vector<RttSearchRange> ranges, std::uint64_t now);
-    /// Begin anew with the control block at a known place.
+    /// Begin again with the control block at a known place.
     void start(std::uint32_t block_address, std::uint64_t now);
     void stop();
     bool is_started() const { return started_; }
@@ -45,7 +45,7 @@ public:
     std::uint64_t next_poll() const { return next_poll_; }
     void poll(RttMemory& memory, std::uint64_t now);
 
-    /// The host resets the target: firmware makes its control block anew, perhaps elsewhere. Erases the old one's
+    /// The host resets the target: firmware makes a new control block, perhaps elsewhere. Erases the old one's
     /// identifier, which would be found again until then.
     void target_is_reset(RttMemory& memory);
 

@@ -22,13 +22,13 @@ public:
     /// So much is read for one look: about what a poll of a well-used ring takes, so that other requests need not wait.
     static constexpr std::uint32_t piece_bytes = 1024;
 
-    /// Is told of an identifier behind which there is no control block.
+    /// Is told of an identifier that no control block follows.
     using Rejected = std::function<void(std::uint32_t address, const std::string& problem)>;
 
     RttSearch() = default;
     explicit RttSearch(std::vector<RttSearchRange> ranges) : ranges_(std::move(ranges)) {}
 
-    /// Look at the next piece that can be read, and the next time at the one behind it.
+    /// Look at the next piece that can be read, and the next time at the one after it.
     std::optional<RttControlBlock> look(RttMemory& memory, const Rejected& rejected);
     void begin_again()
     {
