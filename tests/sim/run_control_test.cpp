@@ -101,7 +101,7 @@ TEST(RunControl, timePassesForAHostThatWaits)
     JLINKARM_Go();
     EXPECT_EQ(timed(), wait);
 #if defined(TESSIT_SIM_CPU_UNICORN)
-    EXPECT_NEAR(read_word(counter), wait / 1000 * 64 / 4, 20'000);
+    EXPECT_NEAR(read_word(counter), static_cast<double>(wait) / 1000 * 64 / 4, 20'000);
 #endif
     JLINKARM_Close();
     EXPECT_EQ(timed(), wait) << "without a session";
