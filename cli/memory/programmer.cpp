@@ -41,7 +41,7 @@ private:
     void erase()
     {
         if (plan_.erases.everything) {
-            Progress progress{console_, "erase", 1, "chip"};
+            Progress progress{console_, "erase", 1, "chips"};
             erase_and_look(device_.erase_all, [](const Piece&) { return true; });
             progress.advance(1);
             progress.finish();

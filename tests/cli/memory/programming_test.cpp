@@ -6,6 +6,12 @@
 #include <gmock/gmock.h>
 #include <string_view>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/allocator_interface.h>
+#else
+#include <malloc.h>
+#endif
+
 namespace tessit::cli {
 namespace {
 
@@ -15,6 +21,15 @@ using testing::SizeIs;
 
 constexpr std::uint32_t kib = 1024;
 constexpr std::uint32_t unit_bytes = 4 * kib;
+
+std::size_t allocated_bytes()
+{
+#if defined(__SANITIZE_ADDRESS__)
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    return mallinfo2().uordblks + mallinfo2().hblkhd;
+#endif
+}
 
 std::uint8_t noise(std::uint32_t seed)
 {
@@ -52,6 +67,7 @@ protected:
                          .write_cost = {1e-3, 13e-6}};
         memory.read = [this](std::uint32_t address, std::span<std::uint8_t> found, const ChunkDone&) {
             bytes_read += found.size();
+            most_allocated = std::max(most_allocated, allocated_bytes());
             std::copy_n(bytes.begin() + address, found.size(), found.begin());
         };
         memory.write = [this](std::uint32_t address, std::span<const std::uint8_t> data, const ChunkDone&) {
@@ -112,6 +128,7 @@ protected:
     std::size_t erases_of_pages = 0;
     std::size_t bytes_read = 0;
     std::size_t looked_at = 0;
+    std::size_t most_allocated = 0;
 };
 
 TEST_F(ProgrammingTest, TakesTheCheapestWayFromWhatIsThere)
@@ -167,6 +184,17 @@ TEST_F(ProgrammingTest, NeighboursStayWhereverAnImageBeginsAndEnds)
     hold(image(flash_bytes, 8, 5)); // a word of the UICR: not even a whole image may cost it
     program(image(0, flash_bytes, 6));
     EXPECT_EQ(erases_of_all, 0U);
+}
+
+TEST_F(ProgrammingTest, HoldsNoSecondCopyOfTheImage)
+{
+    hold(image(0, flash_bytes, 2));
+    bytes[0] = 0xFF; // looked at until it is clear that everything goes
+    const Image wanted = image(0, flash_bytes);
+    const std::size_t before = allocated_bytes();
+    const Plan plan = plan_programming(device, wanted, EraseMode::needed, {});
+    execute(device, plan, true, {});
+    EXPECT_LT(most_allocated - before, flash_bytes / 2) << "buffers of 64 KiB, and what is known of the units";
 }
 
 TEST_F(ProgrammingTest, WritesOnlyWhatDiffers)

@@ -13,7 +13,7 @@ using testing::StartsWith;
 class ProgramTest : public BenchTest
 {
 protected:
-    // :10000000 4 words, as Intel HEX and S-record.
+    // Four bytes at 0x10.
     std::string hex() const { return file("app.hex", ":0400100001020304E2\n:00000001FF\n"); }
 };
 
