@@ -76,46 +76,46 @@ struct Outcome
     EraseResult result;
 };
 
-Outcome erase_pages(const Device& chip, const Options& options, const Console& console)
+Outcome erase_pages(const Device& chip, const Options& options, const Narration& narration)
 {
     const Memory& flash = chip.memories.front();
     const std::vector<Range> pages = pages_to_erase(options, flash.traits);
-    const EraseResult result = erase_blocks(chip, flash, pages, true, console);
+    const EraseResult result = erase_blocks(chip, flash, pages, true, narration);
     return {fmt::format("{} page{} of {}", pages.size(), pages.size() == 1 ? "" : "s",
                         format_size(flash.traits.unit_bytes)),
             pages, result};
 }
 
-Outcome erase_uicr(const Device& chip, const Console& console)
+Outcome erase_uicr(const Device& chip, const Narration& narration)
 {
     const Memory& uicr = chip.memories.back();
-    return {"the UICR", {uicr.traits.range}, erase_blocks(chip, uicr, {uicr.traits.range}, true, console)};
+    return {"the UICR", {uicr.traits.range}, erase_blocks(chip, uicr, {uicr.traits.range}, true, narration)};
 }
 
-Outcome erase_chip(const Session& session, const Device& chip, bool mass, const Console& console)
+Outcome erase_chip(const Session& session, const Device& chip, bool mass, const Narration& narration)
 {
     const auto mass_erase = [&session] { session.check(TESSIT_masserase(), "erase the chip"); };
     std::vector<Range> ranges;
     std::ranges::transform(chip.memories, std::back_inserter(ranges),
                            [](const Memory& memory) { return memory.traits.range; });
     return {"the whole flash and the UICR", ranges,
-            mass ? erase_everything(chip, mass_erase, console) : erase_everything(chip, chip.erase_all, console)};
+            mass ? erase_everything(chip, mass_erase, narration) : erase_everything(chip, chip.erase_all, narration)};
 }
 
-Outcome erase_chosen(const Target& target, const Options& options, const Console& console)
+Outcome erase_chosen(const Target& target, const Options& options, const Narration& narration)
 {
-    const Device chip = chip_device(target, console);
+    const Device chip = chip_device(target, narration);
     if (options.range || !options.pages.empty()) {
-        return erase_pages(chip, options, console);
+        return erase_pages(chip, options, narration);
     }
-    return options.uicr ? erase_uicr(chip, console) : erase_chip(target.session(), chip, options.mass, console);
+    return options.uicr ? erase_uicr(chip, narration) : erase_chip(target.session(), chip, options.mass, narration);
 }
 
 Report erase(const Target& target, const Options& options, const Console& console)
 {
     const Clock& clock = target.session().clock();
     const Clock::Duration start = clock.now();
-    const auto [what, ranges, result] = erase_chosen(target, options, console);
+    const auto [what, ranges, result] = erase_chosen(target, options, {console, clock});
     const auto elapsed = clock.now() - start;
     const std::uint32_t serial = target.session().serial();
     Json erased = Json::list();

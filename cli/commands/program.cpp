@@ -124,15 +124,16 @@ Report summarize(const Session& session, const Options& options, const Plan& pla
 Report program(Target& target, const Image& image, const Options& options, const Console& console)
 {
     const Clock& clock = target.session().clock();
+    const Narration narration{console, clock};
     const Clock::Duration start = clock.now();
     RunStateKeeper run_state{target}; // until the first byte changes, the firmware is to go on after a refusal
-    const Device chip = chip_device(target, console);
+    const Device chip = chip_device(target, narration);
     require_within_chip(image, chip);
     require_protection_wanted(image, options);
-    const Plan plan = plan_programming(chip, image, options.erase, console);
+    const Plan plan = plan_programming(chip, image, options.erase, narration);
     run_state.release();
     target.halt();
-    const ProgramResult result = execute(chip, plan, options.verify, console);
+    const ProgramResult result = execute(chip, plan, options.verify, narration);
     const auto elapsed = clock.now() - start;
     const bool is_protecting = protects_chip(image);
     const std::string ending = finish(target, options, is_protecting);

@@ -175,9 +175,10 @@ Report erase_range(const Invocation& invocation, const QspiOptions& options, con
         range = *given;
         require_whole_sectors(range, memory.traits);
         require_reachable(range, flash, "the range", "; nothing was erased");
-        result = erase_blocks(device, memory, blocks_of(memory, range), options.verify, invocation.console);
+        result =
+            erase_blocks(device, memory, blocks_of(memory, range), options.verify, {invocation.console, flash.clock()});
     } else if (options.verify) {
-        result = erase_everything(device, device.erase_all, invocation.console);
+        result = erase_everything(device, device.erase_all, {invocation.console, flash.clock()});
     } else {
         device.erase_all();
     }
@@ -206,7 +207,7 @@ ExitCode read_external_flash(const Invocation& invocation, const QspiOptions& op
         require_reachable(range, flash, "the range", "");
         std::vector<std::uint8_t> bytes(range.length);
         const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
-        Progress progress{invocation.console, "read", shows_progress ? bytes.size() : 0, "bytes"};
+        Progress progress{{invocation.console, flash.clock()}, "read", shows_progress ? bytes.size() : 0, "bytes"};
         flash.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
         progress.finish();
         Json json{{"address", range.first}, {"length", range.length}};
@@ -229,8 +230,8 @@ ExitCode write_external_flash(const Invocation& invocation, const QspiOptions& o
         const Clock::Duration start = flash.clock().now();
         require_image_fits(image, flash, "; nothing was erased");
         const Device device = device_of(invocation, flash);
-        const Plan plan = plan_programming(device, image, options.erase, invocation.console);
-        const ProgramResult result = execute(device, plan, options.verify, invocation.console);
+        const Plan plan = plan_programming(device, image, options.erase, {invocation.console, flash.clock()});
+        const ProgramResult result = execute(device, plan, options.verify, {invocation.console, flash.clock()});
         return summarize(flash, plan, result, flash.clock().now() - start);
     });
 }
@@ -241,7 +242,7 @@ ExitCode verify_external_flash(const Invocation& invocation, const QspiOptions& 
     return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) -> Report {
         require_image_fits(image, flash, "");
         const Device device = device_of(invocation, flash);
-        compare(device, image, invocation.console)
+        compare(device, image, {invocation.console, flash.clock()})
             .require_none(fmt::format("{}", fmt::join(options.files, ", ")), device.name,
                           "`tessit qspi write` writes the file again.");
         return {fmt::format("Verified {} of the external flash: equal.\n", format_size(image.size())),

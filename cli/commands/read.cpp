@@ -66,7 +66,7 @@ Report read(const Target& target, const Options& options, const Console& console
     require_within_memory(target, range);
     std::vector<std::uint8_t> bytes(range.length);
     const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
-    Progress progress{console, "read", shows_progress ? bytes.size() : 0, "bytes"};
+    Progress progress{{console, target.session().clock()}, "read", shows_progress ? bytes.size() : 0, "bytes"};
     target.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
     progress.finish();
     run_state.restore();

@@ -55,10 +55,10 @@ void erase_again(const Target& target, const Device& chip)
 }
 
 // The library reports that the steps of the recovery were taken; whether the flash obeyed is for us to see.
-EraseResult recover_and_look(const Target& target, const Console& console)
+EraseResult recover_and_look(const Target& target, const Narration& narration)
 {
     target.session().check(TESSIT_recover(), "recover the chip");
-    const Device chip = chip_device(target, console);
+    const Device chip = chip_device(target, narration);
     bool was_recovered = true;
     return erase_everything(
         chip,
@@ -67,7 +67,7 @@ EraseResult recover_and_look(const Target& target, const Console& console)
                 erase_again(target, chip);
             }
         },
-        console);
+        narration);
 }
 
 Report recover(const Target& target, const Console& console)
@@ -78,7 +78,7 @@ Report recover(const Target& target, const Console& console)
                                 was_protected ? "protected" : "unprotected", session.serial()));
     console.note(was_protected ? "Erasing everything through the control access port: 0.5 s, 30 s at most ..."
                                : "Erasing everything: less than a second ...");
-    return summarize(target, was_protected, recover_and_look(target, console));
+    return summarize(target, was_protected, recover_and_look(target, {console, session.clock()}));
 }
 
 ExitCode run(const Invocation& invocation)

@@ -14,9 +14,10 @@ using Files = std::vector<std::string>;
 Report verify(const Target& target, const Image& image, const Files& files, const Console& console)
 {
     RunStateKeeper run_state{target};
-    const Device chip = chip_device(target, console);
+    const Narration narration{console, target.session().clock()};
+    const Device chip = chip_device(target, narration);
     require_within_chip(image, chip);
-    const Mismatches mismatches = compare(chip, image, console);
+    const Mismatches mismatches = compare(chip, image, narration);
     run_state.restore();
     mismatches.require_none(
         fmt::format("{}", fmt::join(files, ", ")), chip.name,

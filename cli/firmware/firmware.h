@@ -25,8 +25,8 @@ Image parse_elf(std::span<const std::uint8_t> file, const std::string& name);
 /// at all, and a file that was there before is replaced only by a whole one.
 void write_firmware(const std::filesystem::path& path, std::uint32_t address, std::span<const std::uint8_t> bytes);
 
-/// Refuses an ending that write_firmware does not know, and a folder that is not there; to be asked before the work, not
-/// after it.
+/// Refuses an ending that write_firmware does not know, and a folder that is not there; to be asked before the work,
+/// not after it.
 void require_writable_file(const std::filesystem::path& path);
 
 std::string to_intel_hex(std::uint32_t address, std::span<const std::uint8_t> bytes);

@@ -40,9 +40,9 @@ std::optional<NotBlank> look_at_samples(const Memory& memory, const Range& range
     return std::nullopt;
 }
 
-std::optional<NotBlank> look_at_all(const Memory& memory, const Range& range, const Console& console)
+std::optional<NotBlank> look_at_all(const Memory& memory, const Range& range, const Narration& narration)
 {
-    Progress progress{console, "verify", range.length > transfer_chunk ? range.length : 0, "bytes"};
+    Progress progress{narration, "verify", range.length > transfer_chunk ? range.length : 0, "bytes"};
     std::vector<std::uint8_t> bytes;
     for (std::uint64_t at = range.first; at < range.end(); at += bytes.size()) {
         const auto address = static_cast<std::uint32_t>(at);
@@ -78,11 +78,11 @@ BlankProof cheapest_proof(const Memory& memory, const Range& range, double erase
 }
 
 std::optional<NotBlank> find_not_blank(const Memory& memory, const Range& range, BlankProof proof,
-                                       const Console& console)
+                                       const Narration& narration)
 {
     switch (proof) {
     case BlankProof::read:
-        return look_at_all(memory, range, console);
+        return look_at_all(memory, range, narration);
     case BlankProof::samples:
         return look_at_samples(memory, range);
     case BlankProof::none:

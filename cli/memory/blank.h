@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cli/memory/memory.h"
-#include "cli/terminal/console.h"
+#include "cli/terminal/narration.h"
 
 #include <cstdint>
 #include <functional>
@@ -33,7 +33,7 @@ struct NotBlank
 
 /// Looks at a range of whole units.
 std::optional<NotBlank> find_not_blank(const Memory& memory, const Range& range, BlankProof proof,
-                                       const Console& console);
+                                       const Narration& narration);
 std::optional<NotBlank> find_not_blank(const Memory& memory, std::uint32_t address);
 
 /// Erases that are looked at. The first one without effect lifts the device's protection, where it has one, and is made

@@ -73,9 +73,9 @@ Memory on_target(const Target& target, MemoryTraits traits)
     };
 }
 
-void lift_block_protection(const Target& target, const Console& console)
+void lift_block_protection(const Target& target, const Narration& narration)
 {
-    console.note(
+    narration.console.note(
         "Something keeps the flash from being changed: lifting the block protection, which resets the chip ...");
     target.session().check(TESSIT_disable_bprot(), "lift the flash's block protection");
     target.halt();
@@ -83,7 +83,7 @@ void lift_block_protection(const Target& target, const Console& console)
 
 } // namespace
 
-Device chip_device(const Target& target, const Console& console)
+Device chip_device(const Target& target, const Narration& narration)
 {
     const Session& session = target.session();
     const std::uint32_t speed_khz = session.settings().speed_khz;
@@ -98,7 +98,7 @@ Device chip_device(const Target& target, const Console& console)
         .memories = {std::move(flash), std::move(uicr)},
         .erase_all_seconds = cost::flash_erase_all,
         .erase_all = [&session] { session.check(TESSIT_erase_all(), "erase the chip"); },
-        .lift_protection = [&target, &console] { lift_block_protection(target, console); },
+        .lift_protection = [&target, narration] { lift_block_protection(target, narration); },
         .not_erased_hint =
             "Its block protection was lifted and did not help. `tessit recover` erases the chip in another "
             "way; if that fails too, the flash or its supply is bad.",

@@ -27,11 +27,11 @@ std::uint64_t bytes_of(const std::vector<Piece>& pieces)
                            [](std::uint64_t sum, const Piece& piece) { return sum + piece.range.length; });
 }
 
-Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Console& console)
+Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Narration& narration)
 {
     Comparison comparison;
     comparison.bytes = bytes_of(units);
-    Progress progress{console, "verify", comparison.bytes, "bytes"};
+    Progress progress{narration, "verify", comparison.bytes, "bytes"};
     std::vector<std::uint8_t> wanted;
     std::vector<std::uint8_t> found;
     for (const Piece& piece : units) {
@@ -48,10 +48,10 @@ Comparison compare(const std::vector<Piece>& units, const Contents& contents, co
     return comparison;
 }
 
-Mismatches compare(const Device& device, const Image& image, const Console& console)
+Mismatches compare(const Device& device, const Image& image, const Narration& narration)
 {
     Mismatches mismatches;
-    Progress progress{console, "verify", image.size(), "bytes"};
+    Progress progress{narration, "verify", image.size(), "bytes"};
     std::vector<std::uint8_t> found;
     for (const Memory& memory : device.memories) {
         for (const Segment& segment : image.segments_within(memory.traits.range)) {

@@ -16,10 +16,10 @@ struct Comparison
 };
 
 /// Whole units with what they should hold.
-Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Console& console);
+Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Narration& narration);
 
 /// What the image holds of the device's memories.
-Mismatches compare(const Device& device, const Image& image, const Console& console);
+Mismatches compare(const Device& device, const Image& image, const Narration& narration);
 
 /// Calls `use(part)` for one part of the range after the other.
 template <typename Use>

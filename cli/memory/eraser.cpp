@@ -17,7 +17,7 @@ double erase_seconds(const Memory& memory, const Range& block)
 
 } // namespace
 
-EraseResult erase_everything(const Device& device, const std::function<void()>& erase, const Console& console)
+EraseResult erase_everything(const Device& device, const std::function<void()>& erase, const Narration& narration)
 {
     EraseResult result{BlankProof::read};
     ProvenErases erases{device};
@@ -26,7 +26,7 @@ EraseResult erase_everything(const Device& device, const std::function<void()>& 
         for (const Memory& memory : device.memories) {
             const BlankProof proof = cheapest_proof(memory, memory.traits.range, device.erase_all_seconds);
             result.proof = std::max(result.proof, proof);
-            if (const auto found = find_not_blank(memory, memory.traits.range, proof, console)) {
+            if (const auto found = find_not_blank(memory, memory.traits.range, proof, narration)) {
                 return found;
             }
         }
@@ -37,13 +37,13 @@ EraseResult erase_everything(const Device& device, const std::function<void()>& 
 }
 
 EraseResult erase_blocks(const Device& device, const Memory& memory, const std::vector<Range>& blocks, bool prove,
-                         const Console& console)
+                         const Narration& narration)
 {
     EraseResult result{prove ? BlankProof::read : BlankProof::none};
     const std::uint64_t total =
         std::accumulate(blocks.begin(), blocks.end(), std::uint64_t{0},
                         [](std::uint64_t sum, const Range& block) { return sum + block.length; });
-    Progress progress{console, "erase", total, "bytes"};
+    Progress progress{narration, "erase", total, "bytes"};
     ProvenErases erases{device};
     std::uint64_t erased = 0;
     for (const Range& block : blocks) {
@@ -52,7 +52,7 @@ EraseResult erase_blocks(const Device& device, const Memory& memory, const std::
         result.proof = std::max(result.proof, proof);
         erases.run([&] {
             memory.erase(block);
-            return find_not_blank(memory, block, proof, console);
+            return find_not_blank(memory, block, proof, narration);
         });
         erased += block.length;
         progress.advance(block.length);

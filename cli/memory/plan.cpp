@@ -150,9 +150,9 @@ std::uint64_t Plan::bytes_to_write() const
     return bytes;
 }
 
-Plan plan_programming(const Device& device, const Image& image, EraseMode mode, const Console& console)
+Plan plan_programming(const Device& device, const Image& image, EraseMode mode, const Narration& narration)
 {
-    Survey survey{device, image, console};
+    Survey survey{device, image, narration};
     EraseChoice erases = choose_erases(mode, survey);
     return PlanBuilder{survey, std::move(erases)}.build();
 }

@@ -4,7 +4,7 @@
 #include "cli/memory/contents.h"
 #include "cli/memory/memory.h"
 #include "cli/memory/unit_map.h"
-#include "cli/terminal/console.h"
+#include "cli/terminal/narration.h"
 
 #include <cstdint>
 #include <optional>
@@ -51,6 +51,6 @@ struct Plan
 
 /// Reads what is needed and plans; changes nothing. The image lies within the device. Throws a Failure where the mode
 /// cannot do it.
-Plan plan_programming(const Device& device, const Image& image, EraseMode mode, const Console& console);
+Plan plan_programming(const Device& device, const Image& image, EraseMode mode, const Narration& narration);
 
 } // namespace tessit::cli

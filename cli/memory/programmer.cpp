@@ -14,8 +14,8 @@ namespace {
 class Execution
 {
 public:
-    Execution(const Device& device, const Plan& plan, const Console& console)
-        : device_{device}, plan_{plan}, console_{console}, erases_{device}
+    Execution(const Device& device, const Plan& plan, const Narration& narration)
+        : device_{device}, plan_{plan}, narration_{narration}, erases_{device}
     {
     }
 
@@ -41,7 +41,7 @@ private:
     void erase()
     {
         if (plan_.erases.everything) {
-            Progress progress{console_, "erase", 1, "chips"};
+            Progress progress{narration_, "erase", 1, "chips"};
             erase_and_look(device_.erase_all, [](const Piece&) { return true; });
             progress.advance(1);
             progress.finish();
@@ -51,7 +51,7 @@ private:
         for (const Erase& each : plan_.erases.blocks) {
             total += each.block.length;
         }
-        Progress progress{console_, "erase", total, "bytes"};
+        Progress progress{narration_, "erase", total, "bytes"};
         for (const Erase& each : plan_.erases.blocks) {
             stop_if_interrupted();
             erase_and_look(
@@ -80,7 +80,7 @@ private:
     std::uint64_t write(const std::vector<Piece>& pieces)
     {
         const std::uint64_t total = bytes_of(pieces);
-        Progress progress{console_, "write", total, "bytes"};
+        Progress progress{narration_, "write", total, "bytes"};
         std::vector<std::uint8_t> bytes;
         for (const Piece& piece : pieces) {
             for_each_part(piece.range, [&](const Range& part) {
@@ -95,10 +95,10 @@ private:
 
     std::uint64_t verify()
     {
-        Comparison comparison = compare(plan_.changes, plan_.contents, console_);
+        Comparison comparison = compare(plan_.changes, plan_.contents, narration_);
         if (!comparison.differing_units.empty() && erases_.lift_protection()) {
             write_again(comparison.differing_units);
-            comparison = compare(plan_.changes, plan_.contents, console_);
+            comparison = compare(plan_.changes, plan_.contents, narration_);
         }
         if (!comparison.differing_units.empty()) {
             comparison.mismatches.require_none("what was written", device_.name,
@@ -119,15 +119,15 @@ private:
 
     const Device& device_;
     const Plan& plan_;
-    const Console& console_;
+    const Narration narration_;
     ProvenErases erases_;
 };
 
 } // namespace
 
-ProgramResult execute(const Device& device, const Plan& plan, bool verify, const Console& console)
+ProgramResult execute(const Device& device, const Plan& plan, bool verify, const Narration& narration)
 {
-    return plan.changes_nothing() ? ProgramResult{} : Execution{device, plan, console}.run(verify);
+    return plan.changes_nothing() ? ProgramResult{} : Execution{device, plan, narration}.run(verify);
 }
 
 } // namespace tessit::cli

@@ -17,6 +17,6 @@ struct ProgramResult
 /// After each erase it looks whether bytes that were seen set are gone. What had no effect is done again, once, after
 /// the device's protection was lifted. A failure or an interruption says in which state the device is left; a
 /// difference that stays is a Failure with ExitCode::verify_mismatch.
-ProgramResult execute(const Device& device, const Plan& plan, bool verify, const Console& console);
+ProgramResult execute(const Device& device, const Plan& plan, bool verify, const Narration& narration);
 
 } // namespace tessit::cli

@@ -71,8 +71,8 @@ std::vector<UnitMap> with_unknown_free(std::vector<UnitMap> maps)
 
 } // namespace
 
-Survey::Survey(const Device& device, const Image& image, const Console& console)
-    : device_{device}, console_{console}, contents_{image}
+Survey::Survey(const Device& device, const Image& image, const Narration& narration)
+    : device_{device}, narration_{narration}, contents_{image}
 {
     for (const Memory& memory : device.memories) {
         const MemoryTraits& traits = memory.traits;
@@ -183,7 +183,7 @@ void Survey::look_at_unit(UnitMap& map, std::size_t index, std::span<const std::
 void Survey::look_at_all()
 {
     const std::vector<Stretch> all = stretches([](const MemoryTraits&, const Unit& unit) { return unit.is_touched; });
-    Progress progress{console_, "read", bytes_of(all), "bytes"};
+    Progress progress{narration_, "read", bytes_of(all), "bytes"};
     for (const Stretch& stretch : all) {
         look(stretch);
         progress.advance(bytes_of({&stretch, 1}));
@@ -201,7 +201,7 @@ void Survey::look_while_it_pays()
     const std::vector<Stretch> optional = stretches(is_optional);
     guess(optional);
 
-    Progress progress{console_, "read", bytes_of(needed) + bytes_of(optional), "bytes"};
+    Progress progress{narration_, "read", bytes_of(needed) + bytes_of(optional), "bytes"};
     const auto look_at = [&](const Stretch& stretch) {
         look(stretch);
         progress.advance(bytes_of({&stretch, 1}));

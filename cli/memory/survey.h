@@ -4,7 +4,7 @@
 #include "cli/memory/contents.h"
 #include "cli/memory/memory.h"
 #include "cli/memory/unit_map.h"
-#include "cli/terminal/console.h"
+#include "cli/terminal/narration.h"
 
 #include <cstdint>
 #include <span>
@@ -25,7 +25,7 @@ class Survey
 {
 public:
     /// The image lies within the device's memories. Both outlive the survey.
-    Survey(const Device& device, const Image& image, const Console& console);
+    Survey(const Device& device, const Image& image, const Narration& narration);
 
     /// Looks at every unit that the image touches.
     void look_at_all();
@@ -70,7 +70,7 @@ private:
     double seconds_at_best(const std::vector<UnitMap>& maps) const;
 
     const Device& device_;
-    const Console& console_;
+    const Narration narration_;
     Contents contents_;
     std::vector<UnitMap> maps_;
     std::vector<Range> differences_;

@@ -8,15 +8,19 @@
 
 namespace tessit::cli {
 
-Progress::Progress(const Console& console, std::string phase, std::uint64_t total, std::string unit)
-    : console_{console}, phase_{std::move(phase)}, unit_{std::move(unit)}, total_{total}
+Progress::Progress(const Narration& narration, std::string phase, std::uint64_t total, std::string unit)
+    : narration_{narration},
+      phase_{std::move(phase)},
+      unit_{std::move(unit)},
+      total_{total},
+      start_{narration.clock.now()}
 {
     draw();
 }
 
 Progress::~Progress()
 {
-    if (!is_finished_ && console_.draws_bars() && total_ != 0) {
+    if (!is_finished_ && narration_.console.draws_bars() && total_ != 0) {
         print_to(stderr, "\n");
     }
 }
@@ -33,19 +37,19 @@ void Progress::finish()
         return;
     }
     is_finished_ = true;
-    const auto elapsed = std::chrono::steady_clock::now() - start_;
-    if (console_.draws_bars()) {
+    const auto elapsed = narration_.clock.now() - start_;
+    if (narration_.console.draws_bars()) {
         draw();
         print_to(stderr, "  {}\n", format_seconds(elapsed));
-    } else {
-        print_to(stderr, "{:<8} {} in {}\n", phase_, format_count(total_, unit_), format_seconds(elapsed));
+    } else if (done_ != 0) {
+        print_to(stderr, "{:<8} {} in {}\n", phase_, format_count(done_, unit_), format_seconds(elapsed));
     }
 }
 
 void Progress::draw() const
 {
     constexpr std::uint64_t width = 30;
-    if (!console_.draws_bars() || total_ == 0) {
+    if (!narration_.console.draws_bars() || total_ == 0) {
         return;
     }
     const std::uint64_t filled = width * done_ / total_;
@@ -54,7 +58,7 @@ void Progress::draw() const
     std::fflush(stderr);
 }
 
-std::string format_seconds(std::chrono::steady_clock::duration duration)
+std::string format_seconds(Clock::Duration duration)
 {
     return fmt::format("{:.2f} s", std::chrono::duration<double>{duration}.count());
 }

@@ -1,9 +1,8 @@
 /// Progress of one phase of a longer work: a bar on a terminal, one line at its end otherwise.
 #pragma once
 
-#include "cli/terminal/console.h"
+#include "cli/terminal/narration.h"
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -13,28 +12,29 @@ class Progress
 {
 public:
     /// `total` in units of `unit`: "bytes", "pages". A phase without anything to do is not shown.
-    Progress(const Console& console, std::string phase, std::uint64_t total, std::string unit);
+    Progress(const Narration& narration, std::string phase, std::uint64_t total, std::string unit);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     /// A phase that was not finished leaves its bar where it stopped.
     ~Progress();
 
     void advance(std::uint64_t amount);
+    /// All that is going to be done is done, which may be less than was expected.
     void finish();
 
 private:
     void draw() const;
 
-    const Console& console_;
+    const Narration narration_;
     std::string phase_;
     std::string unit_;
     std::uint64_t total_;
     std::uint64_t done_ = 0;
     bool is_finished_ = false;
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    Clock::Duration start_;
 };
 
 /// "0.53 s"
-std::string format_seconds(std::chrono::steady_clock::duration duration);
+std::string format_seconds(Clock::Duration duration);
 
 } // namespace tessit::cli

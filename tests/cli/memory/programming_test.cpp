@@ -112,9 +112,9 @@ protected:
         std::vector<std::uint8_t> expected = bytes;
         image.overlay({0, bytes.size()}, expected);
         erases_of_all = erases_of_pages = bytes_read = 0;
-        Plan plan = plan_programming(device, image, mode, {});
+        Plan plan = plan_programming(device, image, mode, narration);
         looked_at = bytes_read;
-        result = execute(device, plan, true, {});
+        result = execute(device, plan, true, narration);
         EXPECT_TRUE(bytes == expected);
         return plan;
     }
@@ -122,6 +122,9 @@ protected:
     static constexpr std::uint32_t flash_bytes = 512 * kib;
     std::vector<std::uint8_t> bytes = std::vector<std::uint8_t>(flash_bytes + unit_bytes, 0xFF);
     std::vector<std::uint32_t> protected_units;
+    Console console;
+    Clock clock;
+    Narration narration{console, clock};
     Device device;
     ProgramResult result;
     std::size_t erases_of_all = 0;
@@ -192,8 +195,8 @@ TEST_F(ProgrammingTest, HoldsNoSecondCopyOfTheImage)
     bytes[0] = 0xFF; // looked at until it is clear that everything goes
     const Image wanted = image(0, flash_bytes);
     const std::size_t before = allocated_bytes();
-    const Plan plan = plan_programming(device, wanted, EraseMode::needed, {});
-    execute(device, plan, true, {});
+    const Plan plan = plan_programming(device, wanted, EraseMode::needed, narration);
+    execute(device, plan, true, narration);
     EXPECT_LT(most_allocated - before, flash_bytes / 2) << "buffers of 64 KiB, and what is known of the units";
 }
 
@@ -240,16 +243,16 @@ TEST_F(ProgrammingTest, WhatHadNoEffectIsDoneAgainAfterTheProtectionIsLifted)
         hold(image(0, flash_bytes));
         protected_units = {5, 6};
         const EraseResult erased =
-            by_page ? erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, {})
-                    : erase_everything(device, device.erase_all, {});
+            by_page ? erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, narration)
+                    : erase_everything(device, device.erase_all, narration);
         EXPECT_TRUE(erased.protection_was_lifted);
         EXPECT_THAT(std::vector(bytes.begin() + 5 * unit_bytes, bytes.begin() + 6 * unit_bytes), Each(0xFF));
     }
     device.lift_protection = {};
     hold(image(0, flash_bytes));
     protected_units = {5};
-    EXPECT_THROW(erase_everything(device, device.erase_all, {}), Failure);
-    EXPECT_THROW(erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, {}), Failure);
+    EXPECT_THROW(erase_everything(device, device.erase_all, narration), Failure);
+    EXPECT_THROW(erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, narration), Failure);
 }
 
 TEST(CheapestErases, AreTheBlocksWithTheLeastTime)
