@@ -65,7 +65,7 @@ bool asks_for_json(std::span<const char* const> words)
 
 int run_application(int argc, const char* const* argv)
 {
-    platform::catch_interrupts();
+    platform::ignore_closed_pipes();
     Settings settings;
     settings.json = asks_for_json({argv, static_cast<std::size_t>(argc)});
     CommandLine command_line{description, TESSIT_VERSION};

@@ -8,7 +8,7 @@ namespace {
 
 ExitCode run(const Invocation& invocation)
 {
-    const Session session{invocation.settings};
+    Session session{invocation.settings};
     const std::vector<std::uint32_t> serials = session.attached_probes();
     std::string text;
     for (const std::uint32_t serial : serials) {
@@ -17,9 +17,8 @@ ExitCode run(const Invocation& invocation)
     invocation.console.show(text, {{"probes", serials}});
     if (serials.empty()) {
         invocation.console.note("No probe is attached.");
-        return ExitCode::no_probe;
     }
-    return ExitCode::done;
+    return session.close(serials.empty() ? ExitCode::no_probe : ExitCode::done, invocation.console);
 }
 
 } // namespace

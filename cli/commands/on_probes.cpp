@@ -36,7 +36,7 @@ ExitCode run_on_one(const Invocation& invocation, Session& session, std::uint32_
 {
     const Report report = run_on(session, serial, work);
     invocation.console.show(report.text, report.json);
-    return ExitCode::done;
+    return session.close(ExitCode::done, invocation.console);
 }
 
 struct Outcome
@@ -114,7 +114,7 @@ ExitCode run_on_several(const Invocation& invocation, Session& session, const st
     for (const std::uint32_t serial : serials) {
         outcomes.push_back(try_on(invocation, session, serial, work));
     }
-    return summarize(invocation, outcomes);
+    return session.close(summarize(invocation, outcomes), invocation.console);
 }
 
 // Whether several could be meant, however many there are: the shape of the result goes by it.

@@ -9,9 +9,8 @@
 
 // The loadable content of a linked ELF file, at its load addresses (those in flash, also for initialised variables).
 //
-// It is taken from the sections within the loadable segments: a segment alone may also hold the ELF headers and padding
-// that the linker put in front of the first section, and these must not reach the chip. A file whose section table was
-// stripped is loaded by segments.
+// It is what the loadable segments hold, whether or not a section tells of it. Only what a linker put in front of the
+// first section, because the file's own headers happened to fit into the segment, must not reach the chip.
 namespace tessit::cli {
 namespace {
 
@@ -20,8 +19,6 @@ constexpr std::uint16_t machine_arm = 40;
 constexpr std::uint32_t segment_load = 1;
 constexpr std::uint32_t section_no_bits = 8;
 constexpr std::uint32_t section_allocated = 2;
-constexpr std::uint32_t program_header_size = 32;
-constexpr std::uint32_t section_header_size = 40;
 
 class ElfFile
 {
@@ -37,7 +34,7 @@ public:
     std::span<const std::uint8_t> slice(std::uint32_t offset, std::uint32_t length, std::string_view what) const
     {
         if (std::uint64_t{offset} + length > bytes_.size()) {
-            refuse(fmt::format("{} at {:#x} reaches beyond the end of the file: it is cut short", what, offset));
+            refuse(fmt::format("{} at {:#x} reaches beyond the end of the file, which is cut short", what, offset));
         }
         return bytes_.subspan(offset, length);
     }
@@ -56,11 +53,37 @@ struct Piece
     std::uint32_t length = 0;
     std::uint32_t address = 0; // where it is loaded
 
-    bool contains(const Piece& other) const
-    {
-        return other.offset >= offset && std::uint64_t{other.offset} + other.length <= std::uint64_t{offset} + length;
-    }
+    std::uint64_t end() const { return std::uint64_t{offset} + length; }
 };
+
+// A table of headers: where it is, and how many entries of which size it has.
+struct Table
+{
+    std::uint32_t offset;
+    std::uint16_t entry_size;
+    std::uint16_t count;
+
+    std::uint64_t end() const { return std::uint64_t{offset} + std::uint64_t{count} * entry_size; }
+};
+
+Table read_table(const ElfFile& elf, std::uint32_t offset_field, std::uint32_t size_field, std::uint32_t least,
+                 const char* name)
+{
+    const Table table{elf.u32(offset_field), elf.u16(size_field), elf.u16(size_field + 2)};
+    if (table.count != 0 && table.entry_size < least) {
+        elf.refuse(fmt::format("its {} headers have {} bytes, which is too short", name, table.entry_size));
+    }
+    if (table.end() > std::numeric_limits<std::uint32_t>::max()) {
+        elf.refuse(fmt::format("its {} headers lie beyond the end of the file", name));
+    }
+    elf.slice(table.offset, std::uint32_t{table.count} * table.entry_size, fmt::format("its {} headers", name));
+    return table;
+}
+
+Table program_headers(const ElfFile& elf)
+{
+    return read_table(elf, 28, 42, 32, "program");
+}
 
 void require_arm_executable(const ElfFile& elf, std::span<const std::uint8_t> bytes)
 {
@@ -85,18 +108,9 @@ void require_arm_executable(const ElfFile& elf, std::span<const std::uint8_t> by
 std::vector<Piece> loadable_segments(const ElfFile& elf)
 {
     std::vector<Piece> pieces;
-    const std::uint32_t table = elf.u32(28);
-    const std::uint16_t entry_size = elf.u16(42);
-    const std::uint16_t count = elf.u16(44);
-    if (count != 0 && entry_size < program_header_size) {
-        elf.refuse(fmt::format("its program headers have {} bytes, which is too short", entry_size));
-    }
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (std::uint64_t{table} + std::uint64_t{i} * entry_size > std::numeric_limits<std::uint32_t>::max()) {
-            elf.refuse("its program headers lie beyond the end of the file");
-        }
-        const std::uint32_t header = table + i * entry_size;
-        elf.slice(header, program_header_size, "a program header");
+    const Table table = program_headers(elf);
+    for (std::uint32_t i = 0; i < table.count; ++i) {
+        const std::uint32_t header = table.offset + i * table.entry_size;
         const Piece piece{elf.u32(header + 4), elf.u32(header + 16), elf.u32(header + 12)};
         if (elf.u32(header) == segment_load && piece.length != 0) {
             elf.slice(piece.offset, piece.length, fmt::format("segment {}", i));
@@ -106,32 +120,53 @@ std::vector<Piece> loadable_segments(const ElfFile& elf)
     return pieces;
 }
 
-// The sections with content that lie within the segments, at the load addresses that the segments give them.
-std::vector<Piece> loadable_sections(const ElfFile& elf, const std::vector<Piece>& segments)
+// Where in the file the sections begin whose content is loaded, in ascending order.
+std::vector<std::uint32_t> section_offsets(const ElfFile& elf)
 {
-    std::vector<Piece> pieces;
-    const std::uint32_t table = elf.u32(32);
-    const std::uint16_t entry_size = elf.u16(46);
-    const std::uint16_t count = elf.u16(48);
-    if (count != 0 && entry_size < section_header_size) {
-        elf.refuse(fmt::format("its section headers have {} bytes, which is too short", entry_size));
-    }
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (std::uint64_t{table} + std::uint64_t{i} * entry_size > std::numeric_limits<std::uint32_t>::max()) {
-            elf.refuse("its section headers lie beyond the end of the file");
-        }
-        const std::uint32_t header = table + i * entry_size;
-        elf.slice(header, section_header_size, "a section header");
-        Piece piece{elf.u32(header + 16), elf.u32(header + 20), 0};
-        const bool has_content =
-            (elf.u32(header + 8) & section_allocated) != 0 && elf.u32(header + 4) != section_no_bits;
-        const auto segment = std::ranges::find_if(segments, [&](const Piece& whole) { return whole.contains(piece); });
-        if (has_content && piece.length != 0 && segment != segments.end()) {
-            piece.address = segment->address + (piece.offset - segment->offset);
-            pieces.push_back(piece);
+    std::vector<std::uint32_t> offsets;
+    const Table table = read_table(elf, 32, 46, 40, "section");
+    for (std::uint32_t i = 0; i < table.count; ++i) {
+        const std::uint32_t header = table.offset + i * table.entry_size;
+        const bool is_loaded = (elf.u32(header + 8) & section_allocated) != 0 && elf.u32(header + 4) != section_no_bits;
+        if (is_loaded && elf.u32(header + 20) != 0) {
+            offsets.push_back(elf.u32(header + 16));
         }
     }
-    return pieces;
+    std::ranges::sort(offsets);
+    return offsets;
+}
+
+std::uint32_t end_of_headers(const ElfFile& elf)
+{
+    constexpr std::uint32_t elf_header_size = 52;
+    const Table table = program_headers(elf);
+    return table.offset == elf_header_size ? static_cast<std::uint32_t>(table.end()) : elf_header_size;
+}
+
+// Where the content begins of a segment that also holds the file's headers: after them and the padding up to the first
+// section. What is not zero there is no padding.
+std::uint32_t content_offset(const ElfFile& elf, const Piece& segment, const std::vector<std::uint32_t>& sections)
+{
+    const std::uint32_t headers = end_of_headers(elf);
+    if (sections.empty() || segment.offset >= headers) {
+        return segment.offset;
+    }
+    if (segment.end() <= headers) {
+        return segment.offset + segment.length;
+    }
+    const auto first = std::ranges::find_if(sections, [headers](std::uint32_t offset) { return offset >= headers; });
+    if (first == sections.end() || *first >= segment.end()) {
+        return headers;
+    }
+    const auto before = elf.slice(headers, *first - headers, "padding");
+    const bool is_padding = std::ranges::all_of(before, [](std::uint8_t byte) { return byte == 0; });
+    return is_padding ? *first : headers;
+}
+
+Piece without_headers(const ElfFile& elf, const Piece& segment, const std::vector<std::uint32_t>& sections)
+{
+    const std::uint32_t skipped = content_offset(elf, segment, sections) - segment.offset;
+    return {segment.offset + skipped, segment.length - skipped, segment.address + skipped};
 }
 
 } // namespace
@@ -140,16 +175,16 @@ Image parse_elf(std::span<const std::uint8_t> file, const std::string& name)
 {
     const ElfFile elf{file, name};
     require_arm_executable(elf, file);
-    const std::vector<Piece> segments = loadable_segments(elf);
-    const std::vector<Piece> sections = loadable_sections(elf, segments);
+    const std::vector<std::uint32_t> sections = section_offsets(elf);
 
     Image image;
-    for (const Piece& piece : sections.empty() ? segments : sections) {
+    for (const Piece& segment : loadable_segments(elf)) {
+        const Piece piece = without_headers(elf, segment, sections);
         if (std::uint64_t{piece.address} + piece.length > std::uint64_t{1} << 32) {
             elf.refuse(fmt::format("the content for {:#010x} reaches beyond 4 GiB", piece.address));
         }
-        if (const auto taken = image.add(piece.address, elf.slice(piece.offset, piece.length, "a section"))) {
-            elf.refuse(fmt::format("two of its sections are loaded to {:#010x}", *taken),
+        if (const auto taken = image.add(piece.address, elf.slice(piece.offset, piece.length, "a segment"))) {
+            elf.refuse(fmt::format("two of its segments are loaded to {:#010x}", *taken),
                        "Look at the load addresses in the linker script.");
         }
     }

@@ -76,12 +76,22 @@ std::optional<Format> format_by_content(std::string_view text)
     return std::nullopt;
 }
 
+// A file that a board takes as a drive, in blocks with a header each.
+void refuse_other_format(const std::string& path, std::string_view text)
+{
+    if (text.starts_with("UF2\n")) {
+        throw Failure{ExitCode::failure, fmt::format("{}: this is a UF2 file, which cannot be read here", path),
+                      "Give the Intel HEX or ELF file that it was made from."};
+    }
+}
+
 Format format_of(const Source& source, std::string_view text)
 {
+    refuse_other_format(source.path, text);
     const std::optional<Format> by_ending = format_by_ending(source.path);
     if (source.address) {
         if (by_ending.value_or(Format::binary) != Format::binary) {
-            throw Failure{ExitCode::failure, fmt::format("{}: this format holds its own addresses", source.path),
+            throw Failure{ExitCode::usage, fmt::format("{}: this format holds its own addresses", source.path),
                           "Leave the '@' and the address away; only a raw binary takes one."};
         }
         return Format::binary;
@@ -102,11 +112,11 @@ std::span<const std::uint8_t> as_bytes(std::string_view text)
 Image parse_binary(std::string_view content, const Source& source)
 {
     if (!source.address) {
-        throw Failure{ExitCode::failure, fmt::format("{}: a raw binary holds no address", source.path),
+        throw Failure{ExitCode::usage, fmt::format("{}: a raw binary holds no address", source.path),
                       fmt::format("Say where it belongs, for example {}@0x0", source.path)};
     }
     if (*source.address + std::uint64_t{content.size()} > std::uint64_t{1} << 32) {
-        throw Failure{ExitCode::failure,
+        throw Failure{ExitCode::usage,
                       fmt::format("{}: {} from {:#010x} on reach beyond 4 GiB", source.path,
                                   format_size(content.size()), *source.address),
                       "Give the address where the binary begins."};
@@ -137,7 +147,12 @@ Image parse(const Source& source, std::string_view content)
 Image read_firmware(const std::string& argument)
 {
     const Source source = split_address(argument);
-    Image image = parse(source, read_file(source.path));
+    const std::string content = read_file(source.path);
+    if (content.empty()) {
+        throw Failure{ExitCode::failure, fmt::format("{}: the file is empty", source.path),
+                      "Check that the build produced what it should."};
+    }
+    Image image = parse(source, content);
     if (image.empty()) {
         throw Failure{ExitCode::failure, fmt::format("{}: the file holds no data", source.path),
                       "Check that the build produced what it should."};
@@ -158,7 +173,7 @@ Image read_firmware(const std::vector<std::string>& arguments)
             }
             const auto other =
                 std::ranges::find_if(parts, [&](const auto& part) { return part.second.byte_at(*taken).has_value(); });
-            throw Failure{ExitCode::failure,
+            throw Failure{ExitCode::usage,
                           fmt::format("{} and {} both hold data for {:#010x}", other->first, argument, *taken),
                           "Program them one after the other, or link them to different addresses."};
         }

@@ -19,6 +19,10 @@ enum RecordType : std::uint8_t
     start_linear_address = 5,
 };
 
+// Records that divide a file into parts for different boards.
+constexpr std::uint8_t first_of_boards = 0x0A;
+constexpr std::uint8_t last_of_boards = 0x0E;
+
 constexpr std::uint32_t record_window = 0x10000; // what the 16 bits of a record's address reach
 constexpr std::size_t frame_bytes = 5;           // length, address (2), type, checksum
 
@@ -54,6 +58,10 @@ Record decode_record(const RecordLines& lines)
         lines.refuse(fmt::format("the checksum is 0x{:02X} and should be 0x{:02X}", bytes.back(), expected));
     }
     const std::uint8_t type = bytes[3];
+    if (type >= first_of_boards && type <= last_of_boards) {
+        lines.refuse("the file holds firmware for boards of several kinds",
+                     "Give the Intel HEX file for this board alone.");
+    }
     if (type >= data_lengths.size()) {
         lines.refuse(fmt::format("record type 0x{:02X} is not known", type));
     }

@@ -31,10 +31,10 @@ bool RecordLines::next()
     return false;
 }
 
-void RecordLines::refuse(const std::string& reason) const
+void RecordLines::refuse(const std::string& reason, const std::string& hint) const
 {
     throw Failure{ExitCode::failure, fmt::format("{}:{}: {}", name_, number_, reason),
-                  "The file is damaged or not of this format; build or copy it again."};
+                  hint.empty() ? "The file is damaged or not of this format; build or copy it again." : hint};
 }
 
 void RecordLines::refuse_truncated(std::string_view end_record) const

@@ -22,7 +22,7 @@ public:
     /// The current line without its line end and the blanks around it.
     std::string_view line() const { return line_; }
 
-    [[noreturn]] void refuse(const std::string& reason) const;
+    [[noreturn]] void refuse(const std::string& reason, const std::string& hint = {}) const;
     [[noreturn]] void refuse_truncated(std::string_view end_record) const;
 
     /// The bytes that the hexadecimal digits stand for.

@@ -24,7 +24,8 @@ struct Place
 
 toml::table parse(const Place& place)
 {
-    const std::string text = read_file(place.path);
+    constexpr std::uint64_t largest = 1024 * 1024;
+    const std::string text = read_file(place.path, largest);
     try {
         return toml::parse(text, place.path.string());
     } catch (const toml::parse_error& error) {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -23,6 +24,20 @@ std::vector<std::filesystem::path> jlink_install_places();
 
 bool is_terminal(std::FILE* stream);
 
+/// Columns of the terminal, 80 where it does not tell.
+std::size_t terminal_width(std::FILE* stream);
+
+/// Standard streams that the caller closed are opened on nothing, so that no file of ours takes their place; writing to
+/// them fails. To be called before any file is opened.
+void occupy_standard_streams();
+
+/// A new file beside `target`, of a name that nobody can foresee, opened for writing: with the target's permissions, or
+/// those of any new file. Null, with errno set, when it cannot be made.
+std::FILE* create_beside(const std::filesystem::path& target, std::filesystem::path& created);
+
+/// Whether an existing file may be written.
+bool is_writable(const std::filesystem::path& path);
+
 /// A line of standard input without its end; empty at the end of the input and when Ctrl-C is pressed.
 std::string read_line();
 
@@ -36,9 +51,30 @@ struct Input
 /// What is there now, up to the size of the buffer. Waits for it at most so long; Ctrl-C cuts the wait short.
 Input read_input(std::span<char> buffer, std::chrono::milliseconds wait);
 
-/// Ctrl-C and a request to terminate are noted from now on; a second one ends the process at once. Writing to a closed
-/// pipe becomes an ordinary write error.
-void catch_interrupts();
+/// Writing to a closed pipe becomes an ordinary write error.
+void ignore_closed_pipes();
+
+/// Ctrl-C and a request to terminate end the process at once, except while one of these lives: then they are noted, and
+/// only a second one does.
+class InterruptDeferral
+{
+public:
+    enum class Wait
+    {
+        goes_on, ///< a call that waits for the system is not cut short
+        ends,    ///< it fails
+    };
+
+    explicit InterruptDeferral(Wait wait);
+    InterruptDeferral(const InterruptDeferral&) = delete;
+    InterruptDeferral& operator=(const InterruptDeferral&) = delete;
+    ~InterruptDeferral();
+
+private:
+    struct Handlers;
+    std::unique_ptr<Handlers> previous_;
+};
+
 bool is_interrupted();
 
 /// A shared library that is loaded until the object goes. The constructor throws a Failure with the system's reason.

@@ -8,8 +8,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tessit::cli::platform {
@@ -22,15 +25,6 @@ volatile std::sig_atomic_t interrupt_flag = 0; // a signal handler can reach not
 void note_interrupt(int)
 {
     interrupt_flag = 1;
-}
-
-void handle_interrupts(int flags)
-{
-    struct sigaction action = {};
-    action.sa_handler = &note_interrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND) | flags;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
 }
 
 std::string environment(const char* name)
@@ -53,11 +47,12 @@ fs::path executable_folder()
 
 fs::path user_config_folder()
 {
-    if (const std::string folder = environment("XDG_CONFIG_HOME"); !folder.empty()) {
+    // A relative one would name another folder wherever the command is started.
+    if (fs::path folder = environment("XDG_CONFIG_HOME"); folder.is_absolute()) {
         return folder;
     }
-    const std::string home = environment("HOME");
-    return home.empty() ? fs::path{} : fs::path{home} / ".config";
+    const fs::path home = environment("HOME");
+    return home.is_absolute() ? home / ".config" : fs::path{};
 }
 
 std::vector<fs::path> jlink_install_places()
@@ -82,12 +77,52 @@ bool is_terminal(std::FILE* stream)
     return isatty(fileno(stream)) != 0;
 }
 
+std::size_t terminal_width(std::FILE* stream)
+{
+    constexpr std::size_t usual = 80;
+    winsize size{};
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
+}
+
+void occupy_standard_streams()
+{
+    // The lowest free descriptor is the one that is closed. None of them can be written.
+    for (int opened = open("/dev/null", O_RDONLY); opened >= 0; opened = open("/dev/null", O_RDONLY)) {
+        if (opened > STDERR_FILENO) {
+            close(opened);
+            return;
+        }
+    }
+}
+
+std::FILE* create_beside(const fs::path& target, fs::path& created)
+{
+    std::string name = fs::path{target}.concat(".XXXXXX").string();
+    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    created = name;
+    struct stat existing = {};
+    const bool exists = stat(target.c_str(), &existing) == 0;
+    const mode_t mask = umask(0);
+    umask(mask);
+    constexpr mode_t permissions = 07777;
+    constexpr mode_t of_new_files = 0666;
+    fchmod(descriptor, exists ? existing.st_mode & permissions : of_new_files & ~mask);
+    return fdopen(descriptor, "wb");
+}
+
+bool is_writable(const fs::path& path)
+{
+    return access(path.c_str(), W_OK) == 0;
+}
+
 std::string read_line()
 {
-    handle_interrupts(0); // the read ends at once
+    const InterruptDeferral deferral{InterruptDeferral::Wait::ends};
     std::array<char, 256> buffer{};
     const bool has_line = std::fgets(buffer.data(), static_cast<int>(buffer.size()), stdin) != nullptr;
-    handle_interrupts(SA_RESTART);
     std::string line = has_line ? buffer.data() : "";
     line.erase(line.find_last_not_of(" \r\n") + 1);
     return line;
@@ -106,10 +141,30 @@ Input read_input(std::span<char> buffer, std::chrono::milliseconds wait)
     return {static_cast<std::size_t>(count), count == 0};
 }
 
-void catch_interrupts()
+void ignore_closed_pipes()
 {
-    handle_interrupts(SA_RESTART);
     std::signal(SIGPIPE, SIG_IGN);
+}
+
+struct InterruptDeferral::Handlers
+{
+    struct sigaction interrupt = {};
+    struct sigaction terminate = {};
+};
+
+InterruptDeferral::InterruptDeferral(Wait wait) : previous_{std::make_unique<Handlers>()}
+{
+    struct sigaction action = {};
+    action.sa_handler = &note_interrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | (wait == Wait::goes_on ? SA_RESTART : 0);
+    sigaction(SIGINT, &action, &previous_->interrupt);
+    sigaction(SIGTERM, &action, &previous_->terminate);
+}
+
+InterruptDeferral::~InterruptDeferral()
+{
+    sigaction(SIGINT, &previous_->interrupt, nullptr);
+    sigaction(SIGTERM, &previous_->terminate, nullptr);
 }
 
 bool is_interrupted()

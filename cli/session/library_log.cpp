@@ -45,9 +45,19 @@ LibraryLog::LibraryLog(bool is_shown, const std::string& file) : is_shown_{is_sh
 LibraryLog::~LibraryLog()
 {
     active = nullptr;
-    if (file_ && (std::fflush(file_.get()) != 0 || std::ferror(file_.get()) != 0)) {
-        print_to(stderr, "Warning: the log {} is incomplete: {}\n", file_name_, std::strerror(errno));
+    if (const std::string problem = finish(); !problem.empty()) { // on the way of another failure
+        print_to(stderr, "Warning: {}\n", problem);
     }
+}
+
+std::string LibraryLog::finish()
+{
+    if (!file_) {
+        return {};
+    }
+    const bool was_complete = std::ferror(file_.get()) == 0;
+    const bool is_complete = std::fclose(file_.release()) == 0 && was_complete;
+    return is_complete ? "" : fmt::format("the log {} is incomplete: {}", file_name_, std::strerror(errno));
 }
 
 void LibraryLog::receive(const char* line)

@@ -22,6 +22,9 @@ public:
     /// To be handed to TESSIT_open_dll while a LibraryLog lives.
     static void TESSIT_CALL receive(const char* line);
 
+    /// Closes the file, after the library was closed. What kept it from being complete; empty when nothing did.
+    std::string finish();
+
     /// Why the library's newest call failed, in its own and the J-Link library's words; empty when it said nothing.
     std::string reason() const;
 

@@ -15,7 +15,7 @@ constexpr std::array results{
                "Run the command again with -v to see what happened."},
     ResultText{ERR_BAD_ARGUMENT, "ERR_BAD_ARGUMENT", ExitCode::usage, "a value is not valid",
                "Run the command again with -v to see which."},
-    ResultText{ERR_UNSUPPORTED_ON_DEVICE, "ERR_UNSUPPORTED_ON_DEVICE", ExitCode::failure,
+    ResultText{ERR_UNSUPPORTED_ON_DEVICE, "ERR_UNSUPPORTED_ON_DEVICE", ExitCode::usage,
                "this chip version does not support it", "`tessit info` shows the chip version."},
     ResultText{ERR_UNKNOWN_DEVICE, "ERR_UNKNOWN_DEVICE", ExitCode::no_target, "the chip is not a known Birch chip",
                "Check that the probe is wired to the right board."},

@@ -2,6 +2,7 @@
 
 #include "cli/session/jlink_location.h"
 #include "cli/session/result.h"
+#include "cli/terminal/console.h"
 
 #include <fmt/format.h>
 
@@ -38,6 +39,9 @@ void Session::connect(std::uint32_t serial)
     serial_ = serial;
     check(TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz), fmt::format("use probe {}", serial));
     connected_ = true;
+    if (!deferral_) {
+        deferral_.emplace(platform::InterruptDeferral::Wait::goes_on);
+    }
 }
 
 void Session::disconnect()
@@ -50,6 +54,17 @@ void Session::abandon()
 {
     connected_ = false;
     TESSIT_disconnect_from_emu(); // what it answers adds nothing to the failure
+}
+
+ExitCode Session::close(ExitCode code, const Console& console)
+{
+    TESSIT_close_dll();
+    const std::string problem = log_.finish();
+    if (problem.empty()) {
+        return code;
+    }
+    console.report_line({ExitCode::failure, problem, "The command did its work; give --log another file."});
+    return code == ExitCode::done ? ExitCode::failure : code;
 }
 
 void Session::check(result_code_t result, std::string_view what, std::string_view jlink_hint) const
@@ -83,6 +98,9 @@ std::string Session::hint_for(result_code_t result, std::string_view jlink_hint)
     }
     if (result == ERR_JLINK_CALL_FAILED && !jlink_hint.empty()) {
         return std::string{jlink_hint};
+    }
+    if (result == ERR_BAD_ARGUMENT && !log_.reason().empty()) { // the narration would tell no more
+        return "Correct the value; the command's --help tells what it may be.";
     }
     return result_text(result).hint;
 }

@@ -2,7 +2,9 @@
 /// object.
 #pragma once
 
+#include "cli/failure.h"
 #include "cli/options/settings.h"
+#include "cli/platform/platform.h"
 #include "cli/session/library_log.h"
 #include "cli/time/clock.h"
 
@@ -13,6 +15,8 @@
 #include <vector>
 
 namespace tessit::cli {
+
+class Console;
 
 class Session
 {
@@ -37,6 +41,10 @@ public:
     void abandon();
     std::uint32_t serial() const { return serial_; }
 
+    /// At the end of the work: closes everything, and gives the exit code of a command that would end with this one. A
+    /// log that could not be written makes a failure of a success.
+    ExitCode close(ExitCode code, const Console& console);
+
     /// Throws unless the result is RESULT_OK. `what` completes "cannot ..."; `jlink_hint` is what to do when it is the
     /// J-Link library that failed, instead of the general advice.
     void check(result_code_t result, std::string_view what, std::string_view jlink_hint = {}) const;
@@ -54,6 +62,7 @@ private:
     std::unique_ptr<const Clock> clock_;
     std::uint32_t serial_ = 0; ///< of the probe that was connected last, 0 before that
     bool connected_ = false;
+    std::optional<platform::InterruptDeferral> deferral_; ///< from the first probe on: it is to be released properly
 };
 
 } // namespace tessit::cli

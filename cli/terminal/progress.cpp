@@ -1,5 +1,6 @@
 #include "cli/terminal/progress.h"
 
+#include "cli/platform/platform.h"
 #include "cli/terminal/stream.h"
 #include "cli/text/numbers.h"
 
@@ -48,14 +49,30 @@ void Progress::finish()
 
 void Progress::draw() const
 {
-    constexpr std::uint64_t width = 30;
+    constexpr std::size_t time_columns = 11; // what finish adds, and the cursor
     if (!narration_.console.draws_bars() || total_ == 0) {
         return;
     }
-    const std::uint64_t filled = width * done_ / total_;
-    print_to(stderr, "\r{:<8} [{:#<{}}{:.<{}}] {:3}%  {} {}", phase_, "", filled, "", width - filled,
-             100 * done_ / total_, done_, unit_);
+    const std::size_t width = platform::terminal_width(stderr);
+    print_to(stderr, "\r{}",
+             format_progress(phase_, done_, total_, unit_, width > time_columns ? width - time_columns : 0));
     std::fflush(stderr);
+}
+
+std::string format_progress(const std::string& phase, std::uint64_t done, std::uint64_t total, const std::string& unit,
+                            std::size_t columns)
+{
+    constexpr std::size_t longest_bar = 30;
+    constexpr std::size_t shortest_bar = 5;
+    const std::string begin = fmt::format("{:<8} ", phase);
+    const std::string end = fmt::format("{:3}%  {}", 100 * done / total, format_count(done, unit));
+    const std::size_t used = begin.size() + std::size("[] ") - 1 + end.size();
+    const std::size_t width = columns > used ? std::min(columns - used, longest_bar) : 0;
+    if (width < shortest_bar) {
+        return (begin + end).substr(0, columns);
+    }
+    const auto filled = static_cast<std::size_t>(width * done / total);
+    return fmt::format("{}[{:#<{}}{:.<{}}] {}", begin, "", filled, "", width - filled, end);
 }
 
 std::string format_seconds(Clock::Duration duration)

@@ -34,6 +34,11 @@ private:
     Clock::Duration start_;
 };
 
+/// "erase    [######........]  43%  4096 bytes" in as many columns as there are, at most; without the bar where there
+/// are few.
+std::string format_progress(const std::string& phase, std::uint64_t done, std::uint64_t total, const std::string& unit,
+                            std::size_t columns);
+
 /// "0.53 s"
 std::string format_seconds(Clock::Duration duration);
 

@@ -132,7 +132,8 @@ std::string format_size(std::uint64_t bytes)
 
 std::string format_count(std::uint64_t count, std::string_view plural)
 {
-    return fmt::format("{} {}", count, count == 1 ? plural.substr(0, plural.size() - 1) : plural);
+    const bool is_one = count == 1 && plural.ends_with('s');
+    return fmt::format("{} {}", count, is_one ? plural.substr(0, plural.size() - 1) : plural);
 }
 
 } // namespace tessit::cli

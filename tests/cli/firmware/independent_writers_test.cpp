@@ -74,30 +74,5 @@ TEST_F(IndependentWriters, LinkedElfFilesAreLoadedAsObjcopyDoes)
     EXPECT_THROW(read("object.elf"), Failure);
 }
 
-TEST_F(IndependentWriters, AnElfFileThatIsCutShortOrChangedIsRefusedOrReadButNeverHarms)
-{
-    folder_.write("a.bin", "firmware");
-    run("arm-none-eabi-ld -b binary a.bin -e 0 -Tdata=0x0 -o a.elf");
-    const std::string whole = folder_.read("a.elf");
-    const auto parse = [](const std::string& file) {
-        return parse_elf({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}, "a.elf");
-    };
-    const std::size_t section_headers_end = whole.size();
-    for (std::size_t length = 0; length < section_headers_end; ++length) {
-        EXPECT_THROW(parse(whole.substr(0, length)), Failure) << length;
-    }
-    std::size_t refused = 0;
-    for (std::size_t i = 0; i < 84; ++i) { // the file's header and the first program header
-        std::string changed = whole;
-        changed[i] = static_cast<char>(~changed[i]);
-        try {
-            parse(changed);
-        } catch (const Failure&) {
-            ++refused;
-        }
-    }
-    EXPECT_GT(refused, 20U);
-}
-
 } // namespace
 } // namespace tessit::cli

@@ -1,6 +1,8 @@
 // Which probe, which J-Link library, which settings.
 #include "tests/cli/program/bench_fixture.h"
 
+#include <filesystem>
+
 namespace tessit::cli {
 namespace {
 
@@ -96,9 +98,26 @@ TEST_F(ProbesTest, ABadSettingIsRefusedWithItsOrigin)
 {
     const std::string config = file("config.toml", "sped = 1000\n");
     EXPECT_THAT(tessit({"list", "--config", config}), FailsWith(2, "config.toml:1: there is no setting 'sped'"));
+    const std::pair<const char*, const char*> cases[] = {
+        {"\nverbose = []\n", ":2: the list of verbose is empty"},
+        {"speed =\n", ":1: "},
+        {"speed = 7\n", ":1: speed: "},
+        {"verbose = 3\n", ":1: verbose: "},
+        {"probe = [1, 1.5]\n", ":1: probe "},
+        {"[list]\n", ":1: list is neither"},
+    };
+    for (const auto& [text, reason] : cases) {
+        EXPECT_THAT(tessit({"list", "--config", file("config.toml", text)}),
+                    FailsWith(2, "config.toml" + std::string{reason}));
+    }
     EXPECT_THAT(tessit({"list", "--config", path("none.toml")}), FailsWith(2, "none.toml"));
     EXPECT_THAT(tessit({"list"}, {{"TESSIT_SPEED", "7"}}), FailsWith(2, "TESSIT_SPEED"));
     EXPECT_THAT(tessit({"list", "--speed", "124"}), FailsWith(2, "--speed"));
+    // A relative folder is none.
+    std::filesystem::create_directories(path(".config/tessit"));
+    file(".config/tessit/config.toml", "sped = 1000\n");
+    EXPECT_THAT(tessit({"list"}, {{"XDG_CONFIG_HOME", ""}, {"HOME", path("")}}), Exits(2));
+    EXPECT_THAT(tessit({"list"}, {{"XDG_CONFIG_HOME", ""}, {"HOME", std::filesystem::relative(path(""))}}), Exits(0));
     // Neither the simulation nor a confirmation comes from a file.
     EXPECT_THAT(tessit({"list", "--config", file("sim.toml", "sim = true\n")}), FailsWith(2, "'sim'"));
     EXPECT_THAT(tessit({"list", "--config", file("yes.toml", "yes = true\n")}), FailsWith(2, "'yes'"));

@@ -255,7 +255,7 @@ using UnprotectableTest = BenchTest;
 TEST_F(UnprotectableTest, AChipWithoutTheFeatureRefusesProtect)
 {
     set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_ENGA\"\n");
-    EXPECT_THAT(tessit({"protect", "--yes"}), FailsWith(1, "does not support"));
+    EXPECT_THAT(tessit({"protect", "--yes"}), FailsWith(2, "does not support"));
     EXPECT_THAT(tessit({"read", "0+4"}), Exits(0));
 }
 

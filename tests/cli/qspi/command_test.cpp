@@ -218,7 +218,7 @@ TEST_F(QspiTest, ChipsAndCommandLinesThatCannotWorkAreRefused)
     EXPECT_THAT(qspi({"info", "--dio1", "P0.19"}), FailsWith(2, "clk and dio1 are both on pin P0.19"));
     EXPECT_THAT(tessit({"qspi", "example", board()}), FailsWith(1, "exists already"));
     set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
-    EXPECT_THAT(qspi({"info"}), FailsWith(1, "this chip version does not support it"));
+    EXPECT_THAT(qspi({"info"}), FailsWith(2, "this chip version does not support it"));
 }
 
 } // namespace
