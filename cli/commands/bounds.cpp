@@ -1,6 +1,6 @@
 #include "cli/commands/bounds.h"
 
-#include "cli/commands/ram_power.h"
+#include "cli/chip/ram_power.h"
 #include "cli/failure.h"
 #include "cli/session/memory_map.h"
 

@@ -1,5 +1,6 @@
+#include "cli/chip/cpu_state.h"
+#include "cli/chip/ram_power.h"
 #include "cli/commands/on_probes.h"
-#include "cli/commands/ram_power.h"
 #include "cli/session/memory_map.h"
 #include "cli/session/result.h"
 #include "cli/text/table.h"
@@ -21,6 +22,7 @@ constexpr std::array reset_reasons{
     ResetReason{1, "watchdog"},
     ResetReason{2, "system reset request"},
     ResetReason{3, "CPU lock-up"},
+    ResetReason{18, "control access port"},
 };
 
 std::vector<std::string> decode_reset_reasons(std::uint32_t word)
@@ -79,6 +81,7 @@ void add_probe(InfoBuilder& info, const Session& session)
 void add_chip(InfoBuilder& info, const Target& target)
 {
     const Session& session = target.session();
+    const std::optional<CpuState> seen = look_at_cpu(session); // before the connection, which the rest needs
     RunStateKeeper run_state{target};
     chip_version_t version = UNKNOWN;
     session.check(TESSIT_read_device_version(&version), "read the chip version");
@@ -97,8 +100,9 @@ void add_chip(InfoBuilder& info, const Target& target)
              ram.count_on());
     info.add("Reset reasons", "reset_reasons",
              reasons.empty() ? "none (power-on)" : fmt::format("{}", fmt::join(reasons, ", ")), reasons);
-    info.add("CPU", "cpu", run_state.was_running() ? "running" : "halted",
-             run_state.was_running() ? "running" : "halted");
+    const CpuState cpu = seen.value_or(run_state.was_running() ? CpuState::running : CpuState::halted);
+    info.add("CPU", "cpu", cpu == CpuState::locked_up ? describe_stop(target, cpu).text : cpu_state_name(cpu),
+             cpu_state_name(cpu));
     run_state.restore();
 }
 

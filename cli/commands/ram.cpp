@@ -1,5 +1,5 @@
+#include "cli/chip/ram_power.h"
 #include "cli/commands/on_probes.h"
-#include "cli/commands/ram_power.h"
 #include "cli/session/memory_map.h"
 #include "cli/text/table.h"
 

@@ -1,6 +1,6 @@
+#include "cli/chip/ram_power.h"
 #include "cli/commands/bounds.h"
 #include "cli/commands/on_probes.h"
-#include "cli/commands/ram_power.h"
 #include "cli/firmware/firmware.h"
 #include "cli/session/memory_map.h"
 #include "cli/terminal/progress.h"

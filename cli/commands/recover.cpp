@@ -1,5 +1,5 @@
+#include "cli/chip/ram_power.h"
 #include "cli/commands/on_probes.h"
-#include "cli/commands/ram_power.h"
 #include "cli/memory/chip.h"
 #include "cli/memory/eraser.h"
 #include "cli/session/memory_map.h"

@@ -1,3 +1,4 @@
+#include "cli/chip/cpu_state.h"
 #include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>
@@ -37,16 +38,34 @@ void reset_chip(const Target& target, Kind kind)
     }
 }
 
+// "The chip was reset and runs.", or what is true instead.
+std::string describe_start(const Target& target, std::optional<CpuState> state)
+{
+    if (!state) {
+        return "The chip was reset; what its CPU does cannot be seen.\n";
+    }
+    if (state == CpuState::halted || state == CpuState::locked_up) {
+        return fmt::format("The chip was reset; the CPU is {}.\n", describe_stop(target, *state).text);
+    }
+    return "The chip was reset and runs.\n";
+}
+
 Report reset(const Target& target, const Options& options)
 {
     reset_chip(target, options.kind);
+    const std::uint32_t serial = target.session().serial();
     if (options.halt) {
         target.halt();
-    } else if (options.kind == Kind::system) {
+        return {"The chip was reset; the CPU is halted.\n", {{"probe", serial}, {"halted", true}, {"cpu", "halted"}}};
+    }
+    if (options.kind == Kind::system) {
         target.go();
     }
-    return {options.halt ? "The chip was reset; the CPU is halted.\n" : "The chip was reset and runs.\n",
-            {{"probe", target.session().serial()}, {"halted", options.halt}}};
+    const std::optional<CpuState> state = state_after_start(target);
+    return {describe_start(target, state),
+            {{"probe", serial},
+             {"halted", state == CpuState::halted},
+             {"cpu", state ? cpu_state_name(*state) : "unknown"}}};
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)

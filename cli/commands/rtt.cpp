@@ -47,25 +47,44 @@ void let_cpu_run(const Target& target, const Options& options, const Console& co
         return;
     }
     if (!options.reset) {
+        if (is_at_lock_up(target)) {
+            throw stopped_cpu(target, CpuState::halted, does_not_run, "rtt --reset");
+        }
         console.note("The CPU was halted; it runs now.");
     }
     target.go();
 }
 
+// Leaves the CPU halted before its first instruction, so that nothing can be missed.
+void restart(const Target& target)
+{
+    const Session& session = target.session();
+    session.check(TESSIT_sys_reset(), "reset the chip");
+    if (has_no_firmware(target)) {
+        throw Failure{ExitCode::failure, "the flash is empty: there is no firmware to talk with",
+                      fmt::format("`{}` puts firmware there.", session.command_line("program FILE"))};
+    }
+    erase_old_control_blocks(target);
+}
+
 Report talk(const Target& target, const Options& options, const Console& console)
 {
     Session& session = target.session();
+    const bool was_locked_up = !options.reset && look_at_cpu(session) == CpuState::locked_up;
     target.connect();
-    if (options.reset) { // which leaves the CPU halted before its first instruction, so that nothing can be missed
-        session.check(TESSIT_sys_reset(), "reset the chip");
-        erase_old_control_blocks(target);
+    if (options.reset) {
+        restart(target);
     }
     RttLink link{session, options.control_block};
     let_cpu_run(target, options, console);
+    const CpuWatch cpu{target,
+                       {.was_locked_up = was_locked_up,
+                        .may_be_halted = options.stays_halted && target.is_halted(),
+                        .restart = options.reset ? "" : "rtt --reset"}};
     if (options.list) {
-        return describe(wait_for_channels(link, Deadline{session.clock(), options.conversation.timeout}, console));
+        return describe(wait_for_channels(link, cpu, Deadline{session.clock(), options.conversation.timeout}, console));
     }
-    Conversation{link, options.conversation, console}.run();
+    Conversation{link, cpu, options.conversation, console}.run();
     return {};
 }
 
@@ -91,6 +110,15 @@ ExitCode run(const Invocation& invocation, Options& options)
 std::uint32_t parse_channel(const std::string& text)
 {
     return parse_u32(text, "number of the channel");
+}
+
+std::string parse_end(const std::string& text)
+{
+    if (text.empty()) {
+        throw Failure{ExitCode::usage, "--until has an empty text, which would be there at once",
+                      "Give the text that the firmware ends with; a script may have used a variable that is not set."};
+    }
+    return text;
 }
 
 std::chrono::duration<double> parse_timeout(const std::string& text)
@@ -134,7 +162,9 @@ Command add_rtt(const Verb& root)
         .excludes(raw)
         .excludes(list);
     verb.text("--log", "FILE", conversation.output.log_file, "Write what is shown to a file, too").excludes(list);
-    verb.text("--until", "TEXT", conversation.until, "End with exit code 0 as soon as a channel says this text")
+    verb.parsed(
+            "--until", "TEXT", [&conversation](const std::string& text) { conversation.until = parse_end(text); },
+            "End with exit code 0 as soon as a channel says this text")
         .excludes(list);
     verb.parsed(
         "--timeout", "SECONDS", [options](const std::string& text) { options->timeout = parse_timeout(text); },

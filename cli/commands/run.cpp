@@ -1,3 +1,4 @@
+#include "cli/chip/cpu_state.h"
 #include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>
@@ -14,7 +15,10 @@ struct Options
 
 Report run_from(const Target& target, const Options& options)
 {
+    target.connect();
+    forget_faults(target);
     target.session().check(TESSIT_run(options.pc, options.sp), fmt::format("run from {:#010x}", options.pc));
+    require_running(target);
     return {fmt::format("The CPU runs from {:#010x} with its stack at {:#010x}.\n", options.pc, options.sp),
             {{"pc", options.pc}, {"sp", options.sp}}};
 }

@@ -26,6 +26,12 @@ constexpr milliseconds search_time{2000};
 // At the end of the input the firmware's answer is awaited; it is complete when nothing came for this long.
 constexpr milliseconds answer_pause{500};
 
+// After so long without a byte the CPU is looked at, and again each time.
+constexpr milliseconds silence{100};
+
+constexpr const char* no_control_block = "there is no RTT control block";
+constexpr const char* has_crashed = "the firmware has stopped";
+
 std::string list_channels(const std::vector<RttChannel>& channels)
 {
     std::vector<std::string> names;
@@ -54,15 +60,6 @@ std::vector<std::string> names_of(const std::vector<std::uint32_t>& indexes, con
     return names;
 }
 
-// Of a halted CPU a control block that an earlier run left may still be found; in the end there is nothing to wait for.
-void require_running(const RttLink& link, Clock::Duration begin)
-{
-    if (link.clock().now() - begin >= search_time && link.is_halted()) {
-        throw Failure{ExitCode::failure, "there is no RTT control block, and the CPU is halted",
-                      fmt::format("`{}` starts the firmware from its beginning.", link.command_line("rtt --reset"))};
-    }
-}
-
 } // namespace
 
 Deadline::Deadline(const Clock& clock, std::optional<std::chrono::duration<double>> timeout) : clock_{clock}
@@ -73,7 +70,7 @@ Deadline::Deadline(const Clock& clock, std::optional<std::chrono::duration<doubl
     }
 }
 
-RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Console& console)
+RttChannels wait_for_channels(RttLink& link, const CpuWatch& cpu, const Deadline& deadline, const Console& console)
 {
     const Clock::Duration begin = link.clock().now();
     RttState told = RttState::ready;
@@ -86,13 +83,15 @@ RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Con
             continue;
         }
         stop_if_interrupted("the firmware's RTT control block was not found yet");
+        // A control block that an earlier run left may still be found, also of a CPU that stands still.
+        const bool is_searched = state == RttState::no_control_block && link.clock().now() - begin >= search_time;
+        if (is_searched || deadline.has_passed()) {
+            cpu.require_alive(no_control_block);
+        }
         if (deadline.has_passed()) {
             throw Failure{ExitCode::failure, fmt::format("no RTT control block was found {}", deadline.text()),
                           "Check that the firmware uses RTT and gets that far, or tell where its control block is with "
                           "--address."};
-        }
-        if (state == RttState::no_control_block) {
-            require_running(link, begin);
         }
         if (state != told) {
             console.note(state == RttState::disconnected ? "The connection to the chip is lost; connecting again ..."
@@ -104,8 +103,10 @@ RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Con
     }
 }
 
-Conversation::Conversation(RttLink& link, const ConversationOptions& options, const Console& console)
+Conversation::Conversation(RttLink& link, const CpuWatch& cpu, const ConversationOptions& options,
+                           const Console& console)
     : link_{link},
+      cpu_{cpu},
       options_{options},
       console_{console},
       clock_{link.clock()},
@@ -128,13 +129,14 @@ void Conversation::run()
         if (received || sent) {
             last_moved_ = clock_.now();
         }
+        look_at_cpu();
         take_input(received || sent ? milliseconds{0} : idle_wait);
     }
 }
 
 void Conversation::attach()
 {
-    const RttChannels channels = wait_for_channels(link_, deadline_, console_);
+    const RttChannels channels = wait_for_channels(link_, cpu_, deadline_, console_);
     output_.show_channels(names_of(options_.up, channels.up));
     can_send_ = options_.down < channels.down.size();
     if (!can_send_ && options_.needs_down) {
@@ -195,6 +197,16 @@ void Conversation::take_input(milliseconds wait)
     has_ended_input_ = input.has_ended;
 }
 
+// What the firmware said before it crashed has been shown by then.
+void Conversation::look_at_cpu()
+{
+    const Clock::Duration now = clock_.now();
+    if (now - std::max(last_moved_, last_look_) >= silence) {
+        last_look_ = now;
+        cpu_.require_not_crashed(has_crashed);
+    }
+}
+
 bool Conversation::is_over()
 {
     if (has_come_ || RttOutput::is_closed()) {
@@ -203,6 +215,7 @@ bool Conversation::is_over()
     if (!deadline_.has_passed()) {
         return has_had_its_say();
     }
+    cpu_.require_not_crashed(has_crashed);
     if (!options_.until.empty()) {
         throw Failure{ExitCode::failure, fmt::format("'{}' did not come {}", options_.until, deadline_.text()),
                       "Give it more time with --timeout, or look at what came instead."};

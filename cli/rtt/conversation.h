@@ -1,6 +1,7 @@
 /// A conversation with the firmware: what its up channels say is shown, and what the user types goes to a down channel.
 #pragma once
 
+#include "cli/rtt/cpu_watch.h"
 #include "cli/rtt/link.h"
 #include "cli/rtt/output.h"
 #include "cli/rtt/text_watch.h"
@@ -43,16 +44,17 @@ private:
 };
 
 /// Waits until the firmware's channels are known, connecting again where necessary; a line tells of it unless they are
-/// known at once. Throws a Failure when the deadline passes before, and after Ctrl-C.
-RttChannels wait_for_channels(RttLink& link, const Deadline& deadline, const Console& console);
+/// known at once. Throws a Failure when the CPU stands still or the deadline passes before, and after Ctrl-C.
+RttChannels wait_for_channels(RttLink& link, const CpuWatch& cpu, const Deadline& deadline, const Console& console);
 
 class Conversation
 {
 public:
-    Conversation(RttLink& link, const ConversationOptions& options, const Console& console);
+    Conversation(RttLink& link, const CpuWatch& cpu, const ConversationOptions& options, const Console& console);
 
     /// Until one of its ends: the text came, the time ran out (a Failure when a text was waited for), the input ended
-    /// and the firmware has had its say, standard output is closed, or Ctrl-C (a Failure).
+    /// and the firmware has had its say, standard output is closed, the firmware has crashed (a Failure), or Ctrl-C (a
+    /// Failure).
     void run();
 
 private:
@@ -60,10 +62,12 @@ private:
     bool receive();
     bool send();
     void take_input(std::chrono::milliseconds wait);
+    void look_at_cpu();
     bool is_over();
     bool has_had_its_say() const;
 
     RttLink& link_;
+    const CpuWatch& cpu_;
     const ConversationOptions& options_;
     const Console& console_;
     const Clock& clock_;
@@ -77,6 +81,7 @@ private:
     bool has_ended_input_ = false;
     std::string typed_; ///< and not sent yet
     Clock::Duration last_moved_{};
+    Clock::Duration last_look_{}; ///< at the CPU
 };
 
 } // namespace tessit::cli

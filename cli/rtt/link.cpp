@@ -1,6 +1,6 @@
 #include "cli/rtt/link.h"
 
-#include "cli/commands/ram_power.h"
+#include "cli/chip/ram_power.h"
 #include "cli/failure.h"
 #include "cli/session/memory_map.h"
 

@@ -44,8 +44,6 @@ public:
     const Clock& clock() const { return session_.clock(); }
 
     RttState state();
-    bool is_halted() const { return Target{session_}.is_halted(); }
-    std::string command_line(std::string_view words) const { return session_.command_line(words); }
     /// These give null after a failure that may pass, when the chip was reset or the connection was lost: ask for the
     /// state. They throw a Failure when it does not pass.
 

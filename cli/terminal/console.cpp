@@ -37,8 +37,12 @@ void Console::note(std::string_view line) const
 
 void Console::report_line(const Failure& failure) const
 {
-    const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
-    print_to(stderr, "{} {}\n", fmt::format(style, "Error:"), failure.what());
+    if (failure.code() == ExitCode::interrupted) {
+        note(failure.what());
+    } else {
+        const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
+        print_to(stderr, "{} {}\n", fmt::format(style, "Error:"), failure.what());
+    }
     if (!failure.hint().empty()) {
         print_to(stderr, "Hint: {}\n", failure.hint());
     }

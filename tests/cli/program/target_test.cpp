@@ -111,9 +111,9 @@ TEST_F(TargetTest, RegistersAreShownAndSetByName)
 TEST_F(TargetTest, RunGoAndHaltMoveTheCpu)
 {
     program_endless_loop();
-    ASSERT_THAT(tessit({"run", "0x200", "0x20001000"}), Exits(0));
+    ASSERT_THAT(tessit({"run", "0x200", "0x20000ff0"}), Exits(0));
     EXPECT_EQ(tessit_json({"info"})["cpu"], "running");
-    ASSERT_THAT(tessit({"halt"}), Exits(0));
+    EXPECT_EQ(tessit_json({"halt"})["sp"], 0x20000FF0);
     EXPECT_EQ(tessit_json({"info"})["cpu"], "halted"); // looking does not set it running
     ASSERT_THAT(tessit({"go"}), Exits(0));
     EXPECT_EQ(memory("0x200+2"), "0120");
@@ -123,6 +123,35 @@ TEST_F(TargetTest, RunGoAndHaltMoveTheCpu)
         EXPECT_EQ(tessit_json({"info"})["cpu"], "halted") << kind;
         EXPECT_THAT(tessit({"reset", "--kind", kind}), Exits(0)) << kind;
         EXPECT_EQ(tessit_json({"info"})["cpu"], "running") << kind;
+    }
+}
+
+TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
+{
+    // A chip without firmware; to look at it changes nothing.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(tessit_json({"info"})["cpu"], "locked up");
+    }
+    EXPECT_THAT(tessit({"info"}).output, HasSubstr("locked up at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(tessit({"go"}), FailsWith(1, "the CPU is locked up at 0xfffffffe: the flash is empty"));
+    for (const char* kind : {"system", "debug", "pin"}) {
+        EXPECT_THAT(tessit({"reset", "--kind", kind}).output, HasSubstr("the CPU is locked up")) << kind;
+        EXPECT_EQ(tessit_json({"info"})["cpu"], "locked up") << kind;
+    }
+    EXPECT_THAT(tessit_json({"info"})["reset_reasons"], testing::Contains("control access port"));
+#if defined(TESSIT_SIM_CPU_UNICORN)
+    EXPECT_THAT(tessit({"run", "0x100", "0x20001000"}), FailsWith(1, "halted at 0x00000100: it met an undefined"));
+    EXPECT_THAT(tessit({"run", "0x30000000", "0x20001000"}),
+                FailsWith(1, "halted at 0x30000000: it went to an address without memory (IBUSERR)"));
+    EXPECT_THAT(tessit({"go"}), FailsWith(1, "halted at 0x30000000: it went to"));
+#endif
+}
+
+TEST_F(TargetTest, ADurationIsTheChips)
+{
+    // 131072 words of 46 clocks at 4 MHz, whatever the host's load.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_THAT(tessit({"read", "flash", "--output", path("all.bin")}).errors, HasSubstr(" in 1.52 s\n"));
     }
 }
 

@@ -1,4 +1,4 @@
-#include "cli/commands/ram_power.h"
+#include "cli/chip/ram_power.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,0 +1,189 @@
+#include "cli/chip/cpu_state.h"
+
+#include "cli/chip/fault_status.h"
+#include "cli/session/memory_map.h"
+
+#include <array>
+#include <fmt/format.h>
+
+namespace tessit::cli {
+namespace {
+
+// Registers of the system control space.
+constexpr std::uint32_t interrupt_control = 0xE000ED04;    // ICSR
+constexpr std::uint32_t configurable_faults = 0xE000ED28;  // CFSR
+constexpr std::uint32_t hard_faults = 0xE000ED2C;          // HFSR
+constexpr std::uint32_t debug_faults = 0xE000ED30;         // DFSR
+constexpr std::uint32_t memory_fault_address = 0xE000ED34; // MMFAR
+constexpr std::uint32_t bus_fault_address = 0xE000ED38;    // BFAR
+constexpr std::uint32_t debug_control = 0xE000EDF0;        // DHCSR
+
+// Registers of the memory access port.
+constexpr std::uint8_t memory_port = 0;
+constexpr std::uint8_t port_control = 0x00; // CSW
+constexpr std::uint8_t port_address = 0x04; // TAR
+constexpr std::uint8_t port_data = 0x0C;    // DRW
+
+constexpr std::uint32_t lock_up_address = 0xFFFFFFFE; // where a blank reset vector leads, too
+
+constexpr std::chrono::milliseconds start_time{10};
+
+// A word of memory, past the J-Link library's connection to the chip, which would halt the CPU.
+std::optional<std::uint32_t> peek_word(std::uint32_t address)
+{
+    constexpr std::uint32_t size_and_increment = 0x37;
+    constexpr std::uint32_t one_word = 2;
+    std::uint32_t control = 0;
+    std::uint32_t word = 0;
+    const bool is_read = TESSIT_read_access_port_register(memory_port, port_control, &control) == RESULT_OK &&
+                         TESSIT_write_access_port_register(memory_port, port_control,
+                                                           (control & ~size_and_increment) | one_word) == RESULT_OK &&
+                         TESSIT_write_access_port_register(memory_port, port_address, address) == RESULT_OK &&
+                         TESSIT_read_access_port_register(memory_port, port_data, &word) == RESULT_OK;
+    return is_read ? std::optional{word} : std::nullopt;
+}
+
+CpuState decode_state(std::uint32_t status)
+{
+    constexpr std::uint32_t is_halted = 1U << 17;
+    constexpr std::uint32_t is_sleeping = 1U << 18;
+    constexpr std::uint32_t is_locked_up = 1U << 19;
+    if ((status & is_locked_up) != 0) {
+        return CpuState::locked_up;
+    }
+    if ((status & is_halted) != 0) {
+        return CpuState::halted;
+    }
+    return (status & is_sleeping) != 0 ? CpuState::sleeping : CpuState::running;
+}
+
+FaultStatus read_fault_status(const Target& target)
+{
+    constexpr std::uint32_t active_exception = 0x1FF;
+    return {.exception = target.read_word(interrupt_control) & active_exception,
+            .configurable = target.read_word(configurable_faults),
+            .hard = target.read_word(hard_faults),
+            .debug = target.read_word(debug_faults),
+            .memory_address = target.read_word(memory_fault_address),
+            .bus_address = target.read_word(bus_fault_address)};
+}
+
+std::uint32_t read_program_counter(const Session& session)
+{
+    std::uint32_t pc = 0;
+    session.check(TESSIT_read_cpu_register(R15, &pc), "read the program counter");
+    return pc;
+}
+
+bool is_breakpoint(std::uint32_t pc)
+{
+    constexpr std::uint8_t breakpoint_code = 0xBE; // upper half of the instruction
+    std::array<std::uint8_t, 2> instruction{};
+    return TESSIT_read(pc, instruction.data(), 2) == RESULT_OK && instruction[1] == breakpoint_code;
+}
+
+// Fault bits stay until the firmware clears them: at a breakpoint they are of earlier, unless a fault's handler is
+// there.
+std::string describe_cause(const FaultStatus& status, std::uint32_t pc)
+{
+    if (status.has_met_breakpoint() && !status.is_handling() && is_breakpoint(pc)) {
+        return "it is at a breakpoint instruction (BKPT)";
+    }
+    const std::string faults = describe_faults(status);
+    return faults.empty() ? describe_debug_event(status) : faults;
+}
+
+} // namespace
+
+const char* cpu_state_name(CpuState state)
+{
+    constexpr std::array names{"running", "sleeping", "halted", "locked up"};
+    return names.at(static_cast<std::size_t>(state));
+}
+
+std::optional<CpuState> look_at_cpu(const Session& session)
+{
+    readback_protection_status_t protection = NONE;
+    session.check(TESSIT_readback_status(&protection), "read the protection status");
+    if (protection != NONE) {
+        return {};
+    }
+    const std::optional<std::uint32_t> status = peek_word(debug_control);
+    return status ? std::optional{decode_state(*status)} : std::nullopt;
+}
+
+std::optional<CpuState> state_after_start(const Target& target)
+{
+    const Session& session = target.session();
+    session.clock().wait(start_time);
+    bool connected = false;
+    session.check(TESSIT_is_connected_to_device(&connected), "ask whether the chip is connected");
+    if (connected && target.is_halted()) { // first, since the end of the connection may let it run
+        return CpuState::halted;
+    }
+    session.check(TESSIT_disconnect_from_device(), "end the connection to the chip");
+    return look_at_cpu(session);
+}
+
+bool has_no_firmware(const Target& target)
+{
+    constexpr std::uint32_t reset_vector = memory_map::flash_start + 4;
+    constexpr std::uint32_t blank = 0xFFFFFFFF;
+    return target.read_word(reset_vector) == blank;
+}
+
+bool is_at_lock_up(const Target& target)
+{
+    return read_program_counter(target.session()) == lock_up_address;
+}
+
+CpuStop describe_stop(const Target& target, CpuState state)
+{
+    const FaultStatus status = read_fault_status(target);
+    const std::uint32_t pc = read_program_counter(target.session());
+    const bool is_empty = pc == lock_up_address && has_no_firmware(target);
+    const std::string handler = describe_handler(status);
+    const std::string cause = is_empty ? "the flash is empty" : describe_cause(status, pc);
+    if (state == CpuState::locked_up) {
+        target.go();
+    }
+    return {fmt::format("{} at {:#010x}{}{}{}{}", cpu_state_name(state), pc, handler.empty() ? "" : " ", handler,
+                        cause.empty() ? "" : ": ", cause),
+            is_empty};
+}
+
+Failure stopped_cpu(const Target& target, CpuState state, std::string_view what, std::string_view restart)
+{
+    const Session& session = target.session();
+    const CpuStop stop = describe_stop(target, state);
+    const std::string text = fmt::format("{}: the CPU is {}", what, stop.text);
+    if (stop.is_without_firmware) {
+        return {ExitCode::failure, text,
+                fmt::format("`{}` puts firmware there.", session.command_line("program FILE"))};
+    }
+    if (!restart.empty()) {
+        return {ExitCode::failure, text,
+                fmt::format("`{}` starts the firmware from its beginning.", session.command_line(restart))};
+    }
+    return {ExitCode::failure, text,
+            fmt::format("`{}` shows the CPU's registers; `{}` starts the firmware again.", session.command_line("reg"),
+                        session.command_line("reset"))};
+}
+
+void forget_faults(const Target& target)
+{
+    constexpr std::array<std::uint8_t, 4> all_bits{0xFF, 0xFF, 0xFF, 0xFF}; // ones clear
+    for (const std::uint32_t status : {configurable_faults, hard_faults, debug_faults}) {
+        target.write(status, all_bits, WritePath::bus);
+    }
+}
+
+void require_running(const Target& target)
+{
+    const std::optional<CpuState> state = state_after_start(target);
+    if (state == CpuState::halted || state == CpuState::locked_up) {
+        throw stopped_cpu(target, *state, does_not_run);
+    }
+}
+
+} // namespace tessit::cli
