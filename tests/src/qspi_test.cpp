@@ -314,9 +314,17 @@ TEST_F(QspiTest, The32BitModeSendsFourAddressBytesAndKeepsTheLevels)
                                                    "WriteU32(0x40029634, 0x3552)", "WriteU32(0x40029634, 0x3205)"}));
 }
 
-TEST_F(QspiTest, WaitsEndAtTheirBounds)
+TEST_F(QspiTest, WaitsEndAtTheEventOrAtTheirBounds)
 {
     init();
+    int unready = 3;
+    int unfinished = 3;
+    jlink.JLINKARM_ReadMemU32 = [&](std::uint32_t address, auto, std::uint32_t* data, auto) {
+        *data = address == 0x40029100 ? --unready < 0 : address == 0x40029638 && --unfinished >= 0;
+        return 1;
+    };
+    EXPECT_EQ(TESSIT_qspi_erase(0, ERASEALL), RESULT_OK);
+    EXPECT_LT(unfinished, 0);
     session.qspi_bounds.erase = session.qspi_bounds.ready_event = std::chrono::milliseconds{0};
     jlink.JLINKARM_ReadMemU32 = [](std::uint32_t address, auto, std::uint32_t* data, auto) {
         *data = address == 0x40029100 || address == 0x40029638 ? 1 : 0;
