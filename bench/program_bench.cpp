@@ -61,7 +61,7 @@ double limit_seconds(const Case& each, std::uint32_t speed_khz)
     return std::min(by_pages, at_once);
 }
 
-/// Seconds of modelled time that programming took.
+// Seconds of modelled time that programming took.
 double program(const Simulation& simulation, const Case& each, std::uint32_t speed_khz)
 {
     simulation.open_bench("version = \"BIRCH_M1_VA_REV2\"");

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // compilers do not ship its header
 #else
 #include <malloc.h>
 #endif
