@@ -35,8 +35,7 @@ struct Case
     const char* name;
     const char* firmware;
     Traffic traffic;
-    std::uint32_t
-        bytes_per_poll; // what the smallest ring of the way holds: whole words of the counter, else size - 1
+    std::uint32_t bytes_per_poll; // what the smallest ring of the way holds: whole words of the counter, else size - 1
     std::uint32_t speed_khz;
     std::uint32_t bytes; // to measure
 };

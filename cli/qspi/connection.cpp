@@ -1,7 +1,7 @@
 #include "cli/qspi/connection.h"
 
 #include "cli/failure.h"
-#include "cli/firmware/file.h"
+#include "cli/options/config_file.h"
 #include "cli/text/numbers.h"
 
 #include <algorithm>
@@ -10,7 +10,6 @@
 #include <fmt/format.h>
 #include <span>
 #include <stdexcept>
-#include <toml++/toml.h>
 #include <vector>
 
 namespace tessit::cli {
@@ -165,40 +164,19 @@ using Values = std::map<std::string, Value, std::less<>>;
     throw Failure{ExitCode::usage, fmt::format("{}: {}", origin, reason), hint};
 }
 
-toml::table parse_file(const std::string& path)
-{
-    const std::string text = read_file(path);
-    try {
-        return toml::parse(text, path);
-    } catch (const toml::parse_error& error) {
-        refuse(fmt::format("{}:{}", path, error.source().begin.line), std::string{error.description()},
-               "Correct the file; `tessit qspi example FILE` writes one to start from.");
-    }
-}
-
-Value value_of(const std::string& path, std::string_view key, const toml::node& node)
-{
-    const std::string origin = fmt::format("{}:{}: {}", path, node.source().begin.line, key);
-    if (const auto* const text = node.as_string()) {
-        return {text->get(), origin};
-    }
-    if (const auto* const number = node.as_integer()) {
-        return {std::to_string(number->get()), origin};
-    }
-    refuse(origin, "is neither a number nor a text", "Write it as in the file of `tessit qspi example FILE`.");
-}
-
 Values read_connection_file(const std::string& path)
 {
-    const toml::table table = parse_file(path);
+    const std::string hint = "Correct the file; `tessit qspi example FILE` writes one to start from.";
     Values values;
-    for (const auto& [key, node] : table) {
-        if (std::ranges::find(settings, key.str(), &Setting::name) == settings.end()) {
-            refuse(fmt::format("{}:{}", path, node.source().begin.line),
-                   fmt::format("there is no setting '{}'", key.str()),
+    for (const ConfigItem& item : read_config_file(path, hint)) {
+        if (std::ranges::find(settings, item.key, &Setting::name) == settings.end()) {
+            refuse(item.place, fmt::format("there is no setting '{}'", item.key),
                    fmt::format("Settings are: {}.", known_settings()));
         }
-        values.emplace(key.str(), value_of(path, key.str(), node));
+        if (item.values.size() != 1) {
+            refuse(item.place, fmt::format("{} takes one value, not a list", item.key), hint);
+        }
+        values.emplace(item.key, Value{item.values.front(), fmt::format("{}: {}", item.place, item.key)});
     }
     return values;
 }

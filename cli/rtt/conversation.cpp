@@ -132,6 +132,7 @@ void Conversation::run()
         look_at_cpu();
         take_input(received || sent ? milliseconds{0} : idle_wait);
     }
+    output_.finish();
 }
 
 void Conversation::attach()

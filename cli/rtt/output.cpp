@@ -53,6 +53,12 @@ RttOutput::~RttOutput()
     std::fflush(stdout); // asked for at the end of the command
 }
 
+void RttOutput::finish()
+{
+    finish_lines();
+    flush();
+}
+
 void RttOutput::show_channels(const std::vector<std::string>& names)
 {
     finish_lines();

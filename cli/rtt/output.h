@@ -21,7 +21,7 @@ public:
 
     /// Throws a Failure when the log cannot be written. The names are the channels'.
     explicit RttOutput(Options options);
-    /// Lines that were not finished are shown now.
+    /// Lines that were not finished are shown now, if finish has not shown them.
     ~RttOutput();
     RttOutput(const RttOutput&) = delete;
     RttOutput& operator=(const RttOutput&) = delete;
@@ -29,6 +29,8 @@ public:
     /// The channels that are shown from now on, by their positions in `names`. Unfinished lines of the others are
     /// ended.
     void show_channels(const std::vector<std::string>& names);
+    /// The regular end: shows what is left, and throws a Failure when the log is not complete.
+    void finish();
     /// All that a call gets is shown when it returns, up to the last line's begin.
     void take(std::size_t channel, std::string_view bytes);
 

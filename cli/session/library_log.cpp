@@ -82,9 +82,9 @@ void LibraryLog::take(std::string_view line)
         take_message(line.substr(tag_end + separator.size()));
         return;
     }
-    if (line.starts_with(prefix)) { // a call of ours begins; what was said before belongs to others
+    jlink_text_.clear();            // an operation begins; what the J-Link library said before belongs to others
+    if (line.starts_with(prefix)) { // and so does everything else, since it is a call of ours
         complaint_.clear();
-        jlink_text_.clear();
         jlink_reason_.clear();
     }
 }

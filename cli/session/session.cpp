@@ -81,7 +81,7 @@ void Session::check(result_code_t result, std::string_view what, std::string_vie
                       "Check the probe's USB cable; `tessit list` shows the attached probes."};
     }
     const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
-    throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint)};
+    throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint, !said.empty())};
 }
 
 bool Session::has_lost_probe() const
@@ -90,7 +90,7 @@ bool Session::has_lost_probe() const
     return connected_ && TESSIT_is_connected_to_emu(&is_there) == RESULT_OK && !is_there;
 }
 
-std::string Session::hint_for(result_code_t result, std::string_view jlink_hint) const
+std::string Session::hint_for(result_code_t result, std::string_view jlink_hint, bool has_reason) const
 {
     if (result == ERR_PROTECTED) {
         return fmt::format("`{}` unprotects it and erases everything in it: flash, UICR and RAM.",
@@ -99,7 +99,7 @@ std::string Session::hint_for(result_code_t result, std::string_view jlink_hint)
     if (result == ERR_JLINK_CALL_FAILED && !jlink_hint.empty()) {
         return std::string{jlink_hint};
     }
-    if (result == ERR_BAD_ARGUMENT && !log_.reason().empty()) { // the narration would tell no more
+    if (result == ERR_BAD_ARGUMENT && has_reason) { // the narration would tell no more
         return "Correct the value; the command's --help tells what it may be.";
     }
     return result_text(result).hint;

@@ -75,7 +75,7 @@ TEST_F(QspiConnectionTest, WrongValuesAreRefusedWithTheirPlace)
 {
     EXPECT_THAT(refusal(with_file("csn = \"P0.17\"\nclk = \n")), HasSubstr("board.toml:2: "));
     EXPECT_THAT(refusal(with_file("\ncsm = 3\n")), HasSubstr("board.toml:2: there is no setting 'csm'"));
-    EXPECT_THAT(refusal(with_file("wip-bit = 0.5\n")), HasSubstr("board.toml:1: wip-bit: is neither"));
+    EXPECT_THAT(refusal(with_file("wip-bit = 0.5\n")), HasSubstr("board.toml:1: wip-bit is neither"));
     EXPECT_THAT(refusal(with_file("wip-bit = -1\n")), HasSubstr("board.toml:1: wip-bit: '-1' is not a number from 0"));
     EXPECT_THAT(refusal(with_file("csn = \"P0.17\"\nclk = \"P0.19\"\n")),
                 AllOf(HasSubstr("not complete"), HasSubstr("dio0, dio1, dio2, dio3 are missing")));
