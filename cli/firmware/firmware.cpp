@@ -50,7 +50,7 @@ Source split_address(const std::string& argument)
     if (at == std::string::npos || fs::exists(argument, ignored)) {
         return {argument, std::nullopt};
     }
-    return {argument.substr(0, at), parse_u32(std::string_view{argument}.substr(at + 1), "address behind the '@'")};
+    return {argument.substr(0, at), parse_u32(std::string_view{argument}.substr(at + 1), "address after the '@'")};
 }
 
 std::optional<Format> format_by_ending(const fs::path& path)

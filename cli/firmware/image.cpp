@@ -6,7 +6,7 @@
 namespace tessit::cli {
 namespace {
 
-// The first segment that ends behind the address.
+// The first segment that ends after the address.
 template <typename Segments>
 auto first_reaching(Segments& segments, std::uint64_t address)
 {

@@ -22,7 +22,7 @@ struct Kind
     std::size_t address_bytes;
 };
 
-// By the digit behind the S.
+// By the digit after the S.
 constexpr std::array<Kind, 10> kinds{{
     {Role::header, 2},
     {Role::data, 2},

@@ -114,7 +114,7 @@ void require_within_chip(const Image& image, const Device& chip)
         if (fits) {
             continue;
         }
-        if (flash.contains(std::uint64_t{segment.address})) {
+        if (memory_map::area_of(segment.address).first == flash.first) {
             throw Failure{ExitCode::usage,
                           fmt::format("the image's data {} reach beyond this chip's flash, which has {} and ends at "
                                       "{:#010x}; nothing was erased",

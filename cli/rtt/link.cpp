@@ -11,7 +11,7 @@
 namespace tessit::cli {
 namespace {
 
-constexpr const char* rtt_hint = "`tessit reset` starts the firmware anew; -v shows what happened.";
+constexpr const char* rtt_hint = "`tessit reset` starts the firmware again; -v shows what happened.";
 
 } // namespace
 

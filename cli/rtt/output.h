@@ -9,7 +9,7 @@
 
 namespace tessit::cli {
 
-/// One channel's text is shown as it comes, several channels' texts by whole lines, each behind its channel's name.
+/// One channel's text is shown as it comes, several channels' texts by whole lines, each after its channel's name.
 class RttOutput
 {
 public:

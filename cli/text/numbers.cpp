@@ -93,7 +93,7 @@ Range parse_range(std::string_view text)
     const std::size_t separator = text.find_first_of("-+");
     if (separator == std::string_view::npos) {
         throw Failure{ExitCode::usage, fmt::format("'{}' is not a range", text),
-                      "A range is FIRST-END, where END is the first address behind it, or FIRST+LENGTH: 0x1000-0x2000, "
+                      "A range is FIRST-END, where END is the first address after it, or FIRST+LENGTH: 0x1000-0x2000, "
                       "0x1000+4k."};
     }
     const std::uint32_t first = parse_u32(text.substr(0, separator), "start of the range");
@@ -103,7 +103,7 @@ Range parse_range(std::string_view text)
         has_length ? first + parse_size(second, "length of the range") : parse_size(second, "end of the range");
     if (end <= first) {
         throw Failure{ExitCode::usage, fmt::format("the range '{}' is empty", text),
-                      "The end of a range is the first address behind it, so it lies above its start."};
+                      "The end of a range is the first address after it, so it lies above its start."};
     }
     if (end > four_gib) {
         throw Failure{ExitCode::usage, fmt::format("the range '{}' ends beyond 4 GiB", text),

@@ -13,7 +13,7 @@ struct Range
     std::uint32_t first = 0;
     std::uint64_t length = 0; ///< bytes
 
-    std::uint64_t end() const { return first + length; } ///< the first address behind it
+    std::uint64_t end() const { return first + length; } ///< the first address after it
     bool contains(std::uint64_t address) const { return address >= first && address < end(); }
     bool contains(const Range& other) const { return other.first >= first && other.end() <= end(); }
 
@@ -34,7 +34,7 @@ std::uint8_t parse_byte(std::string_view text, std::string_view what);
 /// As parse_u32, and a multiple of 4.
 std::uint32_t parse_word_address(std::string_view text);
 
-/// A-B (B is the first address behind the range) or A+LENGTH. Never empty, never beyond 4 GiB.
+/// A-B (B is the first address after the range) or A+LENGTH. Never empty, never beyond 4 GiB.
 Range parse_range(std::string_view text);
 
 /// "0x00000000-0x00080000"

@@ -65,7 +65,7 @@ void start(std::uint32_t configuration_0 = 0)
     ASSERT_TRUE(run_task(activate));
 }
 
-/// A short instruction: what is sent, and what comes back, behind the opcode.
+/// A short instruction: what is sent, and what comes back, after the opcode.
 std::vector<std::uint8_t> instruct(std::uint8_t opcode, std::vector<std::uint8_t> data = {}, std::uint32_t bits = 0)
 {
     const auto length = static_cast<std::uint32_t>(data.size() + 1);

@@ -36,7 +36,7 @@ std::uint8_t noise(std::uint32_t seed)
     return static_cast<std::uint8_t>((seed + 1) * 2654435761U >> 24);
 }
 
-// A flash of 4 KiB pages and a page of configuration behind it, which goes only with everything.
+// A flash of 4 KiB pages and a page of configuration after it, which goes only with everything.
 class ProgrammingTest : public testing::Test
 {
 protected:

@@ -1,4 +1,4 @@
-/* Firmware that resets itself: it says which start this is, echoes what it gets, and starts anew at an R.
+/* Firmware that resets itself: it says which start this is, echoes what it gets, and starts again at an R.
  *
  * Its image stands beside it. After a change, in examples/firmware:
  *   arm-none-eabi-gcc -mcpu=cortex-m4 -mthumb -Os -ffreestanding -std=gnu11 -I. -nostdlib -Wl,-T,birch.ld \

@@ -111,7 +111,7 @@ TEST_F(Execution, SleepsBehindItsHints)
         {"WFI", {0xBF30}, StopReason::sleeping, 2},
         {"WFE", {0xBF20}, StopReason::sleeping, 2},
         {"wide WFI", {0xF3AF, 0x8003}, StopReason::sleeping, 4},
-        {"WFE behind another instruction", {0xBF00, 0xBF20}, StopReason::sleeping, 4},
+        {"WFE after another instruction", {0xBF00, 0xBF20}, StopReason::sleeping, 4},
         {"SEV, then WFE twice", {0xBF40, 0xBF20, 0xBF20}, StopReason::sleeping, 6},
         {"YIELD and NOP go on", {0xBF10, 0xBF00, 0xBE00}, StopReason::breakpoint, 4},
         {"a skipped WFI", {0xBF08, 0xBF30, 0xBE00}, StopReason::breakpoint, 4},

@@ -40,7 +40,7 @@ TEST_F(HostileRtt, RingsAreRecordedOnceAndLeftAlone)
     const std::vector<Case> cases{
         {"not in RAM", 0, {names, 0, 64, 5, 0, 0}},                  // in flash
         {"not in RAM", 0, {names, ram - 4, 64, 5, 0, 0}},            // begins before RAM
-        {"not in RAM", 0, {names, ram_end - 63, 64, 5, 0, 0}},       // ends behind it
+        {"not in RAM", 0, {names, ram_end - 63, 64, 5, 0, 0}},       // ends beyond it
         {"not in RAM", 0, {names, 0xFFFFFFF0, 64, 5, 0, 0}},         // wraps around
         {"not in RAM", 0, {names, log_buffer, 0xFFFFFFFF, 5, 0, 0}}, // larger than everything
         {"not in RAM", 0, {names, log_buffer, 0x80000000, 0x7FFFFFFF, 0, 0}},
@@ -98,7 +98,7 @@ TEST_F(HostileRtt, BlocksThatMakeNoSenseAreNone)
     for (const Case& hostile :
          {Case{"a negative count", block, 0xFFFFFFFF, 1, "-1 up"}, Case{"too many rings", block, 33, 0, "33 up"},
           Case{"too many down rings", block, 2, 0x7FFFFFFF, "2147483647 down"},
-          Case{"rings behind the end of RAM", ram_end - 44, 1, 0, "do not fit"},
+          Case{"rings beyond the end of RAM", ram_end - 44, 1, 0, "do not fit"},
           Case{"unaligned", block + 2, 2, 1, nullptr}}) {
         SCOPED_TRACE(hostile.what);
         make_block(hostile.address, hostile.up_count, hostile.down_count, {});
@@ -124,7 +124,7 @@ TEST_F(HostileRtt, BlocksThatMakeNoSenseAreNone)
         ASSERT_EQ(start(address), 0);
         EXPECT_EQ(find(), not_found) << address;
     }
-    // The search goes on behind a block that makes no sense.
+    // The search goes on after a block that makes no sense.
     make_block(block, 0xFFFFFFFF, 1, {});
     make_usual_block(block + 0x40);
     ASSERT_EQ(start(), 0);
