@@ -24,7 +24,7 @@ struct Place
 
 toml::table parse(const Place& place)
 {
-    constexpr std::uint64_t largest = 1024 * 1024;
+    constexpr std::uint64_t largest = std::uint64_t{1024} * 1024;
     const std::string text = read_file(place.path, largest);
     try {
         return toml::parse(text, place.path.string());

@@ -18,7 +18,7 @@ std::filesystem::path folder_of(const char* variable)
 
 std::filesystem::path user_state_folder()
 {
-    if (const auto folder = folder_of("XDG_STATE_HOME"); !folder.empty()) {
+    if (auto folder = folder_of("XDG_STATE_HOME"); !folder.empty()) {
         return folder;
     }
     if (const auto home = folder_of("HOME"); !home.empty()) {

@@ -7,7 +7,6 @@
 namespace tessit::cli {
 namespace {
 
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 constexpr std::uint32_t elf_header_size = 52;

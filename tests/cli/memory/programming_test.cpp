@@ -16,10 +16,9 @@ namespace tessit::cli {
 namespace {
 
 using testing::Each;
-using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr std::uint32_t kib = 1024;
+constexpr std::size_t kib = 1024;
 constexpr std::uint32_t unit_bytes = 4 * kib;
 
 std::size_t allocated_bytes()
@@ -103,6 +102,11 @@ protected:
         Image image;
         EXPECT_FALSE(image.add(address, data));
         return image;
+    }
+    std::vector<std::uint8_t> page(std::size_t index) const
+    {
+        const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(index * unit_bytes);
+        return {first, first + unit_bytes};
     }
     void hold(const Image& image) { image.overlay({0, bytes.size()}, bytes); }
 
@@ -246,7 +250,7 @@ TEST_F(ProgrammingTest, WhatHadNoEffectIsDoneAgainAfterTheProtectionIsLifted)
             by_page ? erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, narration)
                     : erase_everything(device, device.erase_all, narration);
         EXPECT_TRUE(erased.protection_was_lifted);
-        EXPECT_THAT(std::vector(bytes.begin() + 5 * unit_bytes, bytes.begin() + 6 * unit_bytes), Each(0xFF));
+        EXPECT_THAT(page(5), Each(0xFF));
     }
     device.lift_protection = {};
     hold(image(0, flash_bytes));
