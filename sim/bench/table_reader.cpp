@@ -4,7 +4,7 @@
 #include "sim/platform/read_file.h"
 
 #include <algorithm>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <iterator>
 #include <set>
 #include <stdexcept>
@@ -220,7 +220,7 @@ void TableReader::refuse_unknown_keys() const
 {
     for (const std::string& key : keys()) {
         if (!table_->asked.contains(key)) {
-            fail(key, "is not known here");
+            fail(key, fmt::format("is not known here; known are {}", fmt::join(table_->asked, ", ")));
         }
     }
 }
