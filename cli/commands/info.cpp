@@ -95,6 +95,8 @@ void add_chip(InfoBuilder& info, const Target& target)
              fmt::format("{} in {} pages of {}", format_size(flash.size), flash.size / flash.page_size,
                          format_size(flash.page_size)),
              flash.size);
+    // No register shows it; whether it stands in the way, only an erase or a write without effect tells.
+    info.add("Block protection", "block_protection", "not told by the chip; lifted where it stands in the way", Json());
     info.add("RAM", "ram_bytes", format_size(ram.total_bytes()), ram.total_bytes());
     info.add("RAM power", "ram_sections_on", fmt::format("{} of {} sections on", ram.count_on(), ram.sizes.size()),
              ram.count_on());

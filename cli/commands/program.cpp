@@ -79,26 +79,14 @@ std::string describe_time(std::uint64_t bytes, Clock::Duration elapsed)
     return fmt::format("; {} ({:.0f} KiB/s)", format_seconds(elapsed), static_cast<double>(bytes) / 1024 / seconds);
 }
 
-// What changed is told only where all of it was looked at.
-std::string describe_changes(const Plan& plan)
-{
-    if (plan.changed_units) {
-        return fmt::format("{} of {} pages changed", *plan.changed_units, plan.touched_units);
-    }
-    return fmt::format("{} of {} pages written", plan.written_units, plan.touched_units);
-}
-
 std::string describe_erases(const Plan& plan)
 {
-    return plan.erases.everything ? "the whole chip" : fmt::format("{} pages", plan.erased_units);
+    return plan.erases.everything ? "the whole chip" : format_count(plan.erased_units, "pages");
 }
 
 Report summarize(const Session& session, const Options& options, const Plan& plan, const ProgramResult& result,
                  Clock::Duration elapsed)
 {
-    const char* const verification = plan.changes_nothing() ? "equal already"
-                                     : options.verify       ? "verified"
-                                                            : "not verified";
     Json json{
         {"probe", session.serial()},
         {"image_bytes", plan.image_bytes},
@@ -114,8 +102,8 @@ Report summarize(const Session& session, const Options& options, const Plan& pla
         {"seconds", std::chrono::duration<double>{elapsed}.count()},
     };
     return {fmt::format("Programmed {} on probe {}: {}, {} erased, {} written, {}{}{}.\n",
-                        format_size(plan.image_bytes), session.serial(), describe_changes(plan), describe_erases(plan),
-                        format_size(result.written_bytes), verification,
+                        format_size(plan.image_bytes), session.serial(), describe_changes(plan, "pages"),
+                        describe_erases(plan), format_size(result.written_bytes), describe_verification(plan, result),
                         result.protection_was_lifted ? ", block protection lifted" : "",
                         describe_time(result.written_bytes, elapsed)),
             std::move(json)};

@@ -107,24 +107,13 @@ std::string describe_erases(const Plan& plan, const std::vector<Range>& ranges)
     return fmt::format("{} erased in {} block{}", format_size(bytes), ranges.size(), ranges.size() == 1 ? "" : "s");
 }
 
-// What changed is told only where all of it was looked at.
-std::string describe_changes(const Plan& plan)
-{
-    if (plan.changed_units) {
-        return fmt::format("{} of {} sectors changed", *plan.changed_units, plan.touched_units);
-    }
-    return fmt::format("{} of {} sectors written", plan.written_units, plan.touched_units);
-}
-
 Report summarize(const ExternalFlash& flash, const Plan& plan, const ProgramResult& result, Clock::Duration elapsed)
 {
-    const char* const verification = plan.changes_nothing()       ? "equal already"
-                                     : result.verified_bytes != 0 ? "verified"
-                                                                  : "not verified";
     const std::vector<Range> erased = erased_ranges(plan, flash);
-    std::string text = fmt::format("Wrote {} to the external flash: {}, {}, {} written, {}; {}.\n",
-                                   format_size(plan.image_bytes), describe_changes(plan), describe_erases(plan, erased),
-                                   format_size(result.written_bytes), verification, format_seconds(elapsed));
+    std::string text =
+        fmt::format("Wrote {} to the external flash: {}, {}, {} written, {}; {}.\n", format_size(plan.image_bytes),
+                    describe_changes(plan, "sectors"), describe_erases(plan, erased), format_size(result.written_bytes),
+                    describe_verification(plan, result), format_seconds(elapsed));
     Json json{{"image_bytes", plan.image_bytes},
               {"sectors_touched", plan.touched_units},
               {"sectors_changed", plan.changed_units ? Json(*plan.changed_units) : Json()},

@@ -72,11 +72,6 @@ bool Image::covers(const Range& range) const
     return segment != segments_.end() && segment->range().contains(range);
 }
 
-bool Image::touches(const Range& range) const
-{
-    return !segments_within(range).empty();
-}
-
 std::optional<std::uint8_t> Image::byte_at(std::uint32_t address) const
 {
     const auto segment = first_reaching(segments_, address);

@@ -40,9 +40,8 @@ public:
     /// Copies what the image holds of `window` over `bytes`, whose first byte stands for window.first.
     void overlay(const Range& window, std::span<std::uint8_t> bytes) const;
 
-    /// Whether the image holds every byte of the range, or any.
+    /// Whether the image holds every byte of the range.
     bool covers(const Range& range) const;
-    bool touches(const Range& range) const;
 
     std::optional<std::uint8_t> byte_at(std::uint32_t address) const;
 

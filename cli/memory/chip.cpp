@@ -31,7 +31,6 @@ MemoryTraits flash_traits(const FlashGeometry& geometry, std::uint32_t speed_khz
 {
     return {
         .name = "flash",
-        .unit_name = "page",
         .range = geometry.flash(),
         .unit_bytes = geometry.page_size,
         .write_bytes = 4,
@@ -48,7 +47,6 @@ MemoryTraits uicr_traits(std::uint32_t speed_khz)
 {
     return {
         .name = "UICR",
-        .unit_name = "page",
         .range = memory_map::uicr,
         .unit_bytes = static_cast<std::uint32_t>(memory_map::uicr.length),
         .write_bytes = 4,

@@ -34,7 +34,6 @@ struct EraseBlock
 struct MemoryTraits
 {
     const char* name = "";          ///< "flash", as in "the flash byte at ..."
-    const char* unit_name = "";     ///< what is counted: "page"
     Range range;                    ///< its addresses
     std::uint32_t unit_bytes = 0;   ///< the smallest part that can be erased
     std::uint32_t write_bytes = 0;  ///< what is written begins and ends at multiples of this

@@ -141,15 +141,6 @@ EraseChoice choose_erases(EraseMode mode, Survey& survey)
 
 } // namespace
 
-std::uint64_t Plan::bytes_to_write() const
-{
-    std::uint64_t bytes = 0;
-    for (const Piece& piece : writes) {
-        bytes += piece.range.length;
-    }
-    return bytes;
-}
-
 Plan plan_programming(const Device& device, const Image& image, EraseMode mode, const Narration& narration)
 {
     Survey survey{device, image, narration};

@@ -46,7 +46,6 @@ struct Plan
     std::optional<std::size_t> changed_units; ///< of the touched ones; nothing when not all of them were looked at
 
     bool changes_nothing() const { return erases.blocks.empty() && !erases.everything && writes.empty(); }
-    std::uint64_t bytes_to_write() const;
 };
 
 /// Reads what is needed and plans; changes nothing. The image lies within the device. Throws a Failure where the mode

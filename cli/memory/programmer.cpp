@@ -130,4 +130,18 @@ ProgramResult execute(const Device& device, const Plan& plan, bool verify, const
     return plan.changes_nothing() ? ProgramResult{} : Execution{device, plan, narration}.run(verify);
 }
 
+std::string describe_changes(const Plan& plan, std::string_view units)
+{
+    return plan.changed_units ? fmt::format("{} of {} {} changed", *plan.changed_units, plan.touched_units, units)
+                              : fmt::format("{} of {} {} written", plan.written_units, plan.touched_units, units);
+}
+
+const char* describe_verification(const Plan& plan, const ProgramResult& result)
+{
+    if (plan.changes_nothing()) {
+        return "equal already";
+    }
+    return result.verified_bytes != 0 ? "verified" : "not verified";
+}
+
 } // namespace tessit::cli

@@ -61,7 +61,6 @@ Device external_device(const ExternalFlash& flash, std::uint32_t speed_khz)
         .traits =
             {
                 .name = "external flash",
-                .unit_name = "sector",
                 .range = flash.reachable(),
                 .unit_bytes = erase_lengths.back().block.bytes,
                 .write_bytes = page_bytes,

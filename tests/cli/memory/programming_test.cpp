@@ -56,7 +56,6 @@ protected:
     {
         Memory memory;
         memory.traits = {.name = name,
-                         .unit_name = "page",
                          .range = range,
                          .unit_bytes = unit_bytes,
                          .write_bytes = 4,

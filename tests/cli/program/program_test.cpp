@@ -61,6 +61,7 @@ TEST_F(ProgramTest, OnlyPagesThatNeedItAreErasedAndEqualOnesAreLeftAlone)
     EXPECT_EQ(cleared["pages_erased"], 0);
     EXPECT_EQ(cleared["written_bytes"], 4);
     EXPECT_EQ(tessit_json({"program", file("0f.bin", "\x0F") + "@0x1000"})["pages_erased"], 1);
+    EXPECT_THAT(tessit({"program", path("f0.bin") + "@0x1000"}).output, HasSubstr("1 page erased"));
 }
 
 TEST_F(ProgramTest, AnImageOfTheWholeFlashIsErasedAtOnceUnlessTheUicrWouldBeLost)
