@@ -126,10 +126,11 @@ TEST_F(ProgramTest, BlockProtectionIsLiftedWhereItStandsInTheWay)
                                {"erase", "--mass"},      {"recover", "--yes"},         {"program", image}};
     for (const std::string version : {"BIRCH_M1_VB_REV1", "BIRCH_M2_VA_REV1"}) {
         for (const std::string fill : {"0x5A", "0xFF"}) { // what is blank takes no writes either
-            set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"" + version +
-                      "\"\nflash_fill = " + fill + "\nprotected_blocks = [0, 1]\n");
+            std::string chip = "[[probe]]\nserial = 600000011\n[probe.chip]\nprotected_blocks = [0, 1]\n";
+            chip.append("version = \"").append(version).append("\"\nflash_fill = ").append(fill).append("\n");
+            set_bench(chip);
             for (const Arguments& arguments : verbs) {
-                SCOPED_TRACE(version + " " + fill + " " + arguments[0] + " " + arguments[1]);
+                SCOPED_TRACE(chip + testing::PrintToString(arguments));
                 std::filesystem::remove_all(path("bench.toml.state"));
                 const Outcome outcome = tessit(arguments);
                 EXPECT_THAT(outcome, Exits(0));

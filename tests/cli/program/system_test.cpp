@@ -26,7 +26,7 @@ protected:
     {
         std::string line;
         for (const auto& [name, value] : environment()) {
-            line += name + "='" + value + "' ";
+            line.append(name).append("='").append(value).append("' ");
         }
         const int status = std::system((line + TESSIT_COMMAND + " --sim " + words).c_str());
         return WEXITSTATUS(status);
