@@ -27,7 +27,7 @@ struct Options
     }
 };
 
-void require_whole_pages(const Range& range, const MemoryTraits& flash)
+void require_within_flash(const Range& range, const MemoryTraits& flash)
 {
     if (!flash.range.contains(range)) {
         throw Failure{ExitCode::usage,
@@ -35,76 +35,68 @@ void require_whole_pages(const Range& range, const MemoryTraits& flash)
                                   format_range(flash.range)),
                       "`tessit erase --uicr` erases the UICR; nothing else can be erased."};
     }
-    const std::uint64_t page = flash.unit_bytes;
-    if (range.first % page != 0 || range.end() % page != 0) {
-        const Range first = flash.unit(flash.unit_of(range.first));
-        const Range last = flash.unit(flash.unit_of(range.end() - 1));
-        throw Failure{ExitCode::usage,
-                      fmt::format("the range {} does not consist of whole pages of {}; nothing was erased",
-                                  format_range(range), format_size(page)),
-                      fmt::format("The pages that it touches are --range {}.",
-                                  format_range({first.first, last.end() - first.first}))};
-    }
 }
 
 // Each page once, however many addresses within it were given.
-std::vector<Range> pages_to_erase(const Options& options, const MemoryTraits& flash)
+std::vector<Piece> pages_to_erase(const Options& options, const Memory& flash)
 {
-    std::set<std::uint32_t> pages;
+    std::set<std::size_t> pages;
     if (options.range) {
-        require_whole_pages(*options.range, flash);
-        for (std::uint64_t page = options.range->first; page < options.range->end(); page += flash.unit_bytes) {
-            pages.insert(static_cast<std::uint32_t>(page));
+        require_within_flash(*options.range, flash.traits);
+        require_whole_units(*options.range, flash.traits);
+        for (std::size_t i = flash.traits.unit_of(options.range->first); i < flash.traits.unit_of(options.range->end());
+             ++i) {
+            pages.insert(i);
         }
     }
     for (const std::uint32_t address : options.pages) {
-        const std::uint32_t page = address - address % flash.unit_bytes;
-        require_whole_pages({page, flash.unit_bytes}, flash);
-        pages.insert(page);
+        require_within_flash({address, 1}, flash.traits);
+        pages.insert(flash.traits.unit_of(address));
     }
-    std::vector<Range> ranges;
-    std::ranges::transform(pages, std::back_inserter(ranges), [&flash](std::uint32_t page) {
-        return Range{page, flash.unit_bytes};
+    std::vector<Piece> pieces;
+    std::ranges::transform(pages, std::back_inserter(pieces), [&flash](std::size_t page) {
+        return Piece{&flash, flash.traits.unit(page)};
     });
-    return ranges;
+    return pieces;
 }
 
 struct Outcome
 {
     std::string what;
-    std::vector<Range> ranges;
+    std::vector<Piece> pieces;
     EraseResult result;
 };
 
 Outcome erase_pages(const Device& chip, const Options& options, const Narration& narration)
 {
     const Memory& flash = chip.memories.front();
-    const std::vector<Range> pages = pages_to_erase(options, flash.traits);
-    const EraseResult result = erase_blocks(chip, flash, pages, true, narration);
-    return {fmt::format("{} page{} of {}", pages.size(), pages.size() == 1 ? "" : "s",
-                        format_size(flash.traits.unit_bytes)),
-            pages, result};
+    const std::vector<Piece> pages = pages_to_erase(options, flash);
+    const EraseResult result = erase_blocks(chip, pages, true, narration);
+    return {
+        fmt::format("{} of {}", format_count(pages.size(), flash.traits.units), format_size(flash.traits.unit_bytes)),
+        pages, result};
 }
 
 Outcome erase_uicr(const Device& chip, const Narration& narration)
 {
     const Memory& uicr = chip.memories.back();
-    return {"the UICR", {uicr.traits.range}, erase_blocks(chip, uicr, {uicr.traits.range}, true, narration)};
+    const std::vector<Piece> all{{&uicr, uicr.traits.range}};
+    return {"the UICR", all, erase_blocks(chip, all, true, narration)};
 }
 
 Outcome erase_chip(const Session& session, const Device& chip, bool mass, const Narration& narration)
 {
     const auto mass_erase = [&session] { session.check(TESSIT_masserase(), "erase the chip"); };
-    std::vector<Range> ranges;
-    std::ranges::transform(chip.memories, std::back_inserter(ranges),
-                           [](const Memory& memory) { return memory.traits.range; });
-    return {"the whole flash and the UICR", ranges,
+    std::vector<Piece> all;
+    std::ranges::transform(chip.memories, std::back_inserter(all), [](const Memory& memory) {
+        return Piece{&memory, memory.traits.range};
+    });
+    return {"the whole flash and the UICR", all,
             mass ? erase_everything(chip, mass_erase, narration) : erase_everything(chip, chip.erase_all, narration)};
 }
 
-Outcome erase_chosen(const Target& target, const Options& options, const Narration& narration)
+Outcome erase_chosen(const Target& target, const Device& chip, const Options& options, const Narration& narration)
 {
-    const Device chip = chip_device(target, narration);
     if (options.range || !options.pages.empty()) {
         return erase_pages(chip, options, narration);
     }
@@ -115,20 +107,17 @@ Report erase(const Target& target, const Options& options, const Console& consol
 {
     const Clock& clock = target.session().clock();
     const Clock::Duration start = clock.now();
-    const auto [what, ranges, result] = erase_chosen(target, options, {console, clock});
+    const Narration narration{console, clock};
+    const Device chip = chip_device(target, narration);
+    const auto [what, pieces, result] = erase_chosen(target, chip, options, narration);
     const auto elapsed = clock.now() - start;
     const std::uint32_t serial = target.session().serial();
-    Json erased = Json::list();
-    for (const Range& range : ranges) {
-        erased.push_back({{"address", range.first}, {"bytes", range.length}});
-    }
     return {fmt::format("Erased {} on probe {} in {}, and found blank ({}){}; the CPU is halted.\n", what, serial,
-                        format_seconds(elapsed),
-                        result.proof == BlankProof::read ? "all of it read" : "samples of every page",
+                        format_seconds(elapsed), describe_proof(result.proof, chip.memories.front().traits.units),
                         result.protection_was_lifted ? " after the block protection was lifted" : ""),
             {{"probe", serial},
              {"erased", what},
-             {"ranges", std::move(erased)},
+             {"ranges", to_json(pieces)},
              {"proof", name_of(result.proof)},
              {"protection_lifted", result.protection_was_lifted},
              {"seconds", std::chrono::duration<double>{elapsed}.count()}}};

@@ -73,83 +73,44 @@ Device device_of(const Invocation& invocation, const ExternalFlash& flash)
     return external_device(flash, invocation.settings.speed_khz);
 }
 
-Json to_json(const std::vector<Range>& ranges)
-{
-    Json list = Json::list();
-    for (const Range& range : ranges) {
-        list.push_back({{"address", range.first}, {"bytes", range.length}});
-    }
-    return list;
-}
-
-std::vector<Range> erased_ranges(const Plan& plan, const ExternalFlash& flash)
-{
-    if (plan.erases.everything) {
-        return {{0, flash.size()}};
-    }
-    std::vector<Range> ranges;
-    std::ranges::transform(plan.erases.blocks, std::back_inserter(ranges), &Erase::block);
-    return ranges;
-}
-
-std::string describe_erases(const Plan& plan, const std::vector<Range>& ranges)
+std::string describe_erases(const Plan& plan)
 {
     if (plan.erases.everything) {
         return "the whole flash erased";
     }
-    if (ranges.empty()) {
+    if (plan.erases.blocks.empty()) {
         return "nothing erased";
     }
-    std::uint64_t bytes = 0;
-    for (const Range& range : ranges) {
-        bytes += range.length;
-    }
-    return fmt::format("{} erased in {} block{}", format_size(bytes), ranges.size(), ranges.size() == 1 ? "" : "s");
+    return fmt::format("{} erased in {}", format_size(bytes_of(plan.erases.blocks)),
+                       format_count(plan.erases.blocks.size(), "blocks"));
 }
 
 Report summarize(const ExternalFlash& flash, const Plan& plan, const ProgramResult& result, Clock::Duration elapsed)
 {
-    const std::vector<Range> erased = erased_ranges(plan, flash);
+    const std::vector<Piece> whole{{.range = {0, flash.size()}}};
     std::string text =
         fmt::format("Wrote {} to the external flash: {}, {}, {} written, {}; {}.\n", format_size(plan.image_bytes),
-                    describe_changes(plan, "sectors"), describe_erases(plan, erased), format_size(result.written_bytes),
+                    describe_changes(plan, "sectors"), describe_erases(plan), format_size(result.written_bytes),
                     describe_verification(plan, result), format_seconds(elapsed));
     Json json{{"image_bytes", plan.image_bytes},
               {"sectors_touched", plan.touched_units},
               {"sectors_changed", plan.changed_units ? Json(*plan.changed_units) : Json()},
               {"sectors_written", plan.written_units},
-              {"erases", to_json(erased)},
+              {"erases", to_json(plan.erases.everything ? whole : plan.erases.blocks)},
               {"written_bytes", result.written_bytes},
               {"verified_bytes", result.verified_bytes},
               {"seconds", std::chrono::duration<double>{elapsed}.count()}};
     return {std::move(text), std::move(json)};
 }
 
-void require_whole_sectors(const Range& range, const MemoryTraits& traits)
-{
-    const std::uint64_t sector = traits.unit_bytes;
-    if (range.first % sector == 0 && range.length % sector == 0) {
-        return;
-    }
-    const std::uint64_t first = range.first / sector * sector;
-    const std::uint64_t end = (range.end() + sector - 1) / sector * sector;
-    throw Failure{ExitCode::usage,
-                  fmt::format("the range {} does not consist of whole sectors of {}; nothing was erased",
-                              format_range(range), format_size(sector)),
-                  fmt::format("The sectors that it touches are --range {}.",
-                              format_range({static_cast<std::uint32_t>(first), end - first}))};
-}
-
 // The fewest seconds for erasing the whole range.
-std::vector<Range> blocks_of(const Memory& memory, const Range& range)
+std::vector<Piece> blocks_of(const Memory& memory, const Range& range)
 {
     UnitMap map{&memory, std::vector<Unit>(memory.traits.unit_count(), Unit{.state = UnitState::kept})};
     const auto first = map.units.begin() + static_cast<std::ptrdiff_t>(memory.traits.unit_of(range.first));
     std::for_each(first, first + static_cast<std::ptrdiff_t>(range.length / memory.traits.unit_bytes),
                   [](Unit& unit) { unit.state = UnitState::unwritable; });
-    std::vector<Range> blocks;
-    std::ranges::transform(cheapest_block_erases(map).blocks, std::back_inserter(blocks), &Erase::block);
-    return blocks;
+    return cheapest_block_erases(map).blocks;
 }
 
 Report erase_range(const Invocation& invocation, const QspiOptions& options, const ExternalFlash& flash,
@@ -162,20 +123,17 @@ Report erase_range(const Invocation& invocation, const QspiOptions& options, con
     Range range{0, flash.size()};
     if (given) {
         range = *given;
-        require_whole_sectors(range, memory.traits);
         require_reachable(range, flash, "the range", "; nothing was erased");
-        result =
-            erase_blocks(device, memory, blocks_of(memory, range), options.verify, {invocation.console, flash.clock()});
+        require_whole_units(range, memory.traits);
+        result = erase_blocks(device, blocks_of(memory, range), options.verify, {invocation.console, flash.clock()});
     } else if (options.verify) {
         result = erase_everything(device, device.erase_all, {invocation.console, flash.clock()});
     } else {
         device.erase_all();
     }
-    const char* const proof = result.proof == BlankProof::none   ? "not looked at"
-                              : result.proof == BlankProof::read ? "all of it read"
-                                                                 : "samples of every sector";
     return {fmt::format("Erased {} of the external flash in {}{} ({}).\n", format_size(range.length),
-                        format_seconds(flash.clock().now() - start), options.verify ? ", and found blank" : "", proof),
+                        format_seconds(flash.clock().now() - start), options.verify ? ", and found blank" : "",
+                        describe_proof(result.proof, memory.traits.units)),
             {{"address", range.first},
              {"length", range.length},
              {"verified", options.verify},

@@ -28,7 +28,7 @@ Report summarize(const Target& target, bool was_protected, const EraseResult& er
         {"", "BEFORE", "NOW"},
         {"Protection", on_off(was_protected), on_off(is_protected)},
         {"Flash, UICR", was_protected ? "not readable" : "as they were",
-         erased.proof == BlankProof::read ? "blank (all of it read)" : "blank (samples of every page)"},
+         fmt::format("blank ({})", describe_proof(erased.proof, "pages"))},
         {"RAM power", "", fmt::format("{} of {} sections on", ram.count_on(), ram.sizes.size())},
         {"Reset reasons", "", "cleared"},
     };

@@ -31,6 +31,7 @@ MemoryTraits flash_traits(const FlashGeometry& geometry, std::uint32_t speed_khz
 {
     return {
         .name = "flash",
+        .units = "pages",
         .range = geometry.flash(),
         .unit_bytes = geometry.page_size,
         .write_bytes = 4,
@@ -47,6 +48,7 @@ MemoryTraits uicr_traits(std::uint32_t speed_khz)
 {
     return {
         .name = "UICR",
+        .units = "pages",
         .range = memory_map::uicr,
         .unit_bytes = static_cast<std::uint32_t>(memory_map::uicr.length),
         .write_bytes = 4,

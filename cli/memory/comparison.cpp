@@ -3,7 +3,6 @@
 #include "cli/terminal/progress.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace tessit::cli {
 namespace {
@@ -20,12 +19,6 @@ void note_differing(const Piece& part, std::span<const std::uint8_t> wanted, std
 }
 
 } // namespace
-
-std::uint64_t bytes_of(const std::vector<Piece>& pieces)
-{
-    return std::accumulate(pieces.begin(), pieces.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, const Piece& piece) { return sum + piece.range.length; });
-}
 
 Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Narration& narration)
 {

@@ -30,7 +30,4 @@ void for_each_part(const Range& range, Use use)
     }
 }
 
-/// Bytes of all pieces.
-std::uint64_t bytes_of(const std::vector<Piece>& pieces);
-
 } // namespace tessit::cli

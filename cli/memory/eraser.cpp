@@ -4,15 +4,15 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <numeric>
 
 namespace tessit::cli {
 namespace {
 
-double erase_seconds(const Memory& memory, const Range& block)
+double erase_seconds(const Piece& block)
 {
-    const auto size = std::ranges::find(memory.traits.blocks, block.length, &EraseBlock::bytes);
-    return size == memory.traits.blocks.end() ? 0 : size->seconds;
+    const std::vector<EraseBlock>& sizes = block.memory->traits.blocks;
+    const auto size = std::ranges::find(sizes, block.range.length, &EraseBlock::bytes);
+    return size == sizes.end() ? 0 : size->seconds;
 }
 
 } // namespace
@@ -36,30 +36,50 @@ EraseResult erase_everything(const Device& device, const std::function<void()>& 
     return result;
 }
 
-EraseResult erase_blocks(const Device& device, const Memory& memory, const std::vector<Range>& blocks, bool prove,
-                         const Narration& narration)
+EraseResult erase_blocks(const Device& device, const std::vector<Piece>& blocks, bool prove, const Narration& narration)
 {
     EraseResult result{prove ? BlankProof::read : BlankProof::none};
-    const std::uint64_t total =
-        std::accumulate(blocks.begin(), blocks.end(), std::uint64_t{0},
-                        [](std::uint64_t sum, const Range& block) { return sum + block.length; });
+    const std::uint64_t total = bytes_of(blocks);
     Progress progress{narration, "erase", total, "bytes"};
     ProvenErases erases{device};
     std::uint64_t erased = 0;
-    for (const Range& block : blocks) {
+    for (const Piece& block : blocks) {
         stop_if_interrupted(fmt::format("{} of {} are erased", format_size(erased), format_size(total)));
-        const BlankProof proof = prove ? cheapest_proof(memory, block, erase_seconds(memory, block)) : BlankProof::none;
+        const Memory& memory = *block.memory;
+        const BlankProof proof = prove ? cheapest_proof(memory, block.range, erase_seconds(block)) : BlankProof::none;
         result.proof = std::max(result.proof, proof);
         erases.run([&] {
-            memory.erase(block);
-            return find_not_blank(memory, block, proof, narration);
+            memory.erase(block.range);
+            return find_not_blank(memory, block.range, proof, narration);
         });
-        erased += block.length;
-        progress.advance(block.length);
+        erased += block.range.length;
+        progress.advance(block.range.length);
     }
     progress.finish();
     result.protection_was_lifted = erases.protection_was_lifted();
     return result;
+}
+
+std::string describe_proof(BlankProof proof, std::string_view units)
+{
+    switch (proof) {
+    case BlankProof::read:
+        return "all of it read";
+    case BlankProof::samples:
+        return fmt::format("samples of all {}", units);
+    case BlankProof::none:
+        break;
+    }
+    return "not looked at";
+}
+
+Json to_json(const std::vector<Piece>& pieces)
+{
+    Json list = Json::list();
+    for (const Piece& piece : pieces) {
+        list.push_back({{"address", piece.range.first}, {"bytes", piece.range.length}});
+    }
+    return list;
 }
 
 } // namespace tessit::cli

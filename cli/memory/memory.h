@@ -34,6 +34,7 @@ struct EraseBlock
 struct MemoryTraits
 {
     const char* name = "";          ///< "flash", as in "the flash byte at ..."
+    const char* units = "";         ///< what its units are called: "pages"
     Range range;                    ///< its addresses
     std::uint32_t unit_bytes = 0;   ///< the smallest part that can be erased
     std::uint32_t write_bytes = 0;  ///< what is written begins and ends at multiples of this
@@ -66,6 +67,22 @@ struct Memory
     /// One of the blocks.
     std::function<void(const Range& block)> erase;
 };
+
+/// A part of a memory.
+struct Piece
+{
+    const Memory* memory = nullptr;
+    Range range;
+
+    friend bool operator==(const Piece&, const Piece&) = default;
+};
+
+/// Bytes of all pieces.
+std::uint64_t bytes_of(std::span<const Piece> pieces);
+
+/// Throws a Failure with ExitCode::usage, which names the units that the range touches, unless it consists of whole
+/// ones. The range lies within the memory.
+void require_whole_units(const Range& range, const MemoryTraits& traits);
 
 /// Memories that one erase clears together: the chip's flash and UICR, or an external flash alone.
 struct Device

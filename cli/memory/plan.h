@@ -19,15 +19,6 @@ enum class EraseMode
     none,   ///< nothing: the image must be writable over what is there
 };
 
-/// A part of a memory.
-struct Piece
-{
-    const Memory* memory = nullptr;
-    Range range;
-
-    friend bool operator==(const Piece&, const Piece&) = default;
-};
-
 /// Refers to the device and to the image.
 struct Plan
 {

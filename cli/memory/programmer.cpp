@@ -47,17 +47,14 @@ private:
             progress.finish();
             return;
         }
-        std::uint64_t total = 0;
-        for (const Erase& each : plan_.erases.blocks) {
-            total += each.block.length;
-        }
-        Progress progress{narration_, "erase", total, "bytes"};
-        for (const Erase& each : plan_.erases.blocks) {
+        Progress progress{narration_, "erase", bytes_of(plan_.erases.blocks), "bytes"};
+        for (const Piece& block : plan_.erases.blocks) {
             stop_if_interrupted();
-            erase_and_look(
-                [&each] { each.memory->erase(each.block); },
-                [&each](const Piece& byte) { return byte.memory == each.memory && each.block.contains(byte.range); });
-            progress.advance(each.block.length);
+            erase_and_look([&block] { block.memory->erase(block.range); },
+                           [&block](const Piece& byte) {
+                               return byte.memory == block.memory && block.range.contains(byte.range);
+                           });
+            progress.advance(block.range.length);
         }
         progress.finish();
     }

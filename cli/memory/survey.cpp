@@ -202,18 +202,50 @@ void Survey::look_while_it_pays()
     guess(optional);
 
     Progress progress{narration_, "read", bytes_of(needed) + bytes_of(optional), "bytes"};
-    const auto look_at = [&](const Stretch& stretch) {
+    for (const Stretch& stretch : needed) {
         look(stretch);
         progress.advance(bytes_of({&stretch, 1}));
-    };
-    std::ranges::for_each(needed, look_at);
-    for (auto rest = std::span{optional}; !rest.empty(); rest = rest.subspan(1)) {
-        if (!pays_to_look(rest)) {
-            give_up(rest);
-            break;
-        }
-        look_at(rest.front());
     }
+    look_while_it_pays(optional, progress);
+    progress.finish();
+}
+
+void Survey::look_while_it_pays(std::span<const Stretch> stretches, Progress& progress)
+{
+    for (; !stretches.empty(); stretches = stretches.subspan(1)) {
+        std::vector<UnitMap> unseen = with_unseen(stretches);
+        if (seconds_at_best(maps_) + seconds_to_look(stretches) >= seconds_at_best(unseen)) {
+            given_up_.assign(stretches.begin(), stretches.end());
+            guesses_ = std::exchange(maps_, std::move(unseen));
+            return;
+        }
+        look(stretches.front());
+        progress.advance(bytes_of(stretches.first(1)));
+    }
+}
+
+std::vector<UnitMap> Survey::with_unseen(std::span<const Stretch> stretches) const
+{
+    std::vector<UnitMap> maps = maps_;
+    for (const Stretch& stretch : stretches) {
+        for (std::size_t i = stretch.first; i < stretch.end; ++i) {
+            assume(maps[stretch.map].units[i], UnitState::unwritable);
+        }
+    }
+    return maps;
+}
+
+// What it did not pay to look at, as long as an erase of everything was hoped for, may be worth it after all.
+void Survey::resume_looking()
+{
+    for (const Stretch& stretch : given_up_) {
+        for (std::size_t i = stretch.first; i < stretch.end; ++i) {
+            maps_[stretch.map].units[i] = guesses_[stretch.map].units[i];
+        }
+    }
+    const std::vector<Stretch> unseen = std::exchange(given_up_, {});
+    Progress progress{narration_, "read", bytes_of(unseen), "bytes"};
+    look_while_it_pays(unseen, progress);
     progress.finish();
 }
 
@@ -253,26 +285,6 @@ std::vector<std::uint8_t> Survey::sample(UnitMap& map, std::size_t index, std::s
     return found;
 }
 
-bool Survey::pays_to_look(std::span<const Stretch> rest) const
-{
-    std::vector<UnitMap> unseen = maps_;
-    for (const Stretch& stretch : rest) {
-        for (std::size_t i = stretch.first; i < stretch.end; ++i) {
-            assume(unseen[stretch.map].units[i], UnitState::unwritable);
-        }
-    }
-    return seconds_at_best(maps_) + seconds_to_look(rest) < seconds_at_best(unseen);
-}
-
-void Survey::give_up(std::span<const Stretch> rest)
-{
-    for (const Stretch& stretch : rest) {
-        for (std::size_t i = stretch.first; i < stretch.end; ++i) {
-            assume(maps_[stretch.map].units[i], UnitState::unwritable);
-        }
-    }
-}
-
 std::vector<Survey::Stretch> Survey::elsewhere() const
 {
     return stretches([](const MemoryTraits&, const Unit& unit) { return unit.state == UnitState::unknown; });
@@ -283,7 +295,9 @@ bool Survey::is_blank(std::span<const Stretch> stretches)
 {
     std::size_t number = 0;
     for (const Stretch& stretch : stretches) {
-        if (!is_erased(sample(maps_[stretch.map], stretch.first, number++))) {
+        UnitMap& map = maps_[stretch.map];
+        if (!is_erased(sample(map, stretch.first, number++))) {
+            map.units[stretch.first].state = UnitState::kept;
             return false;
         }
     }
@@ -308,7 +322,13 @@ EraseChoice Survey::choose_erases()
     const EraseChoice hoped = cheapest_erases(with_unknown_free(maps_), device_.erase_all_seconds);
     const std::vector<Stretch> unknown = elsewhere();
     const bool may_pay = hoped.everything && hoped.seconds + seconds_to_look(unknown) < choice.seconds;
-    return may_pay && is_blank(unknown) ? cheapest_erases(maps_, device_.erase_all_seconds) : choice;
+    if (!may_pay) {
+        return choice;
+    }
+    if (!is_blank(unknown)) {
+        resume_looking();
+    }
+    return cheapest_erases(maps_, device_.erase_all_seconds);
 }
 
 void Survey::look_at_nothing()

@@ -4,7 +4,7 @@
 #include "cli/memory/contents.h"
 #include "cli/memory/memory.h"
 #include "cli/memory/unit_map.h"
-#include "cli/terminal/narration.h"
+#include "cli/terminal/progress.h"
 
 #include <cstdint>
 #include <span>
@@ -62,8 +62,9 @@ private:
     std::vector<std::uint8_t> sample(UnitMap& map, std::size_t index, std::size_t number);
     void look(const Stretch& stretch);
     void look_at_unit(UnitMap& map, std::size_t index, std::span<const std::uint8_t> found);
-    bool pays_to_look(std::span<const Stretch> rest) const;
-    void give_up(std::span<const Stretch> rest);
+    void look_while_it_pays(std::span<const Stretch> stretches, Progress& progress);
+    void resume_looking();
+    std::vector<UnitMap> with_unseen(std::span<const Stretch> stretches) const;
 
     std::vector<Stretch> elsewhere() const;
     bool is_blank(std::span<const Stretch> stretches);
@@ -74,7 +75,9 @@ private:
     Contents contents_;
     std::vector<UnitMap> maps_;
     std::vector<Range> differences_;
-    std::vector<StuckByte> stuck_; ///< the first of each unit
+    std::vector<StuckByte> stuck_;  ///< the first of each unit
+    std::vector<Stretch> given_up_; ///< what it did not pay to look at
+    std::vector<UnitMap> guesses_;  ///< the maps before that was taken for unwritable
 };
 
 } // namespace tessit::cli

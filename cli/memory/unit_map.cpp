@@ -108,8 +108,8 @@ bool EraseChoice::is_possible() const
 
 bool EraseChoice::covers(const Memory& memory, const Range& unit) const
 {
-    return everything || std::ranges::any_of(blocks, [&](const Erase& erase) {
-               return erase.memory == &memory && erase.block.contains(unit);
+    return everything || std::ranges::any_of(blocks, [&](const Piece& block) {
+               return block.memory == &memory && block.range.contains(unit);
            });
 }
 

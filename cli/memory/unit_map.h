@@ -40,19 +40,11 @@ struct UnitMap
     std::vector<Unit> units;
 };
 
-struct Erase
-{
-    const Memory* memory = nullptr;
-    Range block;
-
-    friend bool operator==(const Erase&, const Erase&) = default;
-};
-
 struct EraseChoice
 {
     double seconds = 0; ///< with the writes that follow and their verification; infinite where it cannot be done
     bool everything = false;
-    std::vector<Erase> blocks; ///< unless everything is erased
+    std::vector<Piece> blocks; ///< unless everything is erased
 
     bool is_possible() const;
     bool covers(const Memory& memory, const Range& unit) const;

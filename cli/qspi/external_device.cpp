@@ -61,6 +61,7 @@ Device external_device(const ExternalFlash& flash, std::uint32_t speed_khz)
         .traits =
             {
                 .name = "external flash",
+                .units = "sectors",
                 .range = flash.reachable(),
                 .unit_bytes = erase_lengths.back().block.bytes,
                 .write_bytes = page_bytes,

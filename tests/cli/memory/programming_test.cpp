@@ -158,6 +158,7 @@ TEST_F(ProgrammingTest, TakesTheCheapestWayFromWhatIsThere)
         {"all changed", flash_bytes, flash_bytes, 0, 1, 0, 8 * kib},
         {"half, the rest blank", flash_bytes / 2, flash_bytes / 2, 0, 1, 0, flash_bytes / 2 + 8 * kib},
         {"half, the rest used", flash_bytes, flash_bytes / 2, 0, 0, 64, flash_bytes},
+        {"much changed, the rest used", flash_bytes, flash_bytes * 3 / 4, flash_bytes / 4, 0, 64, flash_bytes},
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
@@ -242,12 +243,12 @@ TEST_F(ProgrammingTest, WhatHadNoEffectIsDoneAgainAfterTheProtectionIsLifted)
         program(image(0, old_bytes == 0 ? 3 * unit_bytes : old_bytes));
         EXPECT_TRUE(result.protection_was_lifted);
     }
+    const std::vector<Piece> page_5{{&device.memories[0], device.memories[0].traits.unit(5)}};
     for (const bool by_page : {true, false}) {
         hold(image(0, flash_bytes));
         protected_units = {5, 6};
-        const EraseResult erased =
-            by_page ? erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, narration)
-                    : erase_everything(device, device.erase_all, narration);
+        const EraseResult erased = by_page ? erase_blocks(device, page_5, true, narration)
+                                           : erase_everything(device, device.erase_all, narration);
         EXPECT_TRUE(erased.protection_was_lifted);
         EXPECT_THAT(page(5), Each(0xFF));
     }
@@ -255,7 +256,7 @@ TEST_F(ProgrammingTest, WhatHadNoEffectIsDoneAgainAfterTheProtectionIsLifted)
     hold(image(0, flash_bytes));
     protected_units = {5};
     EXPECT_THROW(erase_everything(device, device.erase_all, narration), Failure);
-    EXPECT_THROW(erase_blocks(device, device.memories[0], {{5 * unit_bytes, unit_bytes}}, true, narration), Failure);
+    EXPECT_THROW(erase_blocks(device, page_5, true, narration), Failure);
 }
 
 TEST(CheapestErases, AreTheBlocksWithTheLeastTime)
@@ -292,9 +293,7 @@ TEST(CheapestErases, AreTheBlocksWithTheLeastTime)
         std::ranges::transform(flash, std::back_inserter(map.units),
                                [&](char c) { return Unit{.state = state_of(c)}; });
         std::vector<Range> blocks;
-        for (const Erase& erase : cheapest_erases({&map, 1}, .300).blocks) {
-            blocks.push_back(erase.block);
-        }
+        std::ranges::transform(cheapest_erases({&map, 1}, .300).blocks, std::back_inserter(blocks), &Piece::range);
         EXPECT_EQ(blocks, each.blocks) << each.flash;
     }
     UnitMap all{nullptr, std::vector<Unit>(32, Unit{.state = UnitState::unwritable})};

@@ -1,0 +1,29 @@
+#include "cli/memory/memory.h"
+
+#include "cli/failure.h"
+
+#include <fmt/format.h>
+#include <numeric>
+
+namespace tessit::cli {
+
+std::uint64_t bytes_of(std::span<const Piece> pieces)
+{
+    return std::accumulate(pieces.begin(), pieces.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const Piece& piece) { return sum + piece.range.length; });
+}
+
+void require_whole_units(const Range& range, const MemoryTraits& traits)
+{
+    const Range first = traits.unit(traits.unit_of(range.first));
+    const Range last = traits.unit(traits.unit_of(range.end() - 1));
+    const Range touched{first.first, last.end() - first.first};
+    if (range != touched) {
+        throw Failure{ExitCode::usage,
+                      fmt::format("the range {} does not consist of whole {} of {}; nothing was erased",
+                                  format_range(range), traits.units, format_size(traits.unit_bytes)),
+                      fmt::format("The {} that it touches are --range {}.", traits.units, format_range(touched))};
+    }
+}
+
+} // namespace tessit::cli
