@@ -49,7 +49,8 @@ Report access(const Target& target, const Options& options, bool is_ap)
     if (is_ap) {
         json["ap"] = options.ap_index;
     }
-    return {fmt::format("{}  {:#010x}\n", name, value), std::move(json)};
+    return {fmt::format("{}  {:#010x}{}\n", name, value, options.writes ? " written, not read back" : ""),
+            std::move(json)};
 }
 
 void add_operands(const Verb& verb, const std::shared_ptr<Options>& options, bool is_ap)
@@ -60,12 +61,14 @@ void add_operands(const Verb& verb, const std::shared_ptr<Options>& options, boo
                 [options](const std::string& text) {
                     options->ap_index = parse_byte(text, "index of the access port");
                 },
-                "Access port, 0 to 255; 1 is the control access port")
+                "Access port, 0 to 255; 1 is the control access port; one that is not there reads as zero")
             .required();
     }
     verb.parsed(
             "ADDR", "", [options](const std::string& text) { options->address = parse_register(text); },
-            "Register address, a multiple of 4 up to 0xfc")
+            is_ap ? "Register address, a multiple of 4 up to 0xfc"
+                  : "Register address with its bank in bits 7:4: 0 identification (written: ABORT), 4 CTRL/STAT, "
+                    "8 SELECT (only written), 0xc RDBUFF (only read)")
         .required();
 }
 
@@ -75,7 +78,7 @@ Command add_port(const Verb& root, const char* name, const char* help, bool is_a
     const auto options = std::make_shared<Options>();
     verb.require_verb();
     const Verb read = verb.verb("read", "Read a register");
-    const Verb write = verb.verb("write", "Write a register");
+    const Verb write = verb.verb("write", "Write a register; what it takes of the value is not checked");
     add_operands(read, options, is_ap);
     add_operands(write, options, is_ap);
     write

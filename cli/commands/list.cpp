@@ -1,4 +1,5 @@
 #include "cli/commands/command.h"
+#include "cli/session/probe_choice.h"
 #include "cli/session/session.h"
 
 #include <fmt/format.h>
@@ -16,7 +17,7 @@ ExitCode run(const Invocation& invocation)
     }
     invocation.console.show(text, {{"probes", serials}});
     if (serials.empty()) {
-        invocation.console.note("No probe is attached.");
+        invocation.console.report_line(no_probe_attached(invocation.settings));
     }
     return session.close(serials.empty() ? ExitCode::no_probe : ExitCode::done, invocation.console);
 }

@@ -12,18 +12,18 @@ bool is_protected(const Session& session)
     return status != NONE;
 }
 
-Report report_protected(const Session& session, const char* text)
+Report report_protected(const Session& session, bool was_protected)
 {
-    return {fmt::format("{} `{}` is the only way back; it erases everything.\n", text,
-                        session.command_line("recover --yes")),
-            {{"probe", session.serial()}, {"is_protected", true}}};
+    return {fmt::format("The chip is readback-protected {}. `{}` is the only way back; it erases everything.\n",
+                        was_protected ? "already" : "now", session.command_line("recover --yes")),
+            {{"probe", session.serial()}, {"is_protected", true}, {"was_protected", was_protected}}};
 }
 
 Report protect(const Target& target, const Console& console)
 {
     const Session& session = target.session();
     if (is_protected(session)) {
-        return report_protected(session, "The chip is readback-protected already.");
+        return report_protected(session, true);
     }
     console.confirm(fmt::format("This locks the chip on probe {} against all debugging; unlocking it will erase "
                                 "everything in it.",
@@ -33,7 +33,7 @@ Report protect(const Target& target, const Console& console)
         throw Failure{ExitCode::failure, "the protection was set, but the chip does not report it",
                       "Power the board off and on; `tessit info` shows whether it is protected then."};
     }
-    return report_protected(session, "The chip is readback-protected now.");
+    return report_protected(session, false);
 }
 
 ExitCode run(const Invocation& invocation)
@@ -45,7 +45,9 @@ ExitCode run(const Invocation& invocation)
 
 Command add_protect(const Verb& root)
 {
-    return {root.verb("protect", "Turn readback protection on"), &run};
+    return {root.verb("protect",
+                      "Turn readback protection on; only `tessit recover`, which erases everything, turns it off"),
+            &run};
 }
 
 } // namespace tessit::cli

@@ -22,15 +22,18 @@ Report describe(const RamSections& ram)
     Json sections = Json::list();
     std::string bar;
     std::uint32_t address = memory_map::ram_start;
+    std::uint32_t powered_bytes = 0;
     for (std::size_t i = 0; i < ram.sizes.size(); ++i) {
         const bool is_on = ram.power[i] == RAM_SECTION_ON;
         rows.push_back({std::to_string(i), format_range({address, ram.sizes[i]}), format_size(ram.sizes[i]),
                         is_on ? "on" : "off"});
         sections.push_back({{"section", i}, {"address", address}, {"bytes", ram.sizes[i]}, {"on", is_on}});
         bar += is_on ? '#' : '.';
+        powered_bytes += is_on ? ram.sizes[i] : 0;
         address += ram.sizes[i];
     }
-    return {format_table(rows) + fmt::format("[{}]  {} of {} sections on, {}\n", bar, ram.count_on(), ram.sizes.size(),
+    return {format_table(rows) + fmt::format("[{}]  {} of {} sections on, {} of {}\n", bar, ram.count_on(),
+                                             ram.sizes.size(), format_size(powered_bytes),
                                              format_size(ram.total_bytes())),
             {{"sections", std::move(sections)}}};
 }
@@ -72,7 +75,7 @@ Command add_ram(const Verb& root)
     const Verb off = verb.verb("off", "Power one section off; its content is lost");
     off.parsed(
            "N", "", [options](const std::string& text) { options->section = parse_u32(text, "number of the section"); },
-           "Number of the section")
+           "Number of the section, as `tessit ram` shows it")
         .required();
     return {verb, [options, on, off](const Invocation& invocation) {
                 options->on = on.is_chosen();

@@ -58,7 +58,7 @@ std::string format_registers(const std::vector<Item>& items, const std::vector<s
     return format_table(rows);
 }
 
-Report access(const Target& target, const std::vector<Item>& items)
+Report access(const Target& target, const std::vector<Item>& items, const Console& console)
 {
     RunStateKeeper run_state{target};
     const bool writes = std::ranges::any_of(items, [](const Item& item) { return item.value.has_value(); });
@@ -74,6 +74,10 @@ Report access(const Target& target, const std::vector<Item>& items)
     for (const Item& item : items) {
         values.push_back(read_register(target, item.which));
         json[item.name()] = values.back();
+        if (item.value && *item.value != values.back()) {
+            console.note(fmt::format("{} did not take all of {:#010x}: it holds {:#010x}.", item.name(), *item.value,
+                                     values.back()));
+        }
     }
     run_state.restore();
     return {format_registers(items, values) + (writes ? "The CPU is halted.\n" : ""), std::move(json)};
@@ -86,16 +90,18 @@ ExitCode run(const Invocation& invocation, const std::vector<std::string>& texts
     if (items.empty()) {
         items = all_registers();
     }
-    return run_on_probe(invocation, [&](const Target& target) { return access(target, items); });
+    return run_on_probe(invocation, [&](const Target& target) { return access(target, items, invocation.console); });
 }
 
 } // namespace
 
 Command add_reg(const Verb& root)
 {
-    const Verb verb = root.verb("reg", "Show CPU registers, or set them");
+    const Verb verb = root.verb("reg", "Show CPU registers, or set them, which leaves the CPU halted");
     const auto texts = std::make_shared<std::vector<std::string>>();
-    verb.text_list("REGISTER", "", *texts, "NAME to show, NAME=VALUE to set; none shows all");
+    verb.text_list(
+        "REGISTER", "", *texts,
+        fmt::format("NAME to show, NAME=VALUE to set; none shows all. Names: {}", fmt::join(register_names, ", ")));
     return {verb, [texts](const Invocation& invocation) { return run(invocation, *texts); }};
 }
 

@@ -44,10 +44,19 @@ std::string describe_start(const Target& target, std::optional<CpuState> state)
     if (!state) {
         return "The chip was reset; what its CPU does cannot be seen.\n";
     }
-    if (state == CpuState::halted || state == CpuState::locked_up) {
-        return fmt::format("The chip was reset; the CPU is {}.\n", describe_stop(target, *state).text);
+    if (state != CpuState::halted && state != CpuState::locked_up) {
+        return "The chip was reset and runs.\n";
     }
-    return "The chip was reset and runs.\n";
+    try {
+        return fmt::format("The chip was reset; the CPU is {}.\n", describe_stop(target, *state).text);
+    } catch (const Failure& failure) {
+        if (failure.code() != ExitCode::no_target) {
+            throw;
+        }
+        // A chip that takes no connection can be reset all the same.
+        return fmt::format("The chip was reset; the CPU is {}, and where is not known: {}.\n", cpu_state_name(*state),
+                           failure.what());
+    }
 }
 
 Report reset(const Target& target, const Options& options)
@@ -55,7 +64,7 @@ Report reset(const Target& target, const Options& options)
     reset_chip(target, options.kind);
     const std::uint32_t serial = target.session().serial();
     if (options.halt) {
-        target.halt();
+        target.session().check(TESSIT_halt(), "halt the CPU after the reset");
         return {"The chip was reset; the CPU is halted.\n", {{"probe", serial}, {"halted", true}, {"cpu", "halted"}}};
     }
     if (options.kind == Kind::system) {

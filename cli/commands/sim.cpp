@@ -28,15 +28,19 @@ std::string describe_state(const BenchProbe& probe)
     return probe.problem.empty() ? "free" : "unusable";
 }
 
+bool has_chip(const BenchProbe& probe)
+{
+    return probe.description.chip_version[0] != '\0';
+}
+
 std::vector<std::string> describe_row(const BenchProbe& bench_probe)
 {
     const jlinksim_probe_t& probe = bench_probe.description;
-    const bool has_chip = probe.chip_version[0] != '\0';
     std::vector<std::string> row{
         std::to_string(probe.serial_number), describe_state(bench_probe),
         fmt::format("{}.{:03} V", probe.supply_millivolts / 1000, probe.supply_millivolts % 1000),
-        has_chip ? probe.chip_version : "no chip"};
-    if (!has_chip || !bench_probe.problem.empty()) {
+        has_chip(bench_probe) ? probe.chip_version : "no chip"};
+    if (!has_chip(bench_probe) || !bench_probe.problem.empty()) {
         return row;
     }
     row.insert(row.end(), {probe.chip_protected != 0 ? "on" : "off", format_size(probe.flash_bytes),
@@ -97,13 +101,30 @@ ExitCode init(const Console& console, const std::string& file)
     return ExitCode::done;
 }
 
+// Of the bench, plugged or not. All chips are those that there are; a probe that is named must have one.
 std::vector<std::uint32_t> chosen_serials(const Settings& settings, const Bench& bench, bool all)
 {
-    std::vector<std::uint32_t> serials;
+    std::vector<std::uint32_t> probes;
+    std::vector<std::uint32_t> with_chip;
     for (const BenchProbe& probe : bench.probes()) {
-        serials.push_back(probe.description.serial_number);
+        probes.push_back(probe.description.serial_number);
+        if (has_chip(probe)) {
+            with_chip.push_back(probes.back());
+        }
     }
-    return all ? serials : choose_probes(settings, serials);
+    if (with_chip.empty()) {
+        throw Failure{ExitCode::no_target, "there is no chip on the bench", show_hint};
+    }
+    if (all || settings.all_probes) {
+        return with_chip;
+    }
+    std::vector<std::uint32_t> chosen = choose_probes(settings, probes);
+    for (const std::uint32_t serial : chosen) {
+        if (std::ranges::find(with_chip, serial) == with_chip.end()) {
+            throw Failure{ExitCode::no_target, fmt::format("there is no chip on probe {}", serial), show_hint};
+        }
+    }
+    return chosen;
 }
 
 ExitCode change(const Invocation& invocation, const Options& options, bool resets)
@@ -137,9 +158,9 @@ Command add_sim(const Verb& root)
     init_verb.text("FILE", "", options->file, "Bench file to write; must not exist").required();
     const Verb reset_verb =
         verb.verb("factory-reset", "Give a chip back what the bench file says: flash, UICR, FICR, RAM");
-    const Verb power_verb = verb.verb("power-cycle", "Switch a chip's supply off and on");
+    const Verb power_verb = verb.verb("power-cycle", "Switch a chip's supply off and on: flash, UICR and FICR stay");
     for (const Verb& change_verb : {reset_verb, power_verb}) {
-        change_verb.flag("--all", options->all, "All chips of the bench");
+        change_verb.flag("--all", options->all, "All chips of the bench").excludes(root.option("--probe"));
     }
     return {verb, [=](const Invocation& invocation) {
                 if (show_verb.is_chosen()) {

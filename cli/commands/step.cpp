@@ -1,3 +1,4 @@
+#include "cli/chip/cpu_state.h"
 #include "cli/commands/cpu_view.h"
 #include "cli/commands/on_probes.h"
 
@@ -12,6 +13,9 @@ Report step(const Target& target, std::uint32_t count, const Console& console)
     if (!target.is_halted()) {
         target.halt();
         console.note("The CPU was running and has been halted.");
+    }
+    if (is_at_lock_up(target)) {
+        throw stopped_cpu(target, CpuState::halted, "there is nothing to execute");
     }
     Registers before = read_registers(target);
     std::string text = describe_location(target, before).text + "\n";

@@ -147,7 +147,9 @@ void add_global_options(const Verb& root, Settings& settings)
         },
         "Probe to use: its serial number or a unique ending of it; may be repeated for program, verify, erase and "
         "info");
-    root.flag("--all-probes", settings.all_probes, "Use every attached probe, one after the other").excludes(probe);
+    root.flag("--all-probes", settings.all_probes,
+              "Use every attached probe, one after the other; for the same commands")
+        .excludes(probe);
     root.number("-s,--speed", "KHZ", settings.speed_khz, slowest_khz, fastest_khz,
                 "SWD speed, 125 to 50000; default 4000");
     const Option jlink =

@@ -1,7 +1,5 @@
 #include "cli/session/probe_choice.h"
 
-#include "cli/failure.h"
-
 #include <algorithm>
 #include <fmt/format.h>
 #include <string>
@@ -28,7 +26,8 @@ std::uint32_t choose_one(const std::string& ending, const std::vector<std::uint3
 {
     const std::vector<std::uint32_t> matches = matching(ending, attached);
     if (matches.empty()) {
-        throw Failure{ExitCode::no_probe, fmt::format("no attached probe has the serial number {}", ending),
+        throw Failure{ExitCode::no_probe,
+                      fmt::format("no attached probe has the serial number {}, or one that ends so", ending),
                       fmt::format("Attached: {}.", fmt::join(attached, ", "))};
     }
     if (matches.size() > 1) {
@@ -41,11 +40,18 @@ std::uint32_t choose_one(const std::string& ending, const std::vector<std::uint3
 
 } // namespace
 
+Failure no_probe_attached(const Settings& settings)
+{
+    return {ExitCode::no_probe, "no probe is attached",
+            settings.simulated
+                ? "`tessit sim show` shows the bench: a probe of its file is attached unless plugged = false."
+                : "Plug a J-Link probe in; on Linux check the udev rules of the J-Link software."};
+}
+
 std::vector<std::uint32_t> choose_probes(const Settings& settings, const std::vector<std::uint32_t>& attached)
 {
     if (attached.empty()) {
-        throw Failure{ExitCode::no_probe, "no probe is attached",
-                      "Plug a J-Link probe in; on Linux check the udev rules of the J-Link software."};
+        throw no_probe_attached(settings);
     }
     if (settings.all_probes) {
         return attached;

@@ -37,7 +37,8 @@ constexpr std::array results{
                "Install the J-Link software, or name its library with --jlink PATH."},
     ResultText{ERR_JLINK_CALL_FAILED, "ERR_JLINK_CALL_FAILED", ExitCode::failure,
                "the J-Link library reported an error",
-               "Check the probe's cable and that no other program uses the probe, then run the command again."},
+               "Check the probe's cable, the wires to the chip, and that no other program uses the probe; then run the "
+               "command again."},
     ResultText{ERR_JLINK_TOO_OLD, "ERR_JLINK_TOO_OLD", ExitCode::failure, "the J-Link library is older than 5.02",
                "Update the J-Link software."},
     ResultText{ERR_UNEXPECTED_CHIP_VERSION, "ERR_UNEXPECTED_CHIP_VERSION", ExitCode::failure,

@@ -78,7 +78,7 @@ void Session::check(result_code_t result, std::string_view what, std::string_vie
         throw Failure{ExitCode::no_probe,
                       fmt::format("cannot {}: the connection to probe {} was lost{}", what, serial_,
                                   said.empty() ? "" : ": " + said),
-                      "Check the probe's USB cable; `tessit list` shows the attached probes."};
+                      with_flags("Check the probe's USB cable; `tessit list` shows the attached probes.")};
     }
     const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
     throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint, !said.empty())};
@@ -102,7 +102,17 @@ std::string Session::hint_for(result_code_t result, std::string_view jlink_hint,
     if (result == ERR_BAD_ARGUMENT && has_reason) { // the narration would tell no more
         return "Correct the value; the command's --help tells what it may be.";
     }
-    return result_text(result).hint;
+    return with_flags(result_text(result).hint);
+}
+
+// A command that is named in a hint is to look at the same bench.
+std::string Session::with_flags(std::string hint) const
+{
+    constexpr std::string_view command = "`tessit";
+    if (const std::size_t at = hint.find(command); at != std::string::npos) {
+        hint.insert(at + command.size(), settings_.library_flags);
+    }
+    return hint;
 }
 
 std::string Session::command_line(std::string_view words) const

@@ -54,6 +54,7 @@ public:
 
 private:
     bool has_lost_probe() const;
+    std::string with_flags(std::string hint) const;
     std::string hint_for(result_code_t result, std::string_view jlink_hint, bool has_reason) const;
 
     const Settings& settings_;

@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char* bench_hint =
     "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench is used.";
-constexpr const char* show_hint = "`tessit sim show` shows the bench, its probes and their chips.";
 
 } // namespace
 

@@ -17,6 +17,8 @@ struct BenchProbe
     std::string problem; ///< why nothing is known of what the chip holds; empty when it is known
 };
 
+inline constexpr const char* show_hint = "`tessit sim show` shows the bench, its probes and their chips.";
+
 /// What to do about a chip's state that cannot be used.
 std::string state_hint(std::uint32_t serial);
 
