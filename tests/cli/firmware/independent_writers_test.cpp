@@ -34,25 +34,20 @@ protected:
     std::vector<std::uint8_t> bytes_;
 };
 
-TEST_F(IndependentWriters, ObjcopyWritesIntelHexAndSRecord)
-{
-    for (const std::uint32_t address : {0U, 0xFFF3U, 0x20000U, 0x10001000U}) {
-        const std::string base = "objcopy -I binary --change-addresses " + std::to_string(address);
-        run(base + " -O ihex a.bin a.hex");
-        run(base + " -O srec a.bin a.srec");
-        EXPECT_THAT(read("a.hex").segments(), ElementsAre(Segment{address, bytes_}));
-        EXPECT_THAT(read("a.srec").segments(), ElementsAre(Segment{address, bytes_}));
-    }
-}
-
 TEST_F(IndependentWriters, SrecCatWritesEveryAddressWidthAndLineLength)
 {
-    const char* const formats[] = {
-        "-intel",    "-intel -address-length=3",    "-intel -line-length=44",
-        "-motorola", "-motorola -address-length=3", "-motorola -address-length=4 -line-length=250"};
-    for (const char* const format : formats) {
-        run(std::string{"srec_cat a.bin -binary -offset 0x3FFF1 -o out "} + format);
-        EXPECT_THAT(read("out").segments(), ElementsAre(Segment{0x3FFF1, bytes_})) << format;
+    const std::pair<std::uint32_t, const char*> cases[] = {
+        {0, "-intel"},
+        {0x10001000, "-intel -address-length=4"},
+        {0x3FFF1, "-intel -address-length=3"},
+        {0x3FFF1, "-intel -line-length=44"},
+        {0x1FFF3, "-motorola"},
+        {0x3FFF1, "-motorola -address-length=3"},
+        {0x3FFF1, "-motorola -address-length=4 -line-length=250"},
+    };
+    for (const auto& [address, format] : cases) {
+        run("srec_cat a.bin -binary -offset " + std::to_string(address) + " -o out " + format);
+        EXPECT_THAT(read("out").segments(), ElementsAre(Segment{address, bytes_})) << format;
     }
 }
 

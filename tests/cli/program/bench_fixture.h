@@ -19,11 +19,20 @@ protected:
     ~BenchTest() override;
 
     void set_bench(std::string_view toml);
+    /// The probe 600000011 alone, with this chip and what else is to stand in its table.
+    void set_chip(const std::string& version, const std::string& lines = "");
+
+    static Arguments join(Arguments first, const Arguments& second)
+    {
+        first.insert(first.end(), second.begin(), second.end());
+        return first;
+    }
 
     /// `tessit --sim ARGUMENTS`.
     Outcome tessit(const Arguments& arguments, const Environment& extra = {},
                    const std::string& input = no_input) const;
-    nlohmann::json tessit_json(const Arguments& arguments) const;
+    /// Of a command that ends with this exit code.
+    nlohmann::json tessit_json(const Arguments& arguments, int exit_code = 0) const;
     Environment environment(const Environment& extra = {}) const;
 
     /// A raw binary of this length whose content depends on the seed; returns its path.
@@ -38,6 +47,8 @@ protected:
     /// What the simulation recorded so far, which is then expected no more.
     std::string take_records() const;
 
+    /// What the CPU does, as another process sees it.
+    std::string cpu() const;
     /// Memory as another process reads it, two digits a byte.
     std::string memory(const std::string& range) const;
 

@@ -1,32 +1,17 @@
 #include "tests/cli/program/command_runner.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace tessit::cli {
 namespace {
-
-struct Pipe
-{
-    int read_end;
-    int write_end;
-};
-
-Pipe make_small_pipe()
-{
-    constexpr int smallest = 4096;
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0 || fcntl(ends[1], F_SETPIPE_SZ, smallest) < 0) {
-        throw std::runtime_error{"cannot make a pipe"};
-    }
-    return {ends[0], ends[1]};
-}
 
 [[noreturn]] void become_command(const Arguments& arguments, const Environment& environment, const std::string& input,
                                  int output, int errors)
@@ -47,29 +32,22 @@ Pipe make_small_pipe()
     _exit(127);
 }
 
-std::size_t count_of(const std::string& text, std::string_view part)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
-        ++count;
-    }
-    return count;
-}
-
 } // namespace
 
 RunningCommand::RunningCommand(const Arguments& arguments, const Environment& environment, const std::string& input)
+    : output_{memfd_create("output", MFD_CLOEXEC)}
 {
-    const Pipe output = make_small_pipe();
-    const Pipe errors = make_small_pipe();
+    constexpr int smallest = 4096;
+    std::array<int, 2> errors{};
+    if (output_ < 0 || pipe2(errors.data(), O_CLOEXEC) != 0 || fcntl(errors[1], F_SETPIPE_SZ, smallest) < 0) {
+        throw std::runtime_error{"cannot make the streams of a command"};
+    }
     process_ = fork();
     if (process_ == 0) {
-        become_command(arguments, environment, input, output.write_end, errors.write_end);
+        become_command(arguments, environment, input, output_, errors[1]);
     }
-    close(output.write_end);
-    close(errors.write_end);
-    output_ = output.read_end;
-    errors_ = errors.read_end;
+    close(errors[1]);
+    errors_ = errors[0];
 }
 
 RunningCommand::~RunningCommand()
@@ -80,23 +58,22 @@ RunningCommand::~RunningCommand()
     }
 }
 
-bool RunningCommand::read_some(int& descriptor, std::string& text)
+bool RunningCommand::read_some(int descriptor, std::string& text)
 {
-    std::array<char, 512> buffer{};
+    std::array<char, 4096> buffer{};
     const ssize_t count = read(descriptor, buffer.data(), buffer.size());
-    if (count <= 0) {
-        close(descriptor);
-        descriptor = -1;
-        return false;
-    }
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-    return true;
+    text.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return count > 0;
 }
 
 bool RunningCommand::wait_for(std::string_view text, int count)
 {
-    while (count_of(outcome_.errors, text) < static_cast<std::size_t>(count)) {
-        if (!read_some(errors_, outcome_.errors)) {
+    std::size_t seen = 0; // up to here
+    while (count > 0) {
+        if (const std::size_t at = outcome_.errors.find(text, seen); at != std::string::npos) {
+            seen = at + text.size();
+            --count;
+        } else if (!read_some(errors_, outcome_.errors)) {
             return false;
         }
     }
@@ -110,19 +87,16 @@ void RunningCommand::signal(int number) const
 
 Outcome RunningCommand::finish()
 {
-    while (output_ >= 0 || errors_ >= 0) {
-        std::array<pollfd, 2> streams{pollfd{output_, POLLIN, 0}, pollfd{errors_, POLLIN, 0}};
-        poll(streams.data(), streams.size(), -1);
-        if (streams[0].revents != 0) {
-            read_some(output_, outcome_.output);
-        }
-        if (streams[1].revents != 0) {
-            read_some(errors_, outcome_.errors);
-        }
+    while (read_some(errors_, outcome_.errors)) {
     }
     int status = 0;
     waitpid(process_, &status, 0);
     process_ = -1;
+    lseek(output_, 0, SEEK_SET);
+    while (read_some(output_, outcome_.output)) {
+    }
+    close(output_);
+    close(errors_);
     outcome_.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return outcome_;
 }

@@ -27,7 +27,7 @@ struct Outcome
     }
 };
 
-/// A running command, whose two streams are read only when the test asks for it: behind a small pipe it comes to a
+/// A running command, whose standard error is read only when the test asks for it: behind a small pipe it comes to a
 /// standstill, so that it can be caught in the middle of its work.
 class RunningCommand
 {
@@ -41,14 +41,14 @@ public:
     /// Reads standard error until the text has come `count` times; false when the stream ends before.
     bool wait_for(std::string_view text, int count = 1);
     void signal(int number) const;
-    /// Reads both streams to their ends.
+    /// Waits for its end.
     Outcome finish();
 
 private:
-    bool read_some(int& descriptor, std::string& text);
+    static bool read_some(int descriptor, std::string& text);
 
     pid_t process_ = -1;
-    int output_ = -1;
+    int output_; ///< a file in memory
     int errors_ = -1;
     Outcome outcome_;
 };

@@ -19,10 +19,15 @@ protected:
 
     void SetUp() override { ASSERT_THAT(tessit({"program", old_ + "@0", far_ + "@0x7F000"}), Exits(0)); }
 
-    // A command in the middle of erasing: its narration is no longer read, so it cannot go on.
-    void stop_in_the_middle(RunningCommand& command) const { ASSERT_TRUE(command.wait_for("Birch_erase_page", 10)); }
-
-    Arguments narrated_program() const { return {"--sim", "-v", "program", new_ + "@0"}; }
+    // Caught while it erases: its narration is no longer read, so it cannot go on.
+    Outcome stopped_in_the_middle_by(int signal) const
+    {
+        RunningCommand command{{"--sim", "-v", "program", new_ + "@0"}, environment()};
+        EXPECT_TRUE(command.wait_for("Birch_erase_page", 10));
+        EXPECT_THAT(tessit({"info"}), FailsWith(1, "in use by another program"));
+        command.signal(signal);
+        return command.finish();
+    }
 
     static constexpr std::size_t length = std::size_t{40} * 4096;
     std::string old_;
@@ -30,47 +35,25 @@ protected:
     std::string new_;
 };
 
-TEST_F(InterruptionTest, AKilledProgramLeavesTheProbeFreeAndTheChipAsFarAsItWas)
+TEST_F(InterruptionTest, AProgramThatIsCutShortLeavesTheProbeFreeAndTheChipAsFarAsItWas)
 {
-    {
-        RunningCommand command{narrated_program(), environment()};
-        stop_in_the_middle(command);
-        command.signal(SIGKILL);
-        EXPECT_EQ(command.finish().exit_code, 128 + SIGKILL);
-    }
+    EXPECT_THAT(stopped_in_the_middle_by(SIGKILL), Exits(128 + SIGKILL));
     EXPECT_EQ(memory("0+4"), "ffffffff");       // the first page was erased
     EXPECT_NE(memory("0x27000+4"), "ffffffff"); // the last one was not
-    EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
-    EXPECT_THAT(tessit({"verify", new_ + "@0"}), Exits(0));
-}
-
-TEST_F(InterruptionTest, ASecondCommandIsToldThatTheProbeIsInUse)
-{
-    RunningCommand command{narrated_program(), environment()};
-    stop_in_the_middle(command);
-    EXPECT_THAT(tessit({"info"}), FailsWith(1, "use"));
-    EXPECT_EQ(command.finish().exit_code, 0);
-}
-
-TEST_F(InterruptionTest, CtrlCEndsAtTheNextSafePointAndClosesTheSession)
-{
-    RunningCommand command{narrated_program(), environment()};
-    stop_in_the_middle(command);
-    command.signal(SIGINT);
-    const Outcome outcome = command.finish();
+    const Outcome outcome = stopped_in_the_middle_by(SIGINT);
     EXPECT_THAT(outcome, FailsWith(130, "partly written"));
     EXPECT_THAT(outcome.errors, HasSubstr("Birch_close_dll"));
     EXPECT_NE(memory("0x27000+4"), "ffffffff");
     EXPECT_THAT(tessit({"program", new_ + "@0"}), Exits(0));
+    EXPECT_THAT(tessit({"verify", new_ + "@0"}), Exits(0));
 }
 
 TEST_F(InterruptionTest, CtrlCKeepsTheResultsOfTheBoardsThatAreDone)
 {
-    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n"
-              "[[probe]]\nserial = 2\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
-    ASSERT_THAT(tessit({"--all-probes", "program", old_ + "@0", far_ + "@0x7F000"}), Exits(0));
+    set_bench(content("bench.toml") + "[[probe]]\nserial = 600000012\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
+    ASSERT_THAT(tessit({"--probe", "12", "program", old_ + "@0", far_ + "@0x7F000"}), Exits(0));
     RunningCommand command{{"--sim", "-v", "--json", "--all-probes", "program", new_ + "@0"}, environment()};
-    ASSERT_TRUE(command.wait_for("Probe 2"));
+    ASSERT_TRUE(command.wait_for("Probe 600000012"));
     ASSERT_TRUE(command.wait_for("Birch_erase_page", 5));
     command.signal(SIGINT);
     const Outcome outcome = command.finish();

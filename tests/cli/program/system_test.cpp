@@ -15,27 +15,18 @@ using testing::HasSubstr;
 class SystemTest : public BenchTest
 {
 protected:
-    std::string fifo(const char* name) const
-    {
-        EXPECT_EQ(mkfifo(path(name).c_str(), 0600), 0);
-        return path(name);
-    }
-
     // The command under a shell, for what it does to the streams; gives the exit code.
     int shell(const std::string& words) const
     {
-        std::string line;
-        for (const auto& [name, value] : environment()) {
-            line.append(name).append("='").append(value).append("' ");
-        }
-        const int status = std::system((line + TESSIT_COMMAND + " --sim " + words).c_str());
-        return WEXITSTATUS(status);
+        const std::string bench = "JLINKARM_SIM_BENCH=" + path("bench.toml") + " ";
+        return WEXITSTATUS(std::system((bench + TESSIT_COMMAND + " --sim " + words).c_str()));
     }
 };
 
 TEST_F(SystemTest, ASignalEndsACommandThatWaitsForAFile)
 {
-    const std::string pipe = fifo("pipe.bin");
+    const std::string pipe = path("pipe.bin");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const Arguments& arguments :
          {Arguments{"--sim", "program", pipe + "@0"}, Arguments{"--sim", "write", "0x20000000", "--file", pipe},
           Arguments{"--sim", "list", "--log", pipe}, Arguments{"list", "--jlink", pipe}}) {
@@ -62,6 +53,7 @@ TEST_F(SystemTest, NoFileTakesThePlaceOfAStreamThatWasClosed)
     EXPECT_EQ(shell("list >&- 2>" + path("errors")), 1);
     EXPECT_THAT(content("errors"), HasSubstr("cannot write to standard output"));
     EXPECT_EQ(shell("recover <&- 2>" + path("errors")), 2);
+    EXPECT_EQ(shell("list > /dev/full 2>" + path("errors")), 1);
 }
 
 TEST_F(SystemTest, AnOutputFileReplacesNothingButItself)

@@ -1,7 +1,6 @@
 // `qspi`: images into the external flash of a simulated board and back out of it.
 #include "tests/cli/program/bench_fixture.h"
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 
@@ -22,20 +21,13 @@ protected:
         EXPECT_THAT(tessit({"qspi", "example", board()}), Exits(0));
     }
 
-    void set_flash(const std::string& lines, const std::string& version = "BIRCH_M2_VA_REV1")
-    {
-        set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"" + version +
-                  "\"\n[probe.chip.external_flash]\n" + lines + "\n");
-    }
+    void set_flash(const std::string& lines) { set_chip("BIRCH_M2_VA_REV1", "[probe.chip.external_flash]\n" + lines); }
+
+    static constexpr std::size_t flash_bytes = 1048576;
 
     std::string board() const { return path("board.toml"); }
 
-    Arguments on_board(const Arguments& arguments) const
-    {
-        Arguments all{"qspi", "--qspi-config", board()};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return all;
-    }
+    Arguments on_board(const Arguments& arguments) const { return join({"qspi", "--qspi-config", board()}, arguments); }
     Outcome qspi(const Arguments& arguments) const { return tessit(on_board(arguments)); }
     nlohmann::json qspi_json(const Arguments& arguments) const { return tessit_json(on_board(arguments)); }
 
@@ -49,39 +41,30 @@ protected:
 
 TEST_F(QspiTest, AnImageOfTheWholeFlashIsReadBackByAnotherProcess)
 {
-    set_flash("size = 8388608");
-    const std::string image = binary("image.bin", 8388608);
+    const std::string image = binary("image.bin", flash_bytes);
     const auto written = qspi_json({"write", image + "@0", "--read-mode", "4", "--write-mode", "3", "--divider", "1"});
-    EXPECT_EQ(written["verified_bytes"], 8388608);
+    EXPECT_EQ(written["verified_bytes"], flash_bytes);
     EXPECT_EQ(written["erases"].size(), 1U) << "reading all of it would take longer";
     EXPECT_TRUE(whole_flash() == content("image.bin"));
     const auto again = qspi_json({"write", image + "@0"});
     EXPECT_EQ(again["sectors_changed"], 0);
     EXPECT_EQ(again["written_bytes"], 0);
-}
-
-TEST_F(QspiTest, NeighboursOfUnalignedWritesStay)
-{
-    ASSERT_THAT(qspi({"write", binary("before.bin", 1048576) + "@0"}), Exits(0));
-    std::string expected = content("before.bin");
-    std::size_t address = 0x1FFFD;
-    for (const std::size_t length : {1U, 2U, 3U, 5U, 4097U}) {
-        const std::string name = "patch" + std::to_string(length);
-        const std::string patch = binary(name + ".bin", length, static_cast<std::uint32_t>(length));
+    // Around what is written, and in the same sectors, everything stays.
+    std::string expected = content("image.bin");
+    for (const auto& [address, length] : {std::pair{0x1FFFDU, 5U}, {0x40003U, 4097U}, {0x80001U, 2U}}) {
+        const std::string patch = binary("patch.bin", length, length);
         ASSERT_THAT(qspi({"write", patch + "@" + std::to_string(address)}), Exits(0));
-        expected.replace(address, length, content(name + ".bin"));
-        address += 0x10003;
+        expected.replace(address, length, content("patch.bin"));
     }
     EXPECT_TRUE(whole_flash() == expected);
 }
 
 TEST_F(QspiTest, ErasesAreTheLargestThatFitAndWholeSectorsOnly)
 {
-    ASSERT_THAT(qspi({"write", binary("before.bin", 1048576) + "@0"}), Exits(0));
+    ASSERT_THAT(qspi({"write", binary("before.bin", flash_bytes) + "@0"}), Exits(0));
     const auto written = qspi_json({"write", binary("image.bin", 0x1A000, 2) + "@0xF000"});
-    const auto erases = written["erases"].dump();
-    EXPECT_EQ(erases, R"([{"address":61440,"bytes":4096},{"address":65536,"bytes":65536},)"
-                      R"({"address":131072,"bytes":32768},{"address":163840,"bytes":4096}])");
+    EXPECT_EQ(written["erases"].dump(), R"([{"address":61440,"bytes":4096},{"address":65536,"bytes":65536},)"
+                                        R"({"address":131072,"bytes":32768},{"address":163840,"bytes":4096}])");
     ASSERT_THAT(qspi({"erase", "--range", "0x8000-0x21000"}), Exits(0));
     std::string expected = content("before.bin");
     expected.replace(0xF000, 0x1A000, content("image.bin"));
@@ -151,27 +134,20 @@ TEST_F(QspiTest, RetainedRamIsAsItWasAndTheFirmwareGoesOn)
     const std::string image = binary("image.bin", 10000) + "@0";
     EXPECT_THAT(qspi({"write", image, "--retain-ram"}), Exits(0));
     EXPECT_EQ(memory("0x20000000+4") + memory("0x20001000+4"), "1111111122222222");
-    EXPECT_EQ(tessit_json({"info"})["cpu"], "running");
+    EXPECT_EQ(cpu(), "running");
     EXPECT_THAT(qspi({"verify", image}), AllOf(Exits(0), testing::Field(&Outcome::errors, HasSubstr("CPU is halted"))));
-    EXPECT_EQ(tessit_json({"info"})["cpu"], "halted");
+    EXPECT_EQ(cpu(), "halted");
     EXPECT_NE(memory("0x20000000+4"), "11111111");
 }
 
-TEST_F(QspiTest, FlashesThatCannotWorkAreClearErrorsInTime)
+TEST_F(QspiTest, FlashesThatCannotWorkAreClearErrors)
 {
-    using Clock = std::chrono::steady_clock;
     const std::string image = file("a.bin", "abcd") + "@0";
-    const Arguments write{"write", image, "--ready-timeout", "1"};
-
     set_flash("size = 1048576\nmissing = true");
-    EXPECT_THAT(qspi(write), FailsWith(1, "no external flash answers (its identification reads ff ff ff)"));
+    EXPECT_THAT(qspi({"write", image}), FailsWith(1, "no external flash answers (its identification reads ff ff ff)"));
 
     set_flash("size = 1048576\nfaults = [\"never_ready\"]\nwip_bit = 3");
-    const auto start = Clock::now();
-    Arguments with_bit = write;
-    with_bit.insert(with_bit.end(), {"--wip-bit", "3"});
-    EXPECT_THAT(qspi(with_bit), FailsWith(1, "still busy after 1 s"));
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds{10});
+    EXPECT_THAT(qspi({"write", image, "--ready-timeout", "1", "--wip-bit", "3"}), FailsWith(1, "still busy after 1 s"));
 
     set_flash("size = 1048576");
     ASSERT_THAT(qspi({"write", image}), Exits(0));
@@ -185,31 +161,20 @@ TEST_F(QspiTest, FlashesThatCannotWorkAreClearErrorsInTime)
     EXPECT_THAT(qspi({"verify", image}), Exits(0)) << "nothing was changed";
 }
 
-TEST_F(QspiTest, AKilledOrInterruptedWriteLeavesWhatWasWritten)
+TEST_F(QspiTest, AnInterruptedWriteLeavesWhatWasWritten)
 {
-    for (const int number : {SIGKILL, SIGINT}) {
-        SCOPED_TRACE(number);
-        ASSERT_THAT(qspi({"erase", "--all"}), Exits(0));
-        const std::string image = binary("image.bin", 1048576) + "@0";
-        Arguments narrated{"--sim", "-v"};
-        const Arguments write = on_board({"write", image, "--erase", "none"});
-        narrated.insert(narrated.end(), write.begin(), write.end());
-        RunningCommand command{narrated, environment()};
-        ASSERT_TRUE(command.wait_for("Birch_qspi_write\n", 2)); // nobody reads on, so it cannot go on for long
-        command.signal(number);
-        const Outcome outcome = command.finish();
-        if (number == SIGKILL) {
-            EXPECT_EQ(outcome.exit_code, 128 + SIGKILL);
-        } else {
-            EXPECT_THAT(outcome, FailsWith(130, "partly written"));
-            EXPECT_THAT(outcome.errors, HasSubstr("Birch_qspi_uninit"));
-        }
-        const std::string found = whole_flash();
-        EXPECT_TRUE(found.substr(0, 65536) == content("image.bin").substr(0, 65536));
-        EXPECT_EQ(found.find_first_not_of('\xFF', 917504), std::string::npos);
-        EXPECT_THAT(qspi({"write", image}), Exits(0));
-        EXPECT_TRUE(whole_flash() == content("image.bin"));
-    }
+    const std::string image = binary("image.bin", flash_bytes) + "@0";
+    RunningCommand command{on_board({"write", image, "--erase", "none", "--sim", "-v"}), environment()};
+    ASSERT_TRUE(command.wait_for("Birch_qspi_write\n", 2)); // nobody reads on, so it cannot go on for long
+    command.signal(SIGINT);
+    const Outcome outcome = command.finish();
+    EXPECT_THAT(outcome, FailsWith(130, "partly written"));
+    EXPECT_THAT(outcome.errors, HasSubstr("Birch_qspi_uninit"));
+    const std::string found = whole_flash();
+    EXPECT_TRUE(found.substr(0, 65536) == content("image.bin").substr(0, 65536));
+    EXPECT_EQ(found.find_first_not_of('\xFF', 917504), std::string::npos);
+    EXPECT_THAT(qspi({"write", image}), Exits(0));
+    EXPECT_TRUE(whole_flash() == content("image.bin"));
 }
 
 TEST_F(QspiTest, ChipsAndCommandLinesThatCannotWorkAreRefused)
@@ -217,7 +182,7 @@ TEST_F(QspiTest, ChipsAndCommandLinesThatCannotWorkAreRefused)
     EXPECT_THAT(tessit({"qspi", "info"}), FailsWith(2, "csn, clk, dio0, dio1, dio2, dio3 are missing"));
     EXPECT_THAT(qspi({"info", "--dio1", "P0.19"}), FailsWith(2, "clk and dio1 are both on pin P0.19"));
     EXPECT_THAT(tessit({"qspi", "example", board()}), FailsWith(1, "exists already"));
-    set_bench("[[probe]]\nserial = 600000011\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
+    set_chip("BIRCH_M1_VA_REV2");
     EXPECT_THAT(qspi({"info"}), FailsWith(2, "this chip version does not support it"));
 }
 

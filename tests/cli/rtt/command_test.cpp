@@ -52,16 +52,13 @@ std::string upper(std::string text)
 class RttTest : public BenchTest
 {
 protected:
+    void SetUp() override { program_example("rtt_echo.bin"); }
+
     void program(const std::string& path) const { ASSERT_THAT(tessit({"program", path + "@0"}), Exits(0)); }
     void program_example(const std::string& name) const { program(std::string{FIRMWARE_FOLDER "/"} + name); }
 
     // At the fastest speed that the probe has, so that the tests do not wait for the wire.
-    static Arguments rtt(const Arguments& arguments)
-    {
-        Arguments all{"--speed", "50000", "rtt"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return all;
-    }
+    static Arguments rtt(const Arguments& arguments) { return join({"--speed", "50000", "rtt"}, arguments); }
     Outcome talk(const Arguments& arguments, const Environment& extra = {}) const
     {
         return tessit(rtt(arguments), extra);
@@ -75,7 +72,6 @@ protected:
 
 TEST_F(RttTest, ListsTheChannels)
 {
-    program_example("rtt_echo.bin");
     const Outcome outcome = talk({"--reset", "--list"});
     EXPECT_THAT(outcome, Exits(0));
     EXPECT_THAT(outcome.output,
@@ -86,97 +82,58 @@ TEST_F(RttTest, ListsTheChannels)
     EXPECT_EQ(channels[2], nlohmann::json({{"direction", "down"}, {"channel", 0}, {"name", "echo"}, {"size", 256}}));
 }
 
-TEST_F(RttTest, StreamsBytesAsTheFirmwareSentThem)
+TEST_F(RttTest, ReturnsAPipedFileToTheLastByte)
 {
-    program_example("rtt_echo.bin");
-    // 1 MiB, or 8 MiB: up to the word 0x040404 or 0x202020.
-    const char last = is_long_run() ? 0x20 : 0x04;
-    const std::size_t size = is_long_run() ? 8 << 20 : 1 << 20;
-    const Outcome outcome = talk({"--reset", "--raw", "--channel", "1", "--no-input", "--until", three(last)});
-    EXPECT_THAT(outcome.exit_code, 0) << outcome.errors;
-    EXPECT_GE(outcome.output.size(), size);
-    EXPECT_TRUE(is_counter_stream(outcome.output));
+    for (const auto& [firmware, size] : {std::pair{"rtt_echo.bin", 1 << 18}, {"rtt_echo_tiny.bin", 1 << 13}}) {
+        program_example(firmware);
+        binary("random", static_cast<std::size_t>(is_long_run() ? 1 << 20 : size));
+        const std::string sent = content("random") + "THE END";
+        const Outcome outcome = talk_with_input(sent, {"--reset", "--raw", "--until", "THE END"});
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
+        EXPECT_EQ(outcome.output.size(), std::string_view{banner}.size() + sent.size());
+        EXPECT_TRUE(outcome.output == banner + upper(sent)) << firmware;
+    }
 }
-
-struct Echo
-{
-    const char* name;
-    const char* firmware;
-    std::size_t size;
-    std::size_t long_size;
-};
-
-void PrintTo(const Echo& echo, std::ostream* out)
-{
-    *out << echo.firmware;
-}
-
-class RttEchoTest : public RttTest, public testing::WithParamInterface<Echo>
-{
-};
-
-TEST_P(RttEchoTest, ReturnsAPipedFileToTheLastByte)
-{
-    program_example(GetParam().firmware);
-    binary("random", is_long_run() ? GetParam().long_size : GetParam().size);
-    const std::string sent = content("random");
-    const Outcome outcome = talk_with_input(sent, {"--reset", "--raw"});
-    EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
-    EXPECT_EQ(outcome.output.size(), std::string_view{banner}.size() + sent.size());
-    EXPECT_TRUE(outcome.output == banner + upper(sent));
-}
-
-INSTANTIATE_TEST_SUITE_P(Rtt, RttEchoTest,
-                         testing::Values(Echo{"usual_rings", "rtt_echo.bin", 1 << 20, 1 << 20},
-                                         Echo{"rings_of_16", "rtt_echo_tiny.bin", 1 << 14, 1 << 20}),
-                         [](const auto& info) { return std::string{info.param.name}; });
 
 TEST_F(RttTest, ATextOrTheTimeEndsIt)
 {
-    program_example("rtt_echo.bin");
-    struct Case
-    {
-        Arguments arguments;
-        int exit_code;
-        const char* error; // a part of it
-    };
-    for (const Case& end : std::vector<Case>{
-             {{"--reset", "--until", "is ready", "--timeout", "60"}, 0, ""},
-             {{"--reset", "--until", "is ready", "--no-input"}, 0, ""},
-             {{"--reset", "--until", "never", "--timeout", "0.2"}, 1, "'never' did not come within 0.2 s"},
-             {{"--reset", "--timeout", "0.2"}, 0, ""},
-             {{"--reset"}, 0, ""}, // the input has ended, and nothing more comes
+    for (const Arguments& end : std::vector<Arguments>{
+             {"--reset", "--until", "is ready", "--timeout", "60"},
+             {"--reset", "--until", "is ready", "--no-input"},
+             {"--reset", "--timeout", "0.02"},
          }) {
-        SCOPED_TRACE(testing::PrintToString(end.arguments));
-        const Outcome outcome = talk(end.arguments);
-        EXPECT_EQ(outcome.exit_code, end.exit_code);
+        const Outcome outcome = talk(end);
+        EXPECT_THAT(outcome, Exits(0)) << testing::PrintToString(end);
         EXPECT_EQ(outcome.output, banner);
-        EXPECT_THAT(outcome.errors, HasSubstr(end.error));
     }
+    const Outcome late = talk({"--reset", "--until", "never", "--timeout", "0.02"});
+    EXPECT_THAT(late, FailsWith(1, "'never' did not come within 0.02 s"));
+    EXPECT_EQ(late.output, banner);
     // A text that comes in the answer to the input, and only then.
     EXPECT_THAT(talk_with_input("hello\n", {"--reset", "--until", "HELLO"}), Exits(0));
+    // The input has ended, and nothing more comes.
+    EXPECT_EQ(talk_with_input("hello\n", {"--reset"}).output, std::string{banner} + "HELLO\n");
 }
 
 TEST_F(RttTest, ShowsLinesWithTimeAndChannelAndKeepsThem)
 {
-    program_example("rtt_echo.bin");
     const std::string log = path("session.log");
-    const Outcome timed = talk_with_input("one\ntwo\n", {"--reset", "--timestamps", "--log", log});
+    const Outcome timed = talk_with_input("one\ntwo\n", {"--reset", "--timestamps", "--log", log, "--until", "TWO\n"});
     const std::string time = "\\[[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]\\] ";
     EXPECT_THAT(timed.output, MatchesRegex(time + "rtt_echo is ready\n" + time + "ONE\n" + time + "TWO\n"));
     EXPECT_EQ(content("session.log"), timed.output);
     const Outcome several = talk({"--reset", "-c", "0", "-c", "1", "--until", "ready", "--no-input"});
-    EXPECT_THAT(several.output, HasSubstr("log: rtt_echo is ready\n"));
-    EXPECT_THAT(several.output, HasSubstr("counter: "));
+    EXPECT_THAT(several.output, AllOf(HasSubstr("log: rtt_echo is ready\n"), HasSubstr("counter: ")));
     EXPECT_THAT(talk({"--log", path("no/such/folder")}), FailsWith(1, "cannot write the log"));
 }
 
-TEST_F(RttTest, AResetShowsTheFirmwareFromItsBeginAndNothingOfBefore)
+TEST_F(RttTest, StreamsBytesAsTheFirmwareSentThemAndAfterAResetFromItsBegin)
 {
-    program_example("rtt_echo.bin");
-    for (int again = 0; again < 2; ++again) {
-        const Outcome stream = talk({"--reset", "--raw", "-c", "1", "--no-input", "--until", three(1)});
-        EXPECT_THAT(stream.exit_code, 0) << stream.errors;
+    // 256 KiB, and then as much again, or 8 MiB: up to the word 0x010101, or 0x202020.
+    for (const char last : {'\x01', is_long_run() ? '\x20' : '\x01'}) {
+        const Outcome stream = talk({"--reset", "--raw", "-c", "1", "--no-input", "--until", three(last)});
+        EXPECT_EQ(stream.exit_code, 0) << stream.errors;
+        EXPECT_GE(stream.output.size(), std::size_t{1} << 18);
         EXPECT_TRUE(is_counter_stream(stream.output));
     }
     // Without a reset it goes on where it was.
@@ -186,7 +143,7 @@ TEST_F(RttTest, AResetShowsTheFirmwareFromItsBeginAndNothingOfBefore)
 TEST_F(RttTest, GoesOnWhenTheFirmwareResetsItself)
 {
     program(RTT_TEST_FOLDER "/restart.bin");
-    const Outcome outcome = talk_with_input("abcR", {"--reset"});
+    const Outcome outcome = talk_with_input("abcR", {"--reset", "--timeout", "0.1"});
     EXPECT_THAT(outcome, Exits(0));
     EXPECT_THAT(outcome.output, MatchesRegex("start [0-9]\nabcreset\nstart [0-9]\n"));
     EXPECT_NE(outcome.output[6], *(outcome.output.end() - 2)) << "two starts";
@@ -216,7 +173,6 @@ TEST_F(RttTest, ACrashEndsItWithItsCause)
 
 TEST_F(RttTest, ItsTimeIsTheChips)
 {
-    program_example("rtt_echo.bin");
     ASSERT_THAT(talk({"--reset", "--timeout", "0"}), Exits(0));
     const auto trace = [this](const char* name) {
         EXPECT_THAT(talk({"--reset", "--timeout", "0.05"}, {{"JLINKARM_SIM_TRACE", path(name)}}), Exits(0));
@@ -227,7 +183,6 @@ TEST_F(RttTest, ItsTimeIsTheChips)
 
 TEST_F(RttTest, GoesOnWhenTheConnectionToTheChipComesBack)
 {
-    program_example("rtt_echo.bin");
     const Outcome outcome =
         talk({"--reset", "--raw", "-c", "1", "--no-input", "--until", three(1)}, faults("JLINKARM_IsConnected#30=0+3"));
     EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
@@ -239,28 +194,20 @@ TEST_F(RttTest, GoesOnWhenTheConnectionToTheChipComesBack)
 
 TEST_F(RttTest, FailuresAreClear)
 {
-    program_example("rtt_echo.bin");
     ASSERT_THAT(tessit({"reset"}), Exits(0));
-    struct Case
-    {
-        const char* faults;
-        int exit_code;
-        const char* error;
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"JLINK_RTTERMINAL_Read#5@unplug", 3, "the connection to probe 600000011 was lost"},
+        {"JLINK_RTTERMINAL_Read#5=-1+0", 1, "cannot read RTT channel 1: "},
+        {"JLINK_RTTERMINAL_Control#1=-1", 1, "cannot start RTT: "},
+        {"JLINK_RTTERMINAL_Control#2=-5", 1, "cannot look for the RTT control block: "},
+        {"JLINKARM_ExecCommand#9!Wrong ranges.", 1, "Wrong ranges"},
     };
-    for (const Case& failing : {
-             Case{"JLINK_RTTERMINAL_Read#5@unplug", 3, "the connection to probe 600000011 was lost"},
-             Case{"JLINK_RTTERMINAL_Read#5=-1+0", 1, "cannot read RTT channel 1: "},
-             Case{"JLINK_RTTERMINAL_Read#5=-1+0", 1, "RTTERMINAL_Read returned error -1"},
-             Case{"JLINK_RTTERMINAL_Control#1=-1", 1, "cannot start RTT: "},
-             Case{"JLINK_RTTERMINAL_Control#2=-5", 1, "cannot look for the RTT control block: "},
-             Case{"JLINKARM_ExecCommand#9!Wrong ranges.", 1, "Wrong ranges"},
-         }) {
-        EXPECT_THAT(talk({"--raw", "-c", "1", "--no-input"}, faults(failing.faults)),
-                    FailsWith(failing.exit_code, failing.error))
-            << failing.faults;
+    for (const auto& [order, exit_code, error] : cases) {
+        EXPECT_THAT(talk({"--raw", "-c", "1", "--no-input"}, faults(order)), FailsWith(exit_code, error)) << order;
     }
-    EXPECT_THAT(talk({"-c", "2"}), FailsWith(1, "no up channel 2"));
-    EXPECT_THAT(talk({"-c", "2"}).errors, HasSubstr("0 'log', 1 'counter'"));
+    const Outcome absent = talk({"-c", "2"});
+    EXPECT_THAT(absent, FailsWith(1, "no up channel 2"));
+    EXPECT_THAT(absent.errors, HasSubstr("0 'log', 1 'counter'"));
     EXPECT_THAT(talk({"--down", "1"}), FailsWith(1, "no down channel 1"));
 }
 
@@ -271,23 +218,20 @@ TEST_F(RttTest, FirmwareWithoutRttIsNotWaitedForInVain)
     EXPECT_THAT(talk({"--list", "--address", "0x20000100", "--timeout", "0.1"}), FailsWith(1, "no RTT control block"));
     // It halts, and so will never make a control block.
     program_example("breakpoint.bin");
-    for (const Arguments& waiting : std::vector<Arguments>{{"--reset"}, {"--reset", "--timeout", "0.1"}}) {
-        const Outcome outcome = talk(waiting);
-        EXPECT_THAT(outcome, FailsWith(1, "the CPU is halted at 0x000000a2: it is at a breakpoint instruction (BKPT)"));
-        EXPECT_THAT(outcome.errors, Not(HasSubstr("rtt --reset")));
-    }
+    const Outcome outcome = talk({"--reset"});
+    EXPECT_THAT(outcome, FailsWith(1, "the CPU is halted at 0x000000a2: it is at a breakpoint instruction (BKPT)"));
+    EXPECT_THAT(outcome.errors, Not(HasSubstr("rtt --reset")));
     ASSERT_THAT(tessit({"erase", "--all"}), Exits(0));
     EXPECT_THAT(talk({"--reset"}), FailsWith(1, "the flash is empty"));
     EXPECT_THAT(talk({}), FailsWith(1, "the CPU is halted at 0xfffffffe: the flash is empty"));
     ASSERT_THAT(tessit({"reset"}), Exits(0));
     EXPECT_THAT(talk({}), FailsWith(1, "the CPU is locked up at 0xfffffffe: the flash is empty"));
-    set_bench("[[probe]]\nserial = 600000012\n[probe.chip]\nversion = \"BIRCH_M3_VA_REV1\"\nprotected = true\n");
+    ASSERT_THAT(tessit({"protect", "--yes"}), Exits(0));
     EXPECT_THAT(talk({"--list"}), FailsWith(5, "protected"));
 }
 
 TEST_F(RttTest, LetsAHaltedCpuRunUnlessToldOtherwise)
 {
-    program_example("rtt_echo.bin");
     ASSERT_THAT(tessit({"reset", "--halt"}), Exits(0));
     EXPECT_THAT(talk({"--no-go", "--timeout", "0.5"}), FailsWith(1, "no RTT control block"));
     const Outcome outcome = talk({"--until", "ready", "--no-input"});
@@ -298,13 +242,10 @@ TEST_F(RttTest, LetsAHaltedCpuRunUnlessToldOtherwise)
 
 TEST_F(RttTest, CtrlCEndsIt)
 {
-    program_example("rtt_echo.bin");
-    const Outcome outcome = [this] {
-        RunningCommand command{{"--sim", "--speed", "50000", "-v", "rtt", "--reset", "--no-input"}, environment()};
-        EXPECT_TRUE(command.wait_for("Birch_rtt_read\n", 5));
-        command.signal(SIGINT);
-        return command.finish();
-    }();
+    RunningCommand command{{"--sim", "--speed", "50000", "-v", "rtt", "--reset", "--no-input"}, environment()};
+    EXPECT_TRUE(command.wait_for("Birch_rtt_read\n", 5));
+    command.signal(SIGINT);
+    const Outcome outcome = command.finish();
     EXPECT_EQ(outcome.exit_code, 130);
     EXPECT_THAT(outcome.output, StartsWith(banner));
     EXPECT_THAT(outcome.errors,
@@ -313,17 +254,18 @@ TEST_F(RttTest, CtrlCEndsIt)
 
 TEST_F(RttTest, RefusesWhatMakesNoSense)
 {
-    for (const Arguments& wrong : std::vector<Arguments>{{"--raw", "--timestamps"},
-                                                         {"--raw", "-c", "0", "-c", "1"},
-                                                         {"--list", "--until", "x"},
-                                                         {"--until", ""},
-                                                         {"--reset", "--no-go"},
-                                                         {"--no-input", "--down", "0"},
-                                                         {"--timeout", "-1"},
-                                                         {"--timeout", "soon"},
-                                                         {"--channel", "x"},
-                                                         {"--address", "0x20000001"},
-                                                         {"--json"}}) {
+    const Arguments cases[] = {{"--raw", "--timestamps"},
+                               {"--raw", "-c", "0", "-c", "1"},
+                               {"--list", "--until", "x"},
+                               {"--until", ""},
+                               {"--reset", "--no-go"},
+                               {"--no-input", "--down", "0"},
+                               {"--timeout", "-1"},
+                               {"--timeout", "soon"},
+                               {"--channel", "x"},
+                               {"--address", "0x20000001"},
+                               {"--json"}};
+    for (const Arguments& wrong : cases) {
         EXPECT_THAT(talk(wrong), FailsWith(2, "")) << testing::PrintToString(wrong);
     }
 }

@@ -1,8 +1,12 @@
-#include "cli/text/numbers.h"
-
+// Numbers, tables and progress as they are read and shown, and a text that is waited for.
 #include "cli/failure.h"
+#include "cli/rtt/text_watch.h"
+#include "cli/terminal/progress.h"
+#include "cli/text/numbers.h"
+#include "cli/text/table.h"
 
 #include <gmock/gmock.h>
+#include <numeric>
 
 namespace tessit::cli {
 namespace {
@@ -35,17 +39,6 @@ TEST(Numbers, WhatIsNoNumberIsRefusedByName)
     }
     EXPECT_EQ(parse_u32("0xFFFFFFFF", "value"), 0xFFFFFFFF);
     EXPECT_THROW(parse_u32("0x100000000", "value"), Failure);
-}
-
-TEST(Numbers, AWordAddressIsAligned)
-{
-    EXPECT_EQ(parse_word_address("0x20000004"), 0x20000004);
-    try {
-        parse_word_address("0x20000006");
-        FAIL();
-    } catch (const Failure& failure) {
-        EXPECT_THAT(failure.hint(), HasSubstr("0x20000004"));
-    }
 }
 
 TEST(Ranges, EndOrLengthMayBeGiven)
@@ -88,6 +81,51 @@ TEST(Sizes, AreShownInTheLargestUnitThatComesOutEven)
     EXPECT_EQ(format_size(std::uint64_t{1024} * 1024), "1 MiB");
     EXPECT_EQ(format_size(1025), "1025 bytes");
     EXPECT_EQ(format_size(1), "1 byte");
+}
+
+TEST(HexDump, ShowsAddressesBytesAndCharactersAlsoOfAShortLastLine)
+{
+    std::vector<std::uint8_t> bytes(18);
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0x1F});
+    EXPECT_EQ(format_hex_dump(0x1FFFFFF8, bytes),
+              "1ffffff8  1f 20 21 22 23 24 25 26 27 28 29 2a 2b 2c 2d 2e  |. !\"#$%&'()*+,-.|\n"
+              "20000008  2f 30                                            |/0|\n");
+}
+
+TEST(Table, PadsColumnsAndLeavesNoBlanksAtTheEndOfALine)
+{
+    EXPECT_EQ(format_table({{"A", "LONG"}, {"BCD", "E"}, {"F"}}), "A    LONG\nBCD  E\nF\n");
+}
+
+TEST(Progress, FitsItsColumnsAndLeavesTheBarOutWhereTheyAreFew)
+{
+    const auto progress = [](std::size_t columns) { return format_progress("read", 1, 4, "pages", columns); };
+    EXPECT_EQ(progress(80), "read     [#######.......................]  25%  1 page");
+    EXPECT_EQ(progress(33), "read     [##.......]  25%  1 page");
+    EXPECT_EQ(progress(26), "read      25%  1 page");
+    for (std::size_t columns = 0; columns < 80; ++columns) {
+        EXPECT_LE(progress(columns).size(), columns);
+    }
+}
+
+TEST(TextWatchTest, FindsATextHoweverItIsCut)
+{
+    const std::string stream = "xaabaabaacx";
+    for (std::size_t first = 0; first <= stream.size(); ++first) {
+        for (std::size_t second = first; second <= stream.size(); ++second) {
+            TextWatch watch{"aabaac"};
+            TextWatch other{"aabaad"};
+            const std::string_view text{stream};
+            bool has_come = false;
+            for (const std::string_view piece :
+                 {text.substr(0, first), text.substr(first, second - first), text.substr(second)}) {
+                has_come = watch.take(piece);
+                EXPECT_FALSE(other.take(piece));
+            }
+            EXPECT_TRUE(has_come) << first << ", " << second;
+            EXPECT_TRUE(watch.take("later")) << "it has come, once and for all";
+        }
+    }
 }
 
 } // namespace
