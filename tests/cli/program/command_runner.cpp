@@ -16,6 +16,7 @@ namespace {
 [[noreturn]] void become_command(const Arguments& arguments, const Environment& environment, const std::string& input,
                                  int output, int errors)
 {
+    std::signal(SIGINT, SIG_DFL); // a shell ignores it for what it runs in the background
     dup2(open(input.c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
