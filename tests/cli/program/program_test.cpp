@@ -125,7 +125,6 @@ TEST_F(ProgramTest, WhatCannotBeProgrammedIsRefusedBeforeAnythingIsErased)
         {binary("e.bin", 0x2000) + "@0x10000800", 2, "FICR"},
         {binary("f.bin", 4) + "@0x12000000", 2, "external flash"},
         {file("bad.hex", ":0400100001020304E3\n:00000001FF\n"), 1, "bad.hex:1: the checksum is 0xE3"},
-        {hex() + "@0x100", 2, "holds its own addresses"},
     };
     for (const auto& [firmware, exit_code, reason] : cases) {
         EXPECT_THAT(tessit({"program", firmware, "--erase", "all"}), FailsWith(exit_code, reason)) << firmware;
