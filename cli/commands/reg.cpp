@@ -75,8 +75,8 @@ Report access(const Target& target, const std::vector<Item>& items, const Consol
         values.push_back(read_register(target, item.which));
         json[item.name()] = values.back();
         if (item.value && *item.value != values.back()) {
-            console.note(fmt::format("{} did not take all of {:#010x}: it holds {:#010x}.", item.name(), *item.value,
-                                     values.back()));
+            console.note(fmt::format("{} holds {:#010x}, not the {:#010x} that was given.", item.name(), values.back(),
+                                     *item.value));
         }
     }
     run_state.restore();
