@@ -13,7 +13,7 @@ namespace jlinksim {
 class Bench
 {
 public:
-    explicit Bench(BenchConfig config);
+    explicit Bench(BenchConfig config, HostTime host_time = steady_host_time);
 
     const BenchConfig& config() const { return config_; }
     std::deque<Probe>& probes() { return probes_; }

@@ -4,12 +4,16 @@
 
 namespace jlinksim {
 
+/// Nanoseconds on the host's clock, from any instant on.
+using HostTime = std::uint64_t (*)();
+std::uint64_t steady_host_time();
+
 /// The bench's time. Modelled time is the sum of what calls cost and is the same in every run. Hardware that a host
 /// waits for by sleeping would never finish in it, so real time between calls is kept beside it.
 class Clock
 {
 public:
-    explicit Clock(bool real_time);
+    explicit Clock(bool real_time, HostTime host_time = steady_host_time);
 
     bool is_real_time() const { return real_time_; }
 
@@ -27,9 +31,10 @@ public:
 
 private:
     bool real_time_;
+    HostTime host_time_;
     std::uint64_t modelled_ = 0;
     std::uint64_t gaps_ = 0;
-    std::uint64_t last_call_; ///< nanoseconds of the host's clock
+    std::uint64_t last_call_; ///< on the host's clock
 };
 
 } // namespace jlinksim

@@ -6,9 +6,6 @@
 namespace tessit_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::StartsWith;
-
 constexpr std::uint32_t blank = 0xFFFFFFFF;
 
 std::uint64_t time_of(const auto& action)
@@ -20,16 +17,15 @@ std::uint64_t time_of(const auto& action)
 
 TEST(SimulatedFlash, clearsBitsOnlyAndOnlyWhereWritesAreEnabled)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    HaltedChip bench;
     write_word(0x1000, 0);
     EXPECT_EQ(read_word(0x1000), blank);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-write-disabled: 0x00001000")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-write-disabled: 0x00001000"));
 
     program_word(0x1000, 0xFFFF00FF);
     program_word(0x1000, 0xFF00FFFF);
     EXPECT_EQ(read_word(0x1000), 0xFF0000FFU);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-bits-not-erased")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-bits-not-erased"));
 
     // A block is one record, whatever its size, and only whole words are written.
     const std::vector<std::uint8_t> block(1024, 0);
@@ -39,16 +35,14 @@ TEST(SimulatedFlash, clearsBitsOnlyAndOnlyWhereWritesAreEnabled)
     EXPECT_EQ(JLINKARM_WriteMem(0x2000, 6, block.data()), 6);
     EXPECT_EQ(read_word(0x2000), blank);
     EXPECT_THAT(bench.take_records(),
-                ElementsAre(StartsWith("flash-write-disabled"), StartsWith("flash-write-not-word"),
-                            StartsWith("flash-write-not-word")));
+                begin_with("flash-write-disabled", "flash-write-not-word", "flash-write-not-word"));
 }
 
 TEST(SimulatedFlash, erasesThePageOfAnyAddressInIt)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};
     write_word(flash_erase_page, 0x1000);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-erase-disabled")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-erase-disabled"));
     write_word(flash_config, 2);
     write_word(flash_erase_page, 0x1ABC);
     EXPECT_EQ(read_word(flash_ready), 0U);
@@ -58,7 +52,7 @@ TEST(SimulatedFlash, erasesThePageOfAnyAddressInIt)
     EXPECT_EQ(read_word(0x1FFC), blank);
     EXPECT_EQ(read_word(0x2000), 0U);
     write_word(flash_erase_page, 0x80000);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-erase-outside")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-erase-outside"));
 }
 
 TEST(SimulatedFlash, erasesFlashAndUserAreaAndLeavesTheFactoryArea)
@@ -72,8 +66,7 @@ TEST(SimulatedFlash, erasesFlashAndUserAreaAndLeavesTheFactoryArea)
                            Case{0x6E71, flash_mass_erase, 3, true}};
     for (const Case& erase : cases) {
         SCOPED_TRACE(erase.register_address);
-        const TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1", "flash_fill = 0\n");
-        connect_halted();
+        const HaltedChip bench{"BIRCH_M2_VA_REV1", "flash_fill = 0\n"};
         program_word(0x10001080, 5);
         write_word(flash_key, erase.key);
         write_word(flash_config, 2);
@@ -87,8 +80,7 @@ TEST(SimulatedFlash, erasesFlashAndUserAreaAndLeavesTheFactoryArea)
 
 TEST(SimulatedFlash, guardsFactoryAreaAndMassEraseByTheirKeys)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};
     constexpr std::uint32_t factory_word = 0x10000200;
     program_word(factory_word, 0x1234);
     EXPECT_EQ(read_word(factory_word), blank);
@@ -98,14 +90,13 @@ TEST(SimulatedFlash, guardsFactoryAreaAndMassEraseByTheirKeys)
     write_word(flash_config, 2);
     write_word(flash_mass_erase, 3); // under the wrong key
     EXPECT_EQ(read_word(0), 0U);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-key-missing: write to 0x10000200 (FICR)"),
-                                                  StartsWith("flash-key-missing: MASSERASE")));
+    EXPECT_THAT(bench.take_records(),
+                begin_with("flash-key-missing: write to 0x10000200 (FICR)", "flash-key-missing: MASSERASE"));
 }
 
 TEST(SimulatedFlash, takesTheTimeOfTheDataSheet)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    const HaltedChip bench;
     const std::vector<std::uint8_t> block(4096, 0);
     write_word(flash_config, 1);
     const std::uint64_t to_flash = time_of([&] { JLINKARM_WriteMem(0x1000, 4096, block.data()); });
@@ -132,27 +123,25 @@ TEST(SimulatedFlash, takesTheTimeOfTheDataSheet)
 
 TEST(SimulatedFlash, ignoresWhatIsAskedOfABusyController)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_fill = 0\n");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};
     write_word(flash_config, 2);
     write_word(flash_erase_page, 0x1000);
     write_word(flash_erase_page, 0x2000);
     write_word(flash_config, 0);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-busy"), StartsWith("flash-busy")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-busy", "flash-busy"));
     EXPECT_EQ(read_word(flash_config), 2U);
     EXPECT_EQ(read_word(0x2000), 0U);
 }
 
 TEST(SimulatedFlash, neverGetsReadyWhenTheBenchSaysSo)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "faults = [\"flash_never_ready\"]\n");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M1_VA_REV2", "faults = [\"flash_never_ready\"]\n"};
     program_word(0x1000, 0);
     for (int polls = 0; polls < 100; ++polls) {
         ASSERT_EQ(read_word(flash_ready), 0U);
     }
     EXPECT_EQ(read_word(0x1000), blank);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("flash-busy")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-busy"));
 }
 
 struct BlockProtectionCase
@@ -168,8 +157,7 @@ class BlockProtection : public testing::TestWithParam<BlockProtectionCase>
 TEST_P(BlockProtection, holdsUntilTheChipsWayOfReleasingIt)
 {
     const auto [version, disable_register] = GetParam();
-    TempBench bench = TempBench::with_chip(version, "flash_fill = 0xF0\nprotected_blocks = [1]\n");
-    connect_halted();
+    HaltedChip bench{version, "flash_fill = 0xF0\nprotected_blocks = [1]\n"};
     const auto try_to_change = [&] {
         program_word(0x1000, 0);
         program_word(0x2000, 0);
@@ -182,9 +170,8 @@ TEST_P(BlockProtection, holdsUntilTheChipsWayOfReleasingIt)
     try_to_change();
     EXPECT_EQ(read_word(0x1000), 0xF0F0F0F0);
     EXPECT_EQ(read_word(0x2000), 0U);
-    EXPECT_THAT(bench.take_records(),
-                ElementsAre(StartsWith("flash-block-protected: write"), StartsWith("flash-block-protected: ERASEPAGE"),
-                            StartsWith("flash-block-protected: ERASEALL")));
+    EXPECT_THAT(bench.take_records(), begin_with("flash-block-protected: write", "flash-block-protected: ERASEPAGE",
+                                                 "flash-block-protected: ERASEALL"));
     if (disable_register != 0) {
         ASSERT_GE(JLINKARM_Reset(), 0); // not enough by itself
         try_to_change();

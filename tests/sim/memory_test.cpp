@@ -6,7 +6,6 @@
 namespace tessit_test {
 namespace {
 
-using testing::ElementsAre;
 using testing::StartsWith;
 
 TEST(SimulatedMemory, isIdentifiedThroughTheFactoryArea)
@@ -25,8 +24,7 @@ TEST(SimulatedMemory, isIdentifiedThroughTheFactoryArea)
     };
     for (const Case& chip : cases) {
         SCOPED_TRACE(chip.version);
-        const TempBench bench = TempBench::with_chip(chip.version);
-        connect_halted();
+        const HaltedChip bench{chip.version};
         EXPECT_EQ(read_word(0x10000130), chip.part);
         EXPECT_EQ(read_word(0x10000134), chip.revision);
         EXPECT_EQ(read_word(0x10000110), chip.variant);
@@ -37,8 +35,7 @@ TEST(SimulatedMemory, isIdentifiedThroughTheFactoryArea)
 
 TEST(SimulatedMemory, tellsPartAndRevisionInTheRomTableWhenTheFactoryAreaIsBlank)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_ENGA", "ficr = { part = 0xFFFFFFFF, \"0x060\" = 7 }\n");
-    connect_halted();
+    const HaltedChip bench{"BIRCH_M1_VA_ENGA", "ficr = { part = 0xFFFFFFFF, \"0x060\" = 7 }\n"};
     EXPECT_EQ(read_word(0x10000130), 0xFFFFFFFFU);
     EXPECT_EQ(read_word(0x10000060), 7U);
     EXPECT_EQ(read_word(0xF0000FE0) & 0xFF, 6U);
@@ -48,8 +45,7 @@ TEST(SimulatedMemory, tellsPartAndRevisionInTheRomTableWhenTheFactoryAreaIsBlank
 
 TEST(SimulatedMemory, answersBytesAtAnyAddressAndAcrossAreas)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M3_VA_REV1");
-    connect_halted();
+    const HaltedChip bench{"BIRCH_M3_VA_REV1"};
     const std::array<std::uint8_t, 5> written{1, 2, 3, 4, 5};
     EXPECT_EQ(JLINKARM_WriteMem(ram + 3, written.size(), written.data()), 5);
     std::array<std::uint8_t, 5> read{};
@@ -79,8 +75,7 @@ TEST(SimulatedMemory, startsAsAPatternThatDependsOnTheAddress)
 
 TEST(SimulatedMemory, refusesAndRecordsAddressesThatNothingAnswers)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M3_VA_REV1");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M3_VA_REV1"};
     std::array<std::uint8_t, 8> buffer{};
     std::uint32_t value = 0;
     std::uint8_t status = 0;
@@ -98,14 +93,12 @@ TEST(SimulatedMemory, refusesAndRecordsAddressesThatNothingAnswers)
     write_word(flash_ready, 0);
     EXPECT_EQ(JLINKARM_WriteMem(flash_config, 1, buffer.data()), 1);
     EXPECT_THAT(bench.take_records(),
-                ElementsAre(StartsWith("address-unmapped: "), StartsWith("register-reserved: "),
-                            StartsWith("register-read-only: "), StartsWith("register-not-word: ")));
+                begin_with("address-unmapped: ", "register-reserved: ", "register-read-only: ", "register-not-word: "));
 }
 
 TEST(SimulatedMemory, survivesEveryArgument)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    HaltedChip bench;
     std::array<std::uint32_t, 2> words{};
     EXPECT_EQ(JLINKARM_ReadMem(0, 0, nullptr), 0);
     EXPECT_NE(JLINKARM_ReadMem(0, 4, nullptr), 0);

@@ -5,9 +5,6 @@
 namespace tessit_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::StartsWith;
-
 constexpr std::uint32_t reset_reasons = 0x40000400;
 
 constexpr std::uint32_t ram_power(std::uint32_t block)
@@ -28,8 +25,7 @@ TEST(SimulatedPower, showsTheSectionsThatTheChipHas)
                            Case{"BIRCH_M2_VA_ENGB", 8, 0x3F, 0x40000}, Case{"BIRCH_M3_VA_REV1", 3, 0x00, 0x6000}};
     for (const Case& chip : cases) {
         SCOPED_TRACE(chip.version);
-        const TempBench bench = TempBench::with_chip(chip.version);
-        connect_halted();
+        const HaltedChip bench{chip.version};
         for (std::uint32_t block = 0; block <= 8; ++block) {
             write_word(ram_power(block) + 4, 0xFFFF);
             const std::uint32_t small = block < chip.blocks ? 3 : 0;
@@ -44,8 +40,7 @@ TEST(SimulatedPower, showsTheSectionsThatTheChipHas)
 
 TEST(SimulatedPower, losesTheContentOfASectionThatIsOff)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M2_VA_REV1"};
     constexpr std::uint32_t section_5 = ram + 0x5000;
     constexpr std::uint32_t section_18 = ram + 0x10000 + 2 * 0x8000;
     for (const std::uint32_t address : {section_5 - 4, section_5, section_18, section_18 + 0x8000}) {
@@ -58,7 +53,7 @@ TEST(SimulatedPower, losesTheContentOfASectionThatIsOff)
     // Off: not the old content, no effect of writes, and a record for each.
     EXPECT_NE(read_word(section_5), 0xCAFEU);
     write_word(section_18, 0xBEEF);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("ram-off: read"), StartsWith("ram-off: write")));
+    EXPECT_THAT(bench.take_records(), begin_with("ram-off: read", "ram-off: write"));
     write_word(ram_power(2) + 4, 0xFFFF);
     write_word(ram_power(8), 0x3F);
     EXPECT_NE(read_word(section_5), 0xCAFEU);
@@ -70,8 +65,7 @@ TEST(SimulatedPower, losesTheContentOfASectionThatIsOff)
 
 TEST(SimulatedPower, writesThePoweredPartOfABlockThatCrossesASection)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    HaltedChip bench;
     write_word(ram_power(0) + 8, 2);
     const std::array<std::uint32_t, 2> block{0x11111111, 0x22222222};
     EXPECT_EQ(JLINKARM_WriteMem(ram + 0xFFC, sizeof block, block.data()), 8);
@@ -82,8 +76,7 @@ TEST(SimulatedPower, writesThePoweredPartOfABlockThatCrossesASection)
 
 TEST(SimulatedPower, keepsRamAndItsPowerThroughResetsButNotThroughPowerOn)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    const HaltedChip bench;
     const std::uint32_t fresh = read_word(ram);
     write_word(ram, 0xCAFE);
     write_word(ram_power(7) + 8, 1);
@@ -99,8 +92,7 @@ TEST(SimulatedPower, keepsRamAndItsPowerThroughResetsButNotThroughPowerOn)
 
 TEST(SimulatedPower, collectsResetReasonsUntilOnesClearThem)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    const HaltedChip bench;
     EXPECT_EQ(read_word(reset_reasons), 0U);
     ASSERT_GE(JLINKARM_Reset(), 0);
     EXPECT_EQ(read_word(reset_reasons), 0x4U);
@@ -118,8 +110,7 @@ TEST(SimulatedPower, collectsResetReasonsUntilOnesClearThem)
 
 TEST(SimulatedPower, hasPinConfigurationOfThePortsThatTheChipHas)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M2_VA_REV1");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M2_VA_REV1"};
     for (const std::uint32_t address : {0x50000700U, 0x5000077CU, 0x50000A00U, 0x50000A3CU}) {
         EXPECT_EQ(read_word(address), 2U);
         write_word(address, 0x302);
@@ -127,7 +118,7 @@ TEST(SimulatedPower, hasPinConfigurationOfThePortsThatTheChipHas)
     }
     EXPECT_TRUE(bench.take_records().empty());
     write_word(0x50000A40, 0x302); // there is no pin 16 on the second port
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("register-reserved")));
+    EXPECT_THAT(bench.take_records(), begin_with("register-reserved"));
 }
 
 } // namespace

@@ -1,13 +1,9 @@
 #include "tests/sim/target_session.h"
 
-#include <chrono>
-#include <thread>
+#include <functional>
 
 namespace tessit_test {
 namespace {
-
-using testing::ElementsAre;
-using testing::StartsWith;
 
 constexpr std::uint8_t control_port = 1;
 constexpr std::uint8_t reset_register = 0x00;
@@ -28,60 +24,37 @@ void pulse_control_reset()
     write_port(control_port, reset_register, 0);
 }
 
-/// Every way in which a host can reset a chip.
-enum class HostReset
+TEST(ReadbackProtection, closesTheDebugAccessFromTheNextResetOn)
 {
-    system,
-    pin,
-    control,
-    power
-};
-
-class ReadbackProtection : public testing::TestWithParam<HostReset>
-{
-protected:
-    static void reset_chip()
+    struct Reset
     {
-        switch (GetParam()) {
-        case HostReset::system:
-            EXPECT_LT(JLINKARM_Reset(), 0); // the core does not answer any more
-            break;
-        case HostReset::pin:
-            JLINKARM_ClrRESET();
-            JLINKARM_SetRESET();
-            break;
-        case HostReset::control:
-            pulse_control_reset();
-            break;
-        case HostReset::power:
-            ASSERT_EQ(JLINKSIM_power_cycle(TempBench::serial_number), 0);
-            break;
-        }
+        const char* kind;
+        std::function<void()> make;
+    };
+    for (const Reset& reset : {
+             Reset{"system", [] { EXPECT_LT(JLINKARM_Reset(), 0) << "the core does not answer any more"; }},
+             Reset{"pin", [] { JLINKARM_ClrRESET(), JLINKARM_SetRESET(); }},
+             Reset{"control", pulse_control_reset},
+             Reset{"power", [] { EXPECT_EQ(JLINKSIM_power_cycle(TempBench::serial_number), 0); }},
+         }) {
+        SCOPED_TRACE(reset.kind);
+        const HaltedChip bench;
+        program_word(protection_word, 0xFFFFFF00);
+        EXPECT_EQ(read_port(control_port, protection_status), 1U);
+        EXPECT_EQ(read_word(ram), bench.peek_word(ram));
+
+        reset.make();
+        JLINKARM_Close();
+        open_debug_port();
+        EXPECT_EQ(read_port(control_port, identification) & 0x0FFFFF00, 0x02880000U);
+        EXPECT_EQ(read_port(control_port, protection_status), 0U);
+        EXPECT_LT(JLINKARM_Connect(), 0);
+        // The memory port neither.
+        write_port(0, 0x04, ram);
+        std::uint32_t value = 0;
+        EXPECT_LT(JLINKARM_CORESIGHT_ReadAPDPReg(3, 1, &value), 0);
     }
-};
-
-TEST_P(ReadbackProtection, closesTheDebugAccessFromTheNextResetOn)
-{
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
-    program_word(protection_word, 0xFFFFFF00);
-    EXPECT_EQ(read_port(control_port, protection_status), 1U);
-    EXPECT_EQ(read_word(ram), bench.peek_word(ram));
-
-    reset_chip();
-    JLINKARM_Close();
-    open_debug_port();
-    EXPECT_EQ(read_port(control_port, identification) & 0x0FFFFF00, 0x02880000U);
-    EXPECT_EQ(read_port(control_port, protection_status), 0U);
-    EXPECT_LT(JLINKARM_Connect(), 0);
-    // The memory port neither.
-    write_port(0, 0x04, ram);
-    std::uint32_t value = 0;
-    EXPECT_LT(JLINKARM_CORESIGHT_ReadAPDPReg(3, 1, &value), 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(Resets, ReadbackProtection,
-                         testing::Values(HostReset::system, HostReset::pin, HostReset::control, HostReset::power));
 
 TEST(EraseAll, takesItsTimeAndOpensTheChipAtTheNextReset)
 {
@@ -105,44 +78,26 @@ TEST(EraseAll, takesItsTimeAndOpensTheChipAtTheNextReset)
     EXPECT_GE(JLINKARM_Connect(), 0);
 }
 
-TEST(EraseAll, isOverAfterAHostSleptLongEnough)
-{
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "protected = true\nflash_fill = 0\n");
-    open_debug_port();
-    write_port(control_port, erase_all_register, 1);
-    EXPECT_EQ(read_port(control_port, erase_all_status), 1U);
-    const std::uint64_t before = JLINKSIM_time_ns();
-    std::this_thread::sleep_for(std::chrono::milliseconds{180});
-    EXPECT_EQ(JLINKSIM_time_ns(), before) << "sleeping is not part of the modelled time";
-    EXPECT_EQ(read_port(control_port, erase_all_status), 0U);
-}
-
 TEST(EraseAll, isAbortedByAResetAndRecorded)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "protected = true\nflash_fill = 0\n");
-    open_debug_port();
-    write_port(control_port, erase_all_register, 1);
-    write_port(control_port, erase_all_register, 1);
-    pulse_control_reset();
-    EXPECT_EQ(bench.peek_word(0), 0U);
-    EXPECT_EQ(read_port(control_port, protection_status), 0U);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("erase-all-busy"), StartsWith("erase-all-aborted")));
-}
-
-TEST(EraseAll, neverEndsOrFailsWhenTheBenchSaysSo)
-{
-    {
+    for (const char* const fault : {"", "faults = [\"erase_never_ends\"]\n"}) {
         TempBench bench =
-            TempBench::with_chip("BIRCH_M1_VA_REV2", "protected = true\nfaults = [\"erase_never_ends\"]\n");
+            TempBench::with_chip("BIRCH_M1_VA_REV2", std::string{"protected = true\nflash_fill = 0\n"} + fault);
         open_debug_port();
         write_port(control_port, erase_all_register, 1);
-        for (int polls = 0; polls < 1000; ++polls) {
+        write_port(control_port, erase_all_register, 1);
+        for (int polls = 0; *fault != '\0' && polls < 1000; ++polls) {
             ASSERT_EQ(read_port(control_port, erase_all_status), 1U);
         }
         pulse_control_reset();
+        EXPECT_EQ(bench.peek_word(0), 0U);
         EXPECT_EQ(read_port(control_port, protection_status), 0U);
-        bench.take_records();
+        EXPECT_THAT(bench.take_records(), begin_with("erase-all-busy", "erase-all-aborted"));
     }
+}
+
+TEST(ControlPort, failsWhenTheBenchSaysSo)
+{
     const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "faults = [\"ctrl_ap_fails\"]\n");
     open_debug_port();
     std::uint32_t value = 0;
@@ -167,12 +122,11 @@ TEST(ControlPort, holdsTheChipInResetUntilItIsReleased)
 
 TEST(ControlPort, isMissingWhereTheChipHasNone)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_ENGA");
-    connect_halted();
+    HaltedChip bench{"BIRCH_M1_VA_ENGA"};
     EXPECT_EQ(read_port(control_port, identification), 0U);
     EXPECT_TRUE(bench.take_records().empty());
     EXPECT_EQ(read_port(control_port, protection_status), 0U);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("access-port-absent")));
+    EXPECT_THAT(bench.take_records(), begin_with("access-port-absent"));
     // Without the port there is no way back, and so no protection either.
     program_word(protection_word, 0xFFFFFF00);
     EXPECT_GE(JLINKARM_Reset(), 0);

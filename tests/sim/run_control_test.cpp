@@ -10,9 +10,6 @@
 namespace tessit_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::StartsWith;
-
 constexpr unsigned program_counter = 15;
 constexpr std::uint32_t fault_status = 0xE000ED28;
 constexpr std::uint32_t hard_fault_status = 0xE000ED2C;
@@ -129,7 +126,7 @@ TEST(RunControl, keepsAllRegistersOfAHaltedCpuOnly)
     JLINKARM_Go();
     EXPECT_EQ(JLINKARM_ReadReg(0), 0U);
     EXPECT_EQ(JLINKARM_WriteReg(0, 1), 1);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("cpu-running"), StartsWith("cpu-running")));
+    EXPECT_THAT(bench.take_records(), begin_with("cpu-running", "cpu-running"));
 }
 
 TEST(RunControl, isReachableThroughTheCoresDebugRegisters)
@@ -146,7 +143,7 @@ TEST(RunControl, isReachableThroughTheCoresDebugRegisters)
     EXPECT_EQ(JLINKARM_IsHalted(), 0);
     write_word(debug_control, 0x00000003); // without its key
     EXPECT_EQ(JLINKARM_IsHalted(), 0);
-    EXPECT_THAT(bench.take_records(), ElementsAre(StartsWith("register-key")));
+    EXPECT_THAT(bench.take_records(), begin_with("register-key"));
 
     write_word(0xE000EDFC, 1);          // catch the next reset
     write_word(0xE000ED0C, 0x05FA0004); // and ask for it

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <string_view>
 
 namespace tessit_test {
 
@@ -20,6 +21,13 @@ inline constexpr std::uint32_t flash_key = 0x4001E600;
 inline constexpr std::uint32_t flash_mass_erase = 0x4001E610;
 inline constexpr std::uint32_t protection_word = 0x10001208;
 inline constexpr std::uint32_t ram = 0x20000000;
+
+/// As many lines as texts, each of which begins with its text: what take_records() gives.
+template <class... Texts>
+auto begin_with(const Texts&... texts)
+{
+    return testing::ElementsAre(testing::StartsWith(texts)...);
+}
 
 /// Error text of a J-Link command; empty when it was accepted.
 inline std::string command(const char* text)
@@ -81,6 +89,16 @@ inline void connect_halted()
     ASSERT_GE(JLINKARM_Connect(), 0);
     ASSERT_EQ(JLINKARM_Halt(), 0);
 }
+
+/// One chip, with a session that has halted its CPU.
+struct HaltedChip : TempBench
+{
+    explicit HaltedChip(std::string_view version = "BIRCH_M1_VA_REV2", std::string_view chip_lines = "")
+        : TempBench{chip_toml(version, chip_lines)}
+    {
+        connect_halted();
+    }
+};
 
 inline std::uint32_t read_port(std::uint8_t port, std::uint8_t address)
 {

@@ -53,8 +53,7 @@ TEST(Trace, tellsEveryCallWithArgumentsAndResult)
 
 TEST(Faults, takeTheirTurnAndPass)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    const HaltedChip bench;
     jlinksim_fault_t fault{};
     fault.function = "JLINKARM_WriteU32";
     fault.occurrence = 2;
@@ -164,8 +163,7 @@ TEST(ModelledTime, isTheSameInEveryRun)
 {
     std::array<std::uint64_t, 2> times{};
     for (std::uint64_t& time : times) {
-        const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-        connect_halted();
+        const HaltedChip bench;
         write_word(flash_config, 2);
         write_word(flash_erase_page, 0);
         wait_for_flash();
@@ -178,8 +176,7 @@ TEST(ModelledTime, isTheSameInEveryRun)
 
 TEST(ModelledTime, followsTheSpeedOfTheInterface)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    connect_halted();
+    const HaltedChip bench;
     std::array<std::uint8_t, 1024> block{};
     const auto time_at = [&](std::uint32_t kilohertz) {
         JLINKARM_SetSpeed(kilohertz);

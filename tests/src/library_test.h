@@ -12,6 +12,12 @@
 
 namespace tessit::test {
 
+MATCHER_P2(FailsWith, code, message, "")
+{
+    *result_listener << "and the last message is " << last_of(log_messages());
+    return arg == code && last_of(log_messages()) == message;
+}
+
 /// A fresh session over a fresh scripted J-Link library.
 class LibraryTest : public testing::Test
 {

@@ -118,7 +118,7 @@ TEST_F(LifecycleTest, CloseEndsWhatIsOpenAndDetachesTheCallback)
 
     open_device();
     TESSIT_close_dll();
-    EXPECT_THAT(jlink.calls, ElementsAre("IsOpen()", "IsConnected()", "WriteU32(0xE000EDFC, 0x0)", "Close()"));
+    EXPECT_THAT(jlink.calls, ElementsAre("IsOpen()", "IsConnected()", "[E000EDFC]=0", "Close()"));
     EXPECT_FALSE(session.coresight_configured);
     forget();
     TESSIT_close_dll();

@@ -9,7 +9,7 @@ using testing::IsEmpty;
 
 using ProtectionTest = LibraryTest;
 
-constexpr auto start_erase = "CORESIGHT_WriteAPDPReg(0x1, 0x1, 0x1)";
+constexpr auto start_erase = "ap1=1";
 
 std::ptrdiff_t count(const std::vector<std::string>& calls, std::string_view call)
 {
@@ -22,12 +22,10 @@ TEST_F(ProtectionTest, ProtectingProgramsTheWordAndResetsFromAFreshSession)
     EXPECT_EQ(TESSIT_readback_protect(FULL), RESULT_OK);
     const auto made = calls();
     EXPECT_THAT(std::vector(made.begin(), made.begin() + 12),
-                ElementsAre("ReadMemU32(0x10000130, 0x1)", "ReadMemU32(0x10000134, 0x1)", "ReadMemU32(0x10000110, 0x1)",
-                            "Halt()", "WriteU32(0x4001E504, 0x1)", "ReadMemU32(0x4001E400, 0x1)",
-                            "WriteU32(0x10001208, 0xFFFFFF00)", "ReadMemU32(0x4001E400, 0x1)",
-                            "WriteU32(0x4001E504, 0x0)", "ReadMemU32(0x4001E400, 0x1)", "WriteU32(0xE000EDFC, 0x0)",
+                ElementsAre("[10000130]", "[10000134]", "[10000110]", "Halt()", "[4001E504]=1", "[4001E400]",
+                            "[10001208]=FFFFFF00", "[4001E400]", "[4001E504]=0", "[4001E400]", "[E000EDFC]=0",
                             "Close()"));
-    EXPECT_EQ(last_of(made), "CORESIGHT_WriteAPDPReg(0x0, 0x1, 0x0)");
+    EXPECT_EQ(last_of(made), "ap0=0");
     EXPECT_FALSE(jlink.is_connected);
     EXPECT_TRUE(jlink.is_open);
 }
@@ -52,19 +50,15 @@ TEST_F(ProtectionTest, RecoveringAConnectedDeviceCleansItWithoutTheControlAccess
     EXPECT_EQ(TESSIT_recover(), RESULT_OK);
     std::vector<std::string> writes;
     for (const std::string& call : calls()) {
-        if (!call.starts_with("ReadMemU32(0x4001E400")) {
+        if (!call.starts_with("[4001E400]")) {
             writes.push_back(call);
         }
     }
-    EXPECT_THAT(writes,
-                ElementsAre("Halt()", "WriteU32(0x4001E504, 0x2)", "WriteU32(0x4001E514, 0x1)",
-                            "WriteU32(0x4001E504, 0x0)", "SetResetType(0x8)", "Reset()", "WriteU32(0x4001E504, 0x2)",
-                            "WriteU32(0x4001E50C, 0x1)", "WriteU32(0x4001E504, 0x0)", "SetResetType(0x8)", "Reset()",
-                            "WriteU32(0x40000904, 0xFFFF)", "WriteU32(0x40000914, 0xFFFF)",
-                            "WriteU32(0x40000924, 0xFFFF)", "WriteU32(0x40000934, 0xFFFF)",
-                            "WriteU32(0x40000944, 0xFFFF)", "WriteU32(0x40000954, 0xFFFF)",
-                            "WriteU32(0x40000964, 0xFFFF)", "WriteU32(0x40000974, 0xFFFF)",
-                            "WriteU32(0x40000984, 0xFFFF)", "WriteU32(0x40000400, 0xFFFFFFFF)"));
+    EXPECT_THAT(writes, ElementsAre("Halt()", "[4001E504]=2", "[4001E514]=1", "[4001E504]=0", "SetResetType(0x8)",
+                                    "Reset()", "[4001E504]=2", "[4001E50C]=1", "[4001E504]=0", "SetResetType(0x8)",
+                                    "Reset()", "[40000904]=FFFF", "[40000914]=FFFF", "[40000924]=FFFF",
+                                    "[40000934]=FFFF", "[40000944]=FFFF", "[40000954]=FFFF", "[40000964]=FFFF",
+                                    "[40000974]=FFFF", "[40000984]=FFFF", "[40000400]=FFFFFFFF"));
 }
 
 TEST_F(ProtectionTest, RecoveringAProtectedDeviceErasesItThroughTheControlAccessPort)
@@ -86,13 +80,11 @@ TEST_F(ProtectionTest, RecoveringAProtectedDeviceErasesItThroughTheControlAccess
                                           milliseconds{10}));
     std::vector<std::string> port_writes;
     std::ranges::copy_if(jlink.calls, std::back_inserter(port_writes), [](const std::string& call) {
-        return call.starts_with("CORESIGHT_WriteAPDPReg(") && call.find(", 0x1, ") != std::string::npos;
+        return call.starts_with("ap") && call.find('=') != std::string::npos;
     });
-    EXPECT_EQ(port_writes, (std::vector<std::string>{start_erase, "CORESIGHT_WriteAPDPReg(0x0, 0x1, 0x1)",
-                                                     "CORESIGHT_WriteAPDPReg(0x0, 0x1, 0x0)",
-                                                     "CORESIGHT_WriteAPDPReg(0x1, 0x1, 0x0)"}));
+    EXPECT_EQ(port_writes, (std::vector<std::string>{start_erase, "ap0=1", "ap0=0", "ap1=0"}));
     EXPECT_TRUE(jlink.is_connected);
-    EXPECT_EQ(last_of(jlink.calls), "WriteU32(0x40000400, 0xFFFFFFFF)") << "and cleaned as any other";
+    EXPECT_EQ(last_of(jlink.calls), "[40000400]=FFFFFFFF") << "and cleaned as any other";
 }
 
 TEST_F(ProtectionTest, AnEraseThatNeverEndsIsTriedThreeTimesOf20Polls)

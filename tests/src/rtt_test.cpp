@@ -96,8 +96,8 @@ TEST_F(RttTest, AFailedStartOrStopLeavesTheState)
     EXPECT_EQ(command_, 99u);
     jlink.JLINKARM_ExecCommand = [](auto, auto, auto) { return 0; };
     control_result_ = -5;
-    EXPECT_EQ(TESSIT_rtt_start(), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Control returned error -5.");
+    EXPECT_THAT(TESSIT_rtt_start(),
+                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll RTTERMINAL_Control returned error -5."));
     EXPECT_FALSE(session.rtt_started);
     control_result_ = 0;
     EXPECT_EQ(TESSIT_rtt_start(), RESULT_OK);
@@ -113,15 +113,15 @@ TEST_F(RttTest, TheStartedStateOutlivesACloseAndALostConnectionIsReported)
     start();
     bool found = false;
     jlink.is_connected = false;
-    EXPECT_EQ(TESSIT_rtt_is_control_block_found(&found), ERR_WRONG_STATE);
-    EXPECT_EQ(last_of(log_messages()),
-              "rtt_start has been called, but the connection to the device has been lost, so no "
-              "rtt_is_control_block_found can be performed.");
+    EXPECT_THAT(TESSIT_rtt_is_control_block_found(&found),
+                FailsWith(ERR_WRONG_STATE,
+                          "rtt_start has been called, but the connection to the device has been lost, so no "
+                          "rtt_is_control_block_found can be performed."));
     EXPECT_EQ(TESSIT_rtt_stop(), ERR_WRONG_STATE);
     TESSIT_close_dll();
     open();
-    EXPECT_EQ(TESSIT_rtt_start(), ERR_WRONG_STATE);
-    EXPECT_EQ(last_of(log_messages()), "Cannot call rtt_start when rtt_start has already been called.");
+    EXPECT_THAT(TESSIT_rtt_start(),
+                FailsWith(ERR_WRONG_STATE, "Cannot call rtt_start when rtt_start has already been called."));
 }
 
 TEST_F(RttTest, AControlBlockThatIsNotFoundYetIsNoErrorOfTheQuestionButOneOfTheCount)
@@ -133,8 +133,8 @@ TEST_F(RttTest, AControlBlockThatIsNotFoundYetIsNoErrorOfTheQuestionButOneOfTheC
     EXPECT_FALSE(found);
     std::uint32_t down = 7;
     std::uint32_t up = 7;
-    EXPECT_EQ(TESSIT_rtt_read_channel_count(&down, &up), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Control returned error -2.");
+    EXPECT_THAT(TESSIT_rtt_read_channel_count(&down, &up),
+                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll RTTERMINAL_Control returned error -2."));
     found_ = true;
     EXPECT_EQ(TESSIT_rtt_is_control_block_found(&found), RESULT_OK);
     EXPECT_TRUE(found);
@@ -151,8 +151,8 @@ TEST_F(RttTest, ChannelsAreCheckedByDirectionAndPartialTransfersAreReported)
     start();
     std::array<std::uint8_t, 8> data{};
     std::uint32_t moved = 99;
-    EXPECT_EQ(TESSIT_rtt_read(2, data.data(), 8, &moved), ERR_BAD_ARGUMENT);
-    EXPECT_EQ(last_of(log_messages()), "There is no channel with index 2 in the device.");
+    EXPECT_THAT(TESSIT_rtt_read(2, data.data(), 8, &moved),
+                FailsWith(ERR_BAD_ARGUMENT, "There is no channel with index 2 in the device."));
     EXPECT_EQ(moved, 99u);
     jlink.JLINK_RTTERMINAL_Write = [](auto, auto, std::uint32_t size) { return static_cast<std::int32_t>(size) - 3; };
     EXPECT_EQ(TESSIT_rtt_write(2, data.data(), 8, &moved), RESULT_OK);
@@ -161,11 +161,11 @@ TEST_F(RttTest, ChannelsAreCheckedByDirectionAndPartialTransfersAreReported)
     EXPECT_EQ(TESSIT_rtt_read(1, data.data(), 0, &moved), RESULT_OK);
     EXPECT_EQ(moved, 0u);
     jlink.JLINK_RTTERMINAL_Read = [](auto, auto, auto) { return -4; };
-    EXPECT_EQ(TESSIT_rtt_read(0, data.data(), 8, &moved), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Read returned error -4.");
+    EXPECT_THAT(TESSIT_rtt_read(0, data.data(), 8, &moved),
+                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll RTTERMINAL_Read returned error -4."));
     jlink.JLINK_RTTERMINAL_Write = [](auto, auto, auto) { return -4; };
-    EXPECT_EQ(TESSIT_rtt_write(0, data.data(), 8, &moved), ERR_JLINK_CALL_FAILED);
-    EXPECT_EQ(last_of(log_messages()), "JLinkARM.dll RTTERMINAL_Write returned error -4.");
+    EXPECT_THAT(TESSIT_rtt_write(0, data.data(), 8, &moved),
+                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll RTTERMINAL_Write returned error -4."));
 }
 
 TEST_F(RttTest, NamesFill32BytesAndAreTerminatedWhereThereIsRoom)
@@ -185,8 +185,8 @@ TEST_F(RttTest, NamesFill32BytesAndAreTerminatedWhereThereIsRoom)
     EXPECT_EQ((std::string{name.data(), 33}), name_ + "#");
     EXPECT_EQ(info(33), RESULT_OK);
     EXPECT_EQ((std::string{name.data(), 34}), name_ + std::string("\0#", 2));
-    EXPECT_EQ(TESSIT_rtt_read_channel_info(3, DOWN_DIRECTION, name.data(), 32, &size), ERR_BAD_ARGUMENT);
-    EXPECT_EQ(last_of(log_messages()), "Invalid channel_index provided.");
+    EXPECT_THAT(TESSIT_rtt_read_channel_info(3, DOWN_DIRECTION, name.data(), 32, &size),
+                FailsWith(ERR_BAD_ARGUMENT, "Invalid channel_index provided."));
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "base/module.h"
 #include "src/platform/sleep.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -43,15 +45,38 @@ std::string last_of(const std::vector<std::string>& lines)
 namespace {
 
 template <class Argument>
-void append_argument(std::string& list, Argument argument)
+std::string text_of(Argument argument)
 {
     if constexpr (std::is_integral_v<Argument>) {
         char text[24];
-        std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(argument));
-        list += list.empty() ? text : std::string{", "} + text;
+        std::snprintf(text, sizeof text, "%llX", static_cast<unsigned long long>(argument));
+        return text;
     } else if constexpr (std::is_same_v<Argument, const char*>) {
-        list += (list.empty() ? "\"" : ", \"") + std::string{argument} + "\"";
+        return '"' + std::string{argument} + '"';
     }
+    return {};
+}
+
+std::string call_text(std::string_view name, const std::vector<std::string>& arguments)
+{
+    if (name == "WriteU32") {
+        return '[' + arguments[0] + "]=" + arguments[1];
+    }
+    if (name == "ReadMemU32") {
+        EXPECT_EQ(arguments[1], "1");
+        return '[' + arguments[0] + ']';
+    }
+    if (name.ends_with("APDPReg")) {
+        const std::string port = (arguments[1] == "0" ? "dp" : "ap") + arguments[0];
+        return name.starts_with("CORESIGHT_Read") ? port : port + '=' + arguments[2];
+    }
+    std::string list;
+    for (const std::string& argument : arguments) {
+        if (!argument.empty()) {
+            list += (list.empty() ? "" : ", ") + std::string{argument.front() == '"' ? "" : "0x"} + argument;
+        }
+    }
+    return std::string{name} + '(' + list + ')';
 }
 
 template <auto Member>
@@ -65,9 +90,7 @@ struct Trampoline<Member>
     static Result JLINK_CALL call(Parameters... arguments)
     {
         if (name != "HasError" && name != "ClrError") {
-            std::string list;
-            (append_argument(list, arguments), ...);
-            scripted->calls.push_back(std::string{name} + "(" + list + ")");
+            scripted->calls.push_back(call_text(name, {text_of(arguments)...}));
         }
         return (scripted->*Member)(arguments...);
     }

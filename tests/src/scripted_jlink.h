@@ -40,8 +40,10 @@ struct ScriptedJLink
     bool loads = true;
     int unloads = 0;
 
-    /// Every call since the last clear, for example "WriteU32(0x4001E504, 0x1)": the name without its prefix, integers
-    /// in hexadecimal, texts in quotes, pointers left out. JLINKARM_HasError and JLINKARM_ClrError are left out.
+    /// Every call since the last clear, for example "SetSpeed(0xFA0)": the name without its prefix, integers in
+    /// hexadecimal, texts in quotes, pointers left out. What most calls are is shorter: "[20000000]" reads a word and
+    /// "[20000000]=1" writes it, "dp1" and "ap1=2" do so with debug and access port registers. JLINKARM_HasError and
+    /// JLINKARM_ClrError are left out.
     std::vector<std::string> calls;
     /// How often JLINKARM_HasError and JLINKARM_ClrError were called.
     int error_checks = 0;

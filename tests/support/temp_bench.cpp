@@ -22,9 +22,14 @@ void require_done(int result)
 
 TempBench TempBench::with_chip(std::string_view version, std::string_view chip_lines)
 {
+    return TempBench{chip_toml(version, chip_lines)};
+}
+
+std::string TempBench::chip_toml(std::string_view version, std::string_view chip_lines)
+{
     std::string toml = "[[probe]]\nserial = " + std::to_string(serial_number) + "\n[probe.chip]\nversion = \"";
     toml.append(version).append("\"\n").append(chip_lines);
-    return TempBench{toml};
+    return toml;
 }
 
 TempBench::TempBench(std::string_view toml)

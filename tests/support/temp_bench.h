@@ -23,6 +23,8 @@ public:
     /// One probe, 600000011, with a chip of this version; `chip_lines` are further lines of its table, for example
     /// "protected = true\n".
     static TempBench with_chip(std::string_view version, std::string_view chip_lines = "");
+    /// The bench file of that bench.
+    static std::string chip_toml(std::string_view version, std::string_view chip_lines);
     /// A bench file with this content.
     explicit TempBench(std::string_view toml);
     ~TempBench();
