@@ -235,15 +235,6 @@ std::string read_file(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>{file}, {}};
 }
 
-TEST_F(AllExportsTest, TheTableIsComplete)
-{
-    std::set<std::string> names;
-    for (const ExportRow& row : exports) {
-        names.insert(row.name);
-    }
-    EXPECT_EQ(names.size(), 67u);
-}
-
 TEST_F(AllExportsTest, EverySourceFileThatCallsTheJLinkLibraryHasItsPlaceInTheList)
 {
     const std::set<std::string_view> listed{jlink_calling_files.begin(), jlink_calling_files.end()};
@@ -259,7 +250,7 @@ TEST_F(AllExportsTest, EverySourceFileThatCallsTheJLinkLibraryHasItsPlaceInTheLi
             calling.insert(name);
         }
     }
-    EXPECT_EQ(calling, (std::set<std::string>{jlink_calling_files.begin(), jlink_calling_files.end()}));
+    EXPECT_EQ(calling, (std::set<std::string>{listed.begin(), listed.end()}));
     EXPECT_NE((CallSite{"a/probe.cpp", 5}.number()), (CallSite{"b/device.cpp", 5}.number()));
 }
 
@@ -353,8 +344,9 @@ TEST_F(AllExportsTest, AFailedHaltEndsEveryOperationThatHalts)
 
 TEST_F(AllExportsTest, EveryExportWorksOnAHealthyTarget)
 {
-    use_chip(8, 2);
+    std::set<std::string> names;
     for (const ExportRow& row : exports) {
+        names.insert(row.name);
         session = Session{};
         if (row.needs != Needs::nothing) {
             open();
@@ -378,6 +370,7 @@ TEST_F(AllExportsTest, EveryExportWorksOnAHealthyTarget)
             TESSIT_close_dll();
         }
     }
+    EXPECT_EQ(names.size(), 67u) << "the table is not complete";
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "tests/src/library_test.h"
 
 #include <array>
+#include <bit>
 
 namespace tessit::test {
 namespace {
@@ -113,61 +114,44 @@ TEST_F(QspiTest, InitConfiguresPinsThenPeripheralThenActivates)
 
 TEST_F(QspiTest, EveryInvalidFieldIsRefusedFirstToLastWithNothingSent)
 {
+    using Words = std::array<std::uint32_t, sizeof(qspi_init_config_t) / 4>;
     struct Field
     {
-        void (*spoil)(qspi_init_config_t&);
-        const char* message;
+        std::size_t index;
+        std::uint32_t value;
+        std::string name;
+        std::string why;
     };
-    using Config = qspi_init_config_t;
-#define CODED(field, value, type)                                                                                      \
-    Field                                                                                                              \
-    {                                                                                                                  \
-        [](Config& c) { c.field = static_cast<type>(value); },                                                         \
-            "Invalid init_params->" #field " provided. The value received cannot be encoded in a " #type "."           \
-    }
-#define LINE(name)                                                                                                     \
-    Field{[](Config& c) { c.name##_port = 2; },                                                                        \
-          "Invalid init_params->" #name "_port provided. The value received is not a valid port."},                    \
-        Field{[](Config& c) { c.name##_port = 0, c.name##_pin = 32; },                                                 \
-              "Invalid init_params->" #name "_pin provided. The value received is not a valid pin address."},          \
-        Field                                                                                                          \
-    {                                                                                                                  \
-        [](Config& c) { c.name##_port = 1, c.name##_pin = 16; },                                                       \
-            "Invalid init_params->" #name "_pin provided. The value received is not a valid pin address."              \
-    }
     // In checking order, so that spoiling all of them from the last to the first always reports the newest.
-    const std::vector<Field> fields{
-        CODED(read_mode, 5, qspi_read_mode_t),
-        CODED(write_mode, 4, qspi_write_mode_t),
-        CODED(address_mode, 2, qspi_address_mode_t),
-        CODED(frequency, 2, qspi_frequency_t),
-        CODED(spi_mode, 2, qspi_spi_mode_t),
-        CODED(custom_instruction_io2_level, 2, qspi_level_io_t),
-        CODED(custom_instruction_io3_level, 2, qspi_level_io_t),
-        Field{[](Config& c) { c.sck_delay = 256; },
-              "Invalid init_params->sck_delay provided. The value received is not between 0 and 255."},
-        LINE(CSN),
-        LINE(CLK),
-        LINE(DIO0),
-        LINE(DIO1),
-        LINE(DIO2),
-        LINE(DIO3),
-        Field{[](Config& c) { c.WIP_index = 8; },
-              "Invalid init_params->WIP_index provided. The value received is not between 0 and 7."},
-        CODED(PPSize, 2, qspi_page_program_size_t),
+    std::vector<Field> fields{
+        {0, 5, "read_mode", "cannot be encoded in a qspi_read_mode_t."},
+        {1, 4, "write_mode", "cannot be encoded in a qspi_write_mode_t."},
+        {2, 2, "address_mode", "cannot be encoded in a qspi_address_mode_t."},
+        {3, 2, "frequency", "cannot be encoded in a qspi_frequency_t."},
+        {4, 2, "spi_mode", "cannot be encoded in a qspi_spi_mode_t."},
+        {6, 2, "custom_instruction_io2_level", "cannot be encoded in a qspi_level_io_t."},
+        {7, 2, "custom_instruction_io3_level", "cannot be encoded in a qspi_level_io_t."},
+        {5, 256, "sck_delay", "is not between 0 and 255."},
     };
-#undef CODED
-#undef LINE
+    std::size_t pin = 8;
+    for (const std::string line : {"CSN", "CLK", "DIO0", "DIO1", "DIO2", "DIO3"}) {
+        fields.push_back({pin + 1, 2, line + "_port", "is not a valid port."});
+        fields.push_back({pin, line == "DIO2" ? 16u : 32u, line + "_pin", "is not a valid pin address."});
+        pin += 2;
+    }
+    fields.push_back({pin, 8, "WIP_index", "is not between 0 and 7."});
+    fields.push_back({pin + 1, 2, "PPSize", "cannot be encoded in a qspi_page_program_size_t."});
     open_device();
-    auto accumulated = config();
+    auto accumulated = std::bit_cast<Words>(config());
     for (auto field = fields.rbegin(); field != fields.rend(); ++field) {
-        auto alone = config();
-        field->spoil(alone);
-        EXPECT_EQ(TESSIT_qspi_init(0, &alone), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(last_of(log_messages()), field->message);
-        field->spoil(accumulated);
-        EXPECT_EQ(TESSIT_qspi_init(0, &accumulated), ERR_BAD_ARGUMENT);
-        EXPECT_EQ(last_of(log_messages()), field->message);
+        auto alone = std::bit_cast<Words>(config());
+        alone[field->index] = accumulated[field->index] = field->value;
+        for (const Words& words : {alone, accumulated}) {
+            const auto spoilt = std::bit_cast<qspi_init_config_t>(words);
+            EXPECT_THAT(TESSIT_qspi_init(0, &spoilt),
+                        FailsWith(ERR_BAD_ARGUMENT, "Invalid init_params->" + field->name +
+                                                        " provided. The value received " + field->why));
+        }
     }
     EXPECT_THAT(jlink.calls, IsEmpty());
     for (const std::uint32_t frequency : {0u, 1u, 3u, 7u, 15u}) {

@@ -97,15 +97,17 @@ TEST_F(Bus, IsNotAskedForFlashAndRam)
 TEST_F(Bus, IsNotAskedAtTheSeamOfTwoMemories)
 {
     const std::span<std::uint8_t> all{ram};
-    const std::vector<DirectMemory> sections{
-        memories()[0],
-        {.base = ram_base, .bytes = all.first(0x2000), .writable = true},
-        {.base = ram_base + 0x2000, .bytes = all.subspan(0x2000), .writable = true}};
+    std::vector<DirectMemory> sections{memories()[0],
+                                       {.base = ram_base, .bytes = all.first(0x2000), .writable = true},
+                                       {.base = ram_base + 0x2000, .bytes = all.subspan(0x2000), .writable = true}};
     cpu.set_memories(sections);
     EXPECT_EQ(execute({0x6002, 0x6803}, ram_base + 0x1FFE).why, StopReason::breakpoint); // str r2, [r0]; ldr r3, [r0]
     EXPECT_EQ(word(ram_base + 0x1FFE), 0x01234567);
     EXPECT_EQ(r(3), 0x01234567);
     EXPECT_TRUE(accesses.empty());
+    sections[1].writable = false;
+    cpu.set_memories(sections);
+    EXPECT_EQ(execute({0x6002}, ram_base).why, StopReason::fault);
 }
 
 TEST_F(Bus, LeavesRegistersAloneWhenItRefusesInTheMiddleOfAnInstruction)

@@ -61,12 +61,10 @@ TYPED_TEST(CpuRegisters, StartFromTheVectorTable)
     for (unsigned i = 0; i < cpu_register_count; ++i) {
         EXPECT_EQ(this->reg(i), expected[i]) << "register " << i;
     }
-}
-
-TYPED_TEST(CpuRegisters, HaveNoThumbBitAfterAVectorWithoutOne)
-{
+    EXPECT_EQ(this->cpu->run(0).instructions, 0);
+    EXPECT_EQ(this->reg(cpu_register::pc), 0x100);
     this->cpu->reset(0x20004000, 0x00000100);
-    EXPECT_EQ(this->reg(cpu_register::xpsr), 0);
+    EXPECT_EQ(this->reg(cpu_register::xpsr), 0) << "a vector without the Thumb bit";
     EXPECT_EQ(this->reg(cpu_register::pc), 0x100);
 }
 
@@ -93,15 +91,6 @@ TYPED_TEST(CpuRegisters, MaskWhatTheHardwareDoesNotHold)
         this->cpu->write_register(index, 0xFFFFFFFF);
         EXPECT_EQ(this->reg(index), value) << "register " << index;
     }
-}
-
-TYPED_TEST(CpuRegisters, SpendNothingOnABudgetOfNothing)
-{
-    this->cpu->reset(0x20004000, 0x101);
-    const RunResult result = this->cpu->run(0);
-    EXPECT_EQ(result.instructions, 0);
-    EXPECT_EQ(result.why, StopReason::budget_spent);
-    EXPECT_EQ(this->reg(cpu_register::pc), 0x100);
 }
 
 TEST(RegisterFileCpu, SpendsTheBudgetAndStaysWhereItIs)
