@@ -43,21 +43,19 @@ TEST_F(MemoryTest, FailedAccessesAreReportedByFunctionAndResult)
     open_device();
     std::uint32_t word = 0;
     std::array<std::uint8_t, 8> bytes{};
-
-    jlink.JLINKARM_ReadMemU32 = [](auto, auto, auto, auto) { return -3; };
-    EXPECT_THAT(TESSIT_read_u32(0, &word),
-                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll ReadMemU32 returned error -3."));
+    const auto failure = [](const char* what) {
+        return FailsWith(ERR_JLINK_CALL_FAILED, std::string{"JLinkARM.dll "} + what);
+    };
+    jlink.JLINKARM_ReadMemU32 = [](auto...) { return -3; };
+    EXPECT_THAT(TESSIT_read_u32(0, &word), failure("ReadMemU32 returned error -3."));
     jlink.JLINKARM_ReadMemU32 = [](auto, auto, auto, std::uint8_t* status) { return *status = 200, 1; };
-    EXPECT_THAT(TESSIT_read_u32(0, &word),
-                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll ReadMemU32 returned status 200."));
-    jlink.JLINKARM_ReadMem = [](auto, auto, auto) { return 1; };
-    EXPECT_THAT(TESSIT_read(0, bytes.data(), 8),
-                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll ReadMem returned error 1."));
-    jlink.JLINKARM_WriteU32 = [](auto, auto) { return 1; };
-    EXPECT_THAT(TESSIT_write_u32(0, 0, 0), FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll WriteU32 returned error 1."));
-    jlink.JLINKARM_WriteMem = [](auto, auto, auto) { return -1; };
-    EXPECT_THAT(TESSIT_write(0, bytes.data(), 8, 0),
-                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll WriteMem returned error -1."));
+    EXPECT_THAT(TESSIT_read_u32(0, &word), failure("ReadMemU32 returned status 200."));
+    jlink.JLINKARM_ReadMem = [](auto...) { return 1; };
+    EXPECT_THAT(TESSIT_read(0, bytes.data(), 8), failure("ReadMem returned error 1."));
+    jlink.JLINKARM_WriteU32 = [](auto...) { return 1; };
+    EXPECT_THAT(TESSIT_write_u32(0, 0, 0), failure("WriteU32 returned error 1."));
+    jlink.JLINKARM_WriteMem = [](auto...) { return -1; };
+    EXPECT_THAT(TESSIT_write(0, bytes.data(), 8, 0), failure("WriteMem returned error -1."));
 }
 
 TEST_F(MemoryTest, TheWriteBracketSurroundsAFlashWriteOnly)
@@ -263,36 +261,30 @@ TEST_F(MemoryTest, DebugPortRegistersAreSelectedBeforeEachAccess)
     EXPECT_EQ(TESSIT_read_debug_port_register(0x10, &data), RESULT_OK);
     EXPECT_EQ(TESSIT_write_debug_port_register(0x18, 5), RESULT_OK);
     EXPECT_THAT(calls(), ElementsAre("CORESIGHT_Configure(\"\")", "dp2=0", "dp1", "dp2=2", "dp1", "dp0", "dp2=5"));
-    EXPECT_THAT(log_lines, testing::Contains("Birch_read_debug_port_register"));
-    EXPECT_THAT(log_lines, Not(testing::Contains(". Birch_read_debug_port_register")));
     forget();
     EXPECT_EQ(TESSIT_read_access_port_register(1, 0xFC, &data), RESULT_OK);
     EXPECT_EQ(TESSIT_write_access_port_register(0xFF, 0x54, 9), RESULT_OK);
     EXPECT_THAT(calls(), ElementsAre("dp2=0", "dp1=50000000", "dp2=10000F0", "ap3", "dp2=FF000050", "ap1=9"));
 }
 
-TEST_F(MemoryTest, RawPortAccessesAreRefusedSilentlyWhileTheDeviceIsConnected)
+TEST_F(MemoryTest, RawPortAccessesAreRefusedSilentlyWhileTheDeviceIsConnectedAndAFailureIsTriedAgain)
 {
-    open_device();
+    open_probe();
     std::uint32_t data = 0;
+    jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return -8; };
+    EXPECT_THAT(TESSIT_read_access_port_register(1, 0, &data),
+                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll CORESIGHT_Configure returned error -8."));
+    jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return 0; };
+    jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto...) { return -8; };
+    EXPECT_THAT(TESSIT_read_access_port_register(1, 0, &data),
+                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll CORESIGHT_ReadAPDPReg returned error -8."));
+    jlink.is_connected = true;
+    forget();
     EXPECT_EQ(TESSIT_read_debug_port_register(0, &data), ERR_WRONG_STATE);
     EXPECT_EQ(TESSIT_write_debug_port_register(0, 0), ERR_WRONG_STATE);
     EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), ERR_WRONG_STATE);
     EXPECT_EQ(TESSIT_write_access_port_register(1, 0, 0), ERR_WRONG_STATE);
     EXPECT_THAT(log_messages(), IsEmpty());
-}
-
-TEST_F(MemoryTest, AFailedPortConfigurationIsTriedAgainByTheNextAccess)
-{
-    open_probe();
-    std::uint32_t data = 0;
-    jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return -8; };
-    EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), ERR_JLINK_CALL_FAILED);
-    EXPECT_THAT(log_messages(), ElementsAre("JLinkARM.dll CORESIGHT_Configure returned error -8."));
-    jlink.JLINKARM_CORESIGHT_Configure = [](auto) { return 0; };
-    jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto, auto, auto) { return -8; };
-    EXPECT_THAT(TESSIT_read_access_port_register(1, 0, &data),
-                FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll CORESIGHT_ReadAPDPReg returned error -8."));
 }
 
 } // namespace

@@ -17,7 +17,8 @@ TEST_F(ProbeTest, AConnectionIsSetUpInThisOrder)
 {
     open();
     forget();
-    EXPECT_EQ(TESSIT_connect_to_emu_with_snr(777, 125), RESULT_OK);
+    jlink.JLINKARM_GetHWStatus = [](JLinkHardwareStatus* status) { return status->target_millivolts = 1500, -1; };
+    EXPECT_EQ(TESSIT_connect_to_emu_with_snr(777, 125), RESULT_OK) << "only a result of 1 and less than 1500 mV fail";
     EXPECT_THAT(jlink.calls,
                 ElementsAre("IsOpen()", "EMU_GetNumDevices()", "EMU_SelectByUSBSN(0x309)", "OpenEx()", "GetHWStatus()",
                             "ExecCommand(\"Device = BIRCH_M1_VA\", 0x1F4)",
@@ -57,10 +58,7 @@ TEST_F(ProbeTest, AFailedConnectionSaysWhyAndLeavesNoSession)
          "JLinkARM.dll GetHWStatus returned error 1.", true},
         {"supply",
          [](auto& j) {
-             j.JLINKARM_GetHWStatus = [](JLinkHardwareStatus* status) {
-                 status->target_millivolts = 1499;
-                 return 0;
-             };
+             j.JLINKARM_GetHWStatus = [](JLinkHardwareStatus* s) { return s->target_millivolts = 1499, 0; };
          },
          ERR_TARGET_LOW_VOLTAGE, "Low voltage detected in target device.", true},
         {"serial number", [](auto& j) { j.JLINKARM_GetSN = [] { return -5; }; }, ERR_JLINK_CALL_FAILED,
@@ -108,19 +106,15 @@ TEST_F(ProbeTest, EachSessionCommandCanFailAndEndsTheConnection)
     }
 }
 
-TEST_F(ProbeTest, OnlyResult1OfTheHardwareStatusAndASupplyBelow1500AreFailures)
-{
-    open();
-    jlink.JLINKARM_GetHWStatus = [](JLinkHardwareStatus* status) {
-        status->target_millivolts = 1500;
-        return -1;
-    };
-    EXPECT_EQ(TESSIT_connect_to_emu_without_snr(50000), RESULT_OK);
-}
-
 TEST_F(ProbeTest, ASecondConnectionIsRefusedAndChangesNothing)
 {
     open_probe();
+    char text[16] = "";
+    jlink.JLINKARM_GetFirmwareString = [](char* buffer, std::uint32_t size) { std::strncpy(buffer, "probe", size); };
+    EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, sizeof text), RESULT_OK);
+    EXPECT_STREQ(text, "probe");
+    EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, 0), RESULT_OK);
+    forget();
     EXPECT_EQ(TESSIT_connect_to_emu_with_snr(1, 200), ERR_WRONG_STATE);
     EXPECT_THAT(log_messages(), ElementsAre("Cannot call connect_to_emu_with_snr when connect_to_emu_without_snr or "
                                             "connect_to_emu_with_snr has already been called."));
@@ -208,16 +202,6 @@ TEST_F(ProbeTest, AFailingPowerDownIsLoggedTwiceAndIgnoredAFailingDemcrWriteStop
     jlink.JLINKARM_WriteU32 = [](auto, auto) { return -1; };
     EXPECT_EQ(TESSIT_disconnect_from_emu(), ERR_JLINK_CALL_FAILED);
     EXPECT_TRUE(jlink.is_open);
-}
-
-TEST_F(ProbeTest, TheFirmwareTextTakesAnySize)
-{
-    open_probe();
-    char text[16] = "";
-    jlink.JLINKARM_GetFirmwareString = [](char* buffer, std::uint32_t size) { std::strncpy(buffer, "probe", size); };
-    EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, sizeof text), RESULT_OK);
-    EXPECT_STREQ(text, "probe");
-    EXPECT_EQ(TESSIT_read_connected_emu_fwstr(text, 0), RESULT_OK);
 }
 
 } // namespace

@@ -118,7 +118,13 @@ TEST_F(RttTest, TheStartedStateOutlivesACloseAndALostConnectionIsReported)
                           "rtt_start has been called, but the connection to the device has been lost, so no "
                           "rtt_is_control_block_found can be performed."));
     EXPECT_EQ(TESSIT_rtt_stop(), ERR_WRONG_STATE);
+    session.qspi_initialized = true;
+    std::uint8_t byte = 0;
+    EXPECT_THAT(TESSIT_qspi_read(0, &byte, 1),
+                FailsWith(ERR_WRONG_STATE, "qspi_init has been called, but the connection to the device has been lost, "
+                                           "so no qspi_read can be performed."));
     TESSIT_close_dll();
+    EXPECT_TRUE(session.qspi_initialized);
     open();
     EXPECT_THAT(TESSIT_rtt_start(),
                 FailsWith(ERR_WRONG_STATE, "Cannot call rtt_start when rtt_start has already been called."));

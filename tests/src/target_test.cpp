@@ -92,6 +92,11 @@ TEST_F(TargetTest, TheDeviceReadyStepReadsTheProtectionAndThenConnects)
                                      "ap3", "dp2=1000000", "ap3", "dp2=1000000", "ap3", "dp2=1000000", "ap3",
                                      "Connect()", "[10000130]", "[10000134]", "[10000110]", "Halt()", "[20]"));
     EXPECT_THAT(log_messages(), ElementsAre("Device version is BIRCH_M2_VA_REV1."));
+    forget();
+    auto status = FULL;
+    EXPECT_EQ(TESSIT_readback_status(&status), RESULT_OK);
+    EXPECT_EQ(status, NONE) << "connected, and so unprotected without being asked";
+    EXPECT_THAT(calls(), IsEmpty());
     EXPECT_THAT(
         TESSIT_connect_to_device(),
         FailsWith(ERR_WRONG_STATE, "Cannot call connect_to_device when connect_to_device has already been called."));
@@ -135,15 +140,6 @@ TEST_F(TargetTest, ProtectionIsBelievedWhenFourReadsAgree)
     EXPECT_EQ(TESSIT_readback_status(&status), ERR_JLINK_CALL_FAILED);
     EXPECT_EQ(reads, 40u);
     EXPECT_THAT(log_messages(), IsEmpty());
-}
-
-TEST_F(TargetTest, AConnectedDeviceIsUnprotectedWithoutBeingAsked)
-{
-    open_device();
-    auto status = FULL;
-    EXPECT_EQ(TESSIT_readback_status(&status), RESULT_OK);
-    EXPECT_EQ(status, NONE);
-    EXPECT_THAT(jlink.calls, ElementsAre("IsOpen()", "IsConnected()"));
 }
 
 TEST_F(TargetTest, AFailedConnectionIsReportedAndAnUnidentifiedDeviceIsNotLeftConnected)
