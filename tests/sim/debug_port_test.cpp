@@ -10,10 +10,16 @@ std::uint32_t read_debug(std::uint8_t index)
     return value;
 }
 
-TEST(DebugPort, answersOnlyAfterItWasConfigured)
+class DebugPort : public testing::Test
 {
+protected:
+    DebugPort() { EXPECT_TRUE(open_probe()); }
+
     TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    ASSERT_TRUE(open_probe());
+};
+
+TEST_F(DebugPort, answersOnlyAfterItWasConfigured)
+{
     std::uint32_t value = 0;
     EXPECT_LT(JLINKARM_CORESIGHT_ReadAPDPReg(0, 0, &value), 0);
     EXPECT_THAT(bench.take_records(), begin_with("coresight-unconfigured"));
@@ -21,10 +27,8 @@ TEST(DebugPort, answersOnlyAfterItWasConfigured)
     EXPECT_EQ(read_debug(0), 0x2BA01477U);
 }
 
-TEST(DebugPort, acknowledgesPowerRequestsAndRefusesAccessPortsWithoutThem)
+TEST_F(DebugPort, acknowledgesPowerRequestsAndRefusesAccessPortsWithoutThem)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    ASSERT_TRUE(open_probe());
     EXPECT_EQ(JLINKARM_CORESIGHT_Configure(""), 0);
     std::uint32_t value = 0;
     EXPECT_LT(JLINKARM_CORESIGHT_ReadAPDPReg(3, 1, &value), 0);
@@ -38,10 +42,8 @@ TEST(DebugPort, acknowledgesPowerRequestsAndRefusesAccessPortsWithoutThem)
     EXPECT_EQ(read_port(7, 0xFC), 0U);     // an absent port
 }
 
-TEST(DebugPort, banksItsRegisters)
+TEST_F(DebugPort, banksItsRegisters)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    ASSERT_TRUE(open_probe());
     power_debug_port();
     EXPECT_EQ(JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 3), 0);
     EXPECT_EQ(read_debug(1), 1U); // DLPIDR
@@ -50,10 +52,8 @@ TEST(DebugPort, banksItsRegisters)
     EXPECT_EQ(read_debug(1), 0xF0000000U);
 }
 
-TEST(DebugPort, reachesMemoryThroughTheMemoryPort)
+TEST_F(DebugPort, reachesMemoryThroughTheMemoryPort)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    ASSERT_TRUE(open_probe());
     power_debug_port();
     write_port(0, 0x00, 0x23000012); // words, counting up
     write_port(0, 0x04, ram + 0x3F8);
@@ -74,10 +74,8 @@ TEST(DebugPort, reachesMemoryThroughTheMemoryPort)
     EXPECT_EQ(read_port(0, 0x1C), 2U); // banked: the last of the four words around the address
 }
 
-TEST(DebugPort, reportsAFaultOfTheBusAndRecovers)
+TEST_F(DebugPort, reportsAFaultOfTheBusAndRecovers)
 {
-    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    ASSERT_TRUE(open_probe());
     power_debug_port();
     write_port(0, 0x04, 0x30000000);
     std::uint32_t value = 0;
@@ -87,18 +85,15 @@ TEST(DebugPort, reportsAFaultOfTheBusAndRecovers)
     EXPECT_EQ(read_port(0, 0x0C), 6U);
 }
 
-TEST(DebugPort, losesItsPowerAtTheEndOfTheSessionWhenTheHostChoseSo)
+TEST_F(DebugPort, losesItsPowerAtTheEndOfTheSessionWhenTheHostChoseSo)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
     for (const bool power_down : {false, true}) {
-        ASSERT_TRUE(open_probe());
         power_debug_port();
         EXPECT_EQ(command(power_down ? "SetDbgPowerDownOnClose = 1" : "SetDbgPowerDownOnClose = 0"), "");
         JLINKARM_Close();
         ASSERT_TRUE(open_probe());
         EXPECT_EQ(JLINKARM_CORESIGHT_Configure(""), 0);
         EXPECT_EQ(read_debug(1), power_down ? 0 : 0xF0000000U);
-        JLINKARM_Close();
     }
 }
 

@@ -90,6 +90,7 @@ TEST(EraseAll, isAbortedByAResetAndRecorded)
             ASSERT_EQ(read_port(control_port, erase_all_status), 1U);
         }
         pulse_control_reset();
+        EXPECT_EQ(read_port(control_port, erase_all_status), 0U);
         EXPECT_EQ(bench.peek_word(0), 0U);
         EXPECT_EQ(read_port(control_port, protection_status), 0U);
         EXPECT_THAT(bench.take_records(), begin_with("erase-all-busy", "erase-all-aborted"));
