@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <functional>
 
 namespace tessit_test {
 namespace {
@@ -51,17 +52,30 @@ TEST(Trace, tellsEveryCallWithArgumentsAndResult)
                             "JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0) = 0", "JLINKARM_Close()"));
 }
 
+int order(const char* function, const std::function<void(jlinksim_fault_t&)>& describe = {})
+{
+    jlinksim_fault_t fault{};
+    fault.function = function;
+    fault.occurrence = 1;
+    fault.count = 1;
+    if (describe) {
+        describe(fault);
+    }
+    return JLINKSIM_inject_fault(&fault);
+}
+
 TEST(Faults, takeTheirTurnAndPass)
 {
     const HaltedChip bench;
-    jlinksim_fault_t fault{};
-    fault.function = "JLINKARM_WriteU32";
-    fault.occurrence = 2;
-    fault.count = 2;
-    fault.set_result = 1;
-    fault.result = -7;
-    fault.pending_error = 9;
-    ASSERT_EQ(JLINKSIM_inject_fault(&fault), 0);
+    ASSERT_EQ(order("JLINKARM_WriteU32",
+                    [](jlinksim_fault_t& fault) {
+                        fault.occurrence = 2;
+                        fault.count = 2;
+                        fault.set_result = 1;
+                        fault.result = -7;
+                        fault.pending_error = 9;
+                    }),
+              0);
     const std::uint32_t before = read_word(ram + 4);
     EXPECT_EQ(JLINKARM_WriteU32(ram, 1), 0);
     EXPECT_EQ(JLINKARM_HasError(), 0);
@@ -76,14 +90,6 @@ TEST(Faults, takeTheirTurnAndPass)
 TEST(Faults, fitTheFunctionTheyReplace)
 {
     const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
-    const auto order = [](const char* function, const auto& describe) {
-        jlinksim_fault_t fault{};
-        fault.function = function;
-        fault.occurrence = 1;
-        fault.count = 1;
-        describe(fault);
-        return JLINKSIM_inject_fault(&fault);
-    };
     const auto result = [](std::int32_t value) {
         return [=](jlinksim_fault_t& fault) {
             fault.set_result = 1;
@@ -120,10 +126,7 @@ TEST(Faults, canBeOrderedForEachFunction)
              JLINK_FUNCTIONS(NAME_OF)
 #undef NAME_OF
          }) {
-        jlinksim_fault_t fault{};
-        fault.function = function;
-        fault.occurrence = 1;
-        EXPECT_EQ(JLINKSIM_inject_fault(&fault), 0) << function;
+        EXPECT_EQ(order(function), 0) << function;
     }
 }
 
