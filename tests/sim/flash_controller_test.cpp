@@ -121,20 +121,18 @@ TEST(SimulatedFlash, takesTheTimeOfTheDataSheet)
     EXPECT_LT(read, 170'000'000U);
 }
 
-TEST(SimulatedFlash, ignoresWhatIsAskedOfABusyController)
+TEST(SimulatedFlash, ignoresWhatIsAskedOfABusyControllerEvenIfItNeverGetsReady)
 {
-    HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};
-    write_word(flash_config, 2);
-    write_word(flash_erase_page, 0x1000);
-    write_word(flash_erase_page, 0x2000);
-    write_word(flash_config, 0);
-    EXPECT_THAT(bench.take_records(), begin_with("flash-busy", "flash-busy"));
-    EXPECT_EQ(read_word(flash_config), 2U);
-    EXPECT_EQ(read_word(0x2000), 0U);
-}
-
-TEST(SimulatedFlash, neverGetsReadyWhenTheBenchSaysSo)
-{
+    {
+        HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};
+        write_word(flash_config, 2);
+        write_word(flash_erase_page, 0x1000);
+        write_word(flash_erase_page, 0x2000);
+        write_word(flash_config, 0);
+        EXPECT_THAT(bench.take_records(), begin_with("flash-busy", "flash-busy"));
+        EXPECT_EQ(read_word(flash_config), 2U);
+        EXPECT_EQ(read_word(0x2000), 0U);
+    }
     HaltedChip bench{"BIRCH_M1_VA_REV2", "faults = [\"flash_never_ready\"]\n"};
     program_word(0x1000, 0);
     for (int polls = 0; polls < 100; ++polls) {
@@ -144,59 +142,51 @@ TEST(SimulatedFlash, neverGetsReadyWhenTheBenchSaysSo)
     EXPECT_THAT(bench.take_records(), begin_with("flash-busy"));
 }
 
-struct BlockProtectionCase
+TEST(BlockProtection, holdsUntilTheChipsWayOfReleasingIt)
 {
-    const char* version;
-    std::uint32_t disable_register; ///< 0: the chip has none, and any reset releases
-};
-
-class BlockProtection : public testing::TestWithParam<BlockProtectionCase>
-{
-};
-
-TEST_P(BlockProtection, holdsUntilTheChipsWayOfReleasingIt)
-{
-    const auto [version, disable_register] = GetParam();
-    HaltedChip bench{version, "flash_fill = 0xF0\nprotected_blocks = [1]\n"};
-    const auto try_to_change = [&] {
-        program_word(0x1000, 0);
-        program_word(0x2000, 0);
+    struct Case
+    {
+        const char* version;
+        std::uint32_t disable_register; ///< 0: the chip has none, and any reset releases
+    };
+    for (const auto& [version, disable_register] :
+         {Case{"BIRCH_M1_VA_REV2", 0x40000608}, Case{"BIRCH_M3_VA_REV1", 0x40000608},
+          Case{"BIRCH_M2_VA_ENGA", 0x4001E704}, Case{"BIRCH_M2_VA_REV1", 0}}) {
+        SCOPED_TRACE(version);
+        HaltedChip bench{version, "flash_fill = 0xF0\nprotected_blocks = [1]\n"};
+        const auto try_to_change = [&] {
+            program_word(0x1000, 0);
+            program_word(0x2000, 0);
+            write_word(flash_config, 2);
+            write_word(flash_erase_page, 0x1000);
+            wait_for_flash();
+            write_word(flash_erase_all, 1);
+            wait_for_flash();
+        };
+        try_to_change();
+        EXPECT_EQ(read_word(0x1000), 0xF0F0F0F0);
+        EXPECT_EQ(read_word(0x2000), 0U);
+        EXPECT_THAT(bench.take_records(), begin_with("flash-block-protected: write", "flash-block-protected: ERASEPAGE",
+                                                     "flash-block-protected: ERASEALL"));
+        if (disable_register != 0) {
+            ASSERT_GE(JLINKARM_Reset(), 0); // not enough by itself
+            try_to_change();
+            EXPECT_EQ(bench.take_records().size(), 3U);
+            write_word(disable_register, 1);
+        }
+        ASSERT_GE(JLINKARM_Reset(), 0);
         write_word(flash_config, 2);
-        write_word(flash_erase_page, 0x1000);
-        wait_for_flash();
         write_word(flash_erase_all, 1);
         wait_for_flash();
-    };
-    try_to_change();
-    EXPECT_EQ(read_word(0x1000), 0xF0F0F0F0);
-    EXPECT_EQ(read_word(0x2000), 0U);
-    EXPECT_THAT(bench.take_records(), begin_with("flash-block-protected: write", "flash-block-protected: ERASEPAGE",
-                                                 "flash-block-protected: ERASEALL"));
-    if (disable_register != 0) {
-        ASSERT_GE(JLINKARM_Reset(), 0); // not enough by itself
-        try_to_change();
-        EXPECT_EQ(bench.take_records().size(), 3U);
-        write_word(disable_register, 1);
+        EXPECT_EQ(read_word(0x1000), blank);
+
+        JLINKSIM_power_cycle(TempBench::serial_number);
+        ASSERT_GE(JLINKARM_Connect(), 0);
+        program_word(0x1000, 0);
+        EXPECT_EQ(read_word(0x1000), blank);
+        EXPECT_EQ(bench.take_records().size(), 1U);
     }
-    ASSERT_GE(JLINKARM_Reset(), 0);
-    write_word(flash_config, 2);
-    write_word(flash_erase_all, 1);
-    wait_for_flash();
-    EXPECT_EQ(read_word(0x1000), blank);
-
-    JLINKSIM_power_cycle(TempBench::serial_number);
-    ASSERT_GE(JLINKARM_Connect(), 0);
-    program_word(0x1000, 0);
-    EXPECT_EQ(read_word(0x1000), blank);
-    EXPECT_EQ(bench.take_records().size(), 1U);
 }
-
-INSTANTIATE_TEST_SUITE_P(Chips, BlockProtection,
-                         testing::Values(BlockProtectionCase{"BIRCH_M1_VA_REV2", 0x40000608},
-                                         BlockProtectionCase{"BIRCH_M3_VA_REV1", 0x40000608},
-                                         BlockProtectionCase{"BIRCH_M2_VA_ENGA", 0x4001E704},
-                                         BlockProtectionCase{"BIRCH_M2_VA_REV1", 0}),
-                         [](const auto& chip) { return std::string{chip.param.version}; });
 
 } // namespace
 } // namespace tessit_test
