@@ -141,8 +141,8 @@ bool DebugPort::write_access(std::uint8_t index, std::uint32_t value)
     if (access.port != nullptr) {
         return acknowledged(access.port->write_port(access.address, value));
     }
-    records().add("access-port-absent",
-                  fmt::format("write of 0x{:X} with SELECT 0x{:08X}", value, word(select_register)));
+    records().add("access-port-absent", fmt::format("write with SELECT 0x{:08X}", word(select_register)),
+                  fmt::format(" of 0x{:X}", value));
     return true;
 }
 

@@ -77,7 +77,7 @@ std::uint32_t FlashController::read_ready(unsigned /*index*/)
 void FlashController::write_config(std::uint32_t value, unsigned /*index*/)
 {
     if (is_busy() && !faults_.flash_never_ready) {
-        records().add("flash-busy", fmt::format("CONFIG = {} while the controller is busy", value));
+        records().add("flash-busy", "CONFIG while the controller is busy", fmt::format(" = {}", value));
         return;
     }
     if (value > erase_enable) {
@@ -213,14 +213,15 @@ void FlashController::program_word(const Area& area, std::uint32_t offset, std::
 {
     const std::uint32_t address = area.address + offset;
     if (area.is_code && protection_.covers(offset)) {
-        records().add("flash-block-protected", fmt::format("write of 0x{:08X} to 0x{:08X}", value, address));
+        records().add("flash-block-protected", fmt::format("write to 0x{:08X}", address),
+                      fmt::format(" of 0x{:08X}", value));
         return;
     }
     std::uint32_t cell = 0;
     std::memcpy(&cell, &area.bytes[offset], sizeof cell);
     if ((value & ~cell) != 0) {
-        records().add("flash-bits-not-erased",
-                      fmt::format("write of 0x{:08X} to 0x{:08X}, which holds 0x{:08X}", value, address, cell));
+        records().add("flash-bits-not-erased", fmt::format("write to 0x{:08X}", address),
+                      fmt::format(" of 0x{:08X}, which holds 0x{:08X}", value, cell));
     }
     cell &= value;
     std::memcpy(&area.bytes[offset], &cell, sizeof cell);

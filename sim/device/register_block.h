@@ -83,12 +83,14 @@ public:
     {
         const Place place = find(offset);
         if (place.row == nullptr) {
-            records_.add("register-reserved", fmt::format("write of 0x{:X} to {} + 0x{:X}", value, name_, offset));
+            records_.add("register-reserved", fmt::format("write to {} + 0x{:X}", name_, offset),
+                         fmt::format(" of 0x{:X}", value));
             return;
         }
         const Register<Device>& row = *place.row;
         if (row.writable == 0 && row.on_write == nullptr) {
-            records_.add("register-read-only", fmt::format("write of 0x{:X} to {}.{}", value, name_, row.name));
+            records_.add("register-read-only", fmt::format("write to {}.{}", name_, register_name(place)),
+                         fmt::format(" of 0x{:X}", value));
             return;
         }
         apply(row, place, value);
@@ -152,6 +154,12 @@ private:
         unsigned index = 0;
         std::size_t slot = 0;
     };
+
+    /// With its number where the row stands for several.
+    static std::string register_name(const Place& place)
+    {
+        return place.row->count == 1 ? place.row->name : fmt::format("{}[{}]", place.row->name, place.index);
+    }
 
     static bool is_view(const Register<Device>& row)
     {

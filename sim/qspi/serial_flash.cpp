@@ -181,8 +181,8 @@ std::uint8_t SerialFlash::answer_content()
 std::uint32_t SerialFlash::wrapped(std::uint32_t address)
 {
     if (address >= content_.size()) {
-        records_.add("serial-flash-beyond-end",
-                     fmt::format("{} at 0x{:08X} of {} bytes", instruction_->name, address, content_.size()));
+        records_.add("serial-flash-beyond-end", fmt::format("{} beyond {} bytes", instruction_->name, content_.size()),
+                     fmt::format(", at 0x{:08X}", address));
     }
     return address & static_cast<std::uint32_t>(content_.size() - 1);
 }
@@ -246,8 +246,8 @@ void SerialFlash::program()
     for (std::size_t i = 0; i < cells.size(); ++i) {
         // Ones over programmed cells are how a host leaves them alone.
         if (page[i] != ones && (page[i] & ~cells[i]) != 0) {
-            records_.add("serial-flash-bits-not-erased", fmt::format("0x{:02X} to 0x{:08X}, which holds 0x{:02X}",
-                                                                     page[i], first - in_page + i, cells[i]));
+            records_.add("serial-flash-bits-not-erased", fmt::format("0x{:08X}", first - in_page + i),
+                         fmt::format(" gets 0x{:02X} and holds 0x{:02X}", page[i], cells[i]));
         }
         cells[i] &= page[i];
     }

@@ -1,22 +1,37 @@
 #include "sim/witness/records.h"
 
-#include <algorithm>
 #include <fmt/core.h>
 
 namespace jlinksim {
+namespace {
 
-void Records::add(std::string_view name, std::string_view what)
+/// The last line of a name in a call that left more than fits.
+constexpr const char* elsewhere = "at further places";
+
+} // namespace
+
+void Records::add(std::string_view name, std::string_view what, std::string_view detail)
 {
     if (mutes_ != 0) {
         return;
     }
-    const auto first = entries_.begin() + static_cast<std::ptrdiff_t>(call_begin_);
-    const auto same = std::find_if(first, entries_.end(), [&](const Entry& entry) { return entry.name == name; });
-    if (same != entries_.end()) {
-        ++same->repetitions;
-        return;
+    std::size_t places = 0;
+    for (std::size_t i = call_begin_; i < entries_.size(); ++i) {
+        Entry& entry = entries_[i];
+        if (entry.name != name) {
+            continue;
+        }
+        if (entry.what == what || entry.what == elsewhere) {
+            ++entry.repetitions;
+            return;
+        }
+        ++places;
     }
-    entries_.push_back({std::string{name}, std::string{what}, 0});
+    if (places < most_places) {
+        entries_.push_back({std::string{name}, std::string{what}, std::string{detail}});
+    } else {
+        entries_.push_back({std::string{name}, elsewhere, {}});
+    }
 }
 
 void Records::call_ends()
@@ -31,9 +46,9 @@ std::string Records::line(std::size_t index) const
 {
     const Entry& entry = entries_.at(index);
     if (entry.repetitions == 0) {
-        return fmt::format("{}: {}", entry.name, entry.what);
+        return fmt::format("{}: {}{}", entry.name, entry.what, entry.detail);
     }
-    return fmt::format("{}: {} (and {} more in this call)", entry.name, entry.what, entry.repetitions);
+    return fmt::format("{}: {}{} (and {} more in this call)", entry.name, entry.what, entry.detail, entry.repetitions);
 }
 
 void Records::clear()

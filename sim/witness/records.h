@@ -17,9 +17,12 @@ public:
     /// Also append every record to a file. @throws std::runtime_error when it cannot be opened
     void append_to(const std::string& path) { file_.open(path, "JLINKARM_SIM_RECORDS"); }
 
-    /// Repetitions of a name within one J-Link call are counted in its first record: a block write of 4 KiB to
-    /// locked flash is one record.
-    void add(std::string_view name, std::string_view what);
+    /// Lines of one name that one J-Link call can leave; what more there is has a line for all of it.
+    static constexpr std::size_t most_places = 16;
+
+    /// Equal accesses within one J-Link call are one record, with their count: `what` says which access it was, with
+    /// its address and direction. `detail`, such as the value written, is the first one's.
+    void add(std::string_view name, std::string_view what, std::string_view detail = {});
     void call_ends();
 
     std::size_t count() const { return entries_.size(); }
@@ -44,6 +47,7 @@ private:
     {
         std::string name;
         std::string what;
+        std::string detail;
         std::uint32_t repetitions = 0;
     };
 

@@ -232,7 +232,7 @@ TEST_F(SimulatedSerialFlash, clearsBitsOnlyAndWrapsWithinThePage)
     EXPECT_EQ(word(0x2000), 0xFFFF0403);
     EXPECT_EQ(word(0x20FC), 0x0201FFFFU);
     EXPECT_EQ(word(0x10000 + 0x2000), 0xFFFF0403); // it has no line for that address bit
-    EXPECT_THAT(bench.take_records(), begin_with("serial-flash-bits-not-erased: 0x3C to 0x00001000",
+    EXPECT_THAT(bench.take_records(), begin_with("serial-flash-bits-not-erased: 0x00001000 gets 0x3C",
                                                  "serial-flash-page-wrapped", "serial-flash-beyond-end"));
 }
 

@@ -130,6 +130,21 @@ TEST(Faults, canBeOrderedForEachFunction)
     }
 }
 
+TEST(Records, foldEqualAccessesOnlyAndAreCapped)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    connect_halted();
+    std::array<std::uint32_t, 40> words{};
+    std::array<std::uint8_t, 8> bytes{};
+    ASSERT_EQ(JLINKARM_ReadMem(0x4001E700, 6, bytes.data()), 0);
+    EXPECT_THAT(bench.take_records(),
+                ElementsAre("register-reserved: read of NVMC + 0x700", "register-reserved: read of NVMC + 0x704"));
+    ASSERT_GE(JLINKARM_WriteMem(0x4001E700, sizeof words, words.data()), 0);
+    const std::vector<std::string> capped = bench.take_records();
+    ASSERT_EQ(capped.size(), 17U);
+    EXPECT_EQ(capped.back(), "register-reserved: at further places (and 23 more in this call)");
+}
+
 TEST(Environment, ordersFaultsTraceAndRecords)
 {
     const TempFolder folder;
