@@ -1,6 +1,6 @@
 #include "cli/chip/cpu_state.h"
 
-#include "cli/chip/fault_status.h"
+#include "cli/chip/fault_view.h"
 #include "cli/session/memory_map.h"
 
 #include <array>
@@ -9,14 +9,7 @@
 namespace tessit::cli {
 namespace {
 
-// Registers of the system control space.
-constexpr std::uint32_t interrupt_control = 0xE000ED04;    // ICSR
-constexpr std::uint32_t configurable_faults = 0xE000ED28;  // CFSR
-constexpr std::uint32_t hard_faults = 0xE000ED2C;          // HFSR
-constexpr std::uint32_t debug_faults = 0xE000ED30;         // DFSR
-constexpr std::uint32_t memory_fault_address = 0xE000ED34; // MMFAR
-constexpr std::uint32_t bus_fault_address = 0xE000ED38;    // BFAR
-constexpr std::uint32_t debug_control = 0xE000EDF0;        // DHCSR
+constexpr std::uint32_t debug_control = 0xE000EDF0; // DHCSR
 
 // Registers of the memory access port.
 constexpr std::uint8_t memory_port = 0;
@@ -57,24 +50,6 @@ CpuState decode_state(std::uint32_t status)
     return (status & is_sleeping) != 0 ? CpuState::sleeping : CpuState::running;
 }
 
-FaultStatus read_fault_status(const Target& target)
-{
-    constexpr std::uint32_t active_exception = 0x1FF;
-    return {.exception = target.read_word(interrupt_control) & active_exception,
-            .configurable = target.read_word(configurable_faults),
-            .hard = target.read_word(hard_faults),
-            .debug = target.read_word(debug_faults),
-            .memory_address = target.read_word(memory_fault_address),
-            .bus_address = target.read_word(bus_fault_address)};
-}
-
-std::uint32_t read_program_counter(const Session& session)
-{
-    std::uint32_t pc = 0;
-    session.check(TESSIT_read_cpu_register(R15, &pc), "read the program counter");
-    return pc;
-}
-
 bool is_breakpoint(std::uint32_t pc)
 {
     constexpr std::uint8_t breakpoint_code = 0xBE; // upper half of the instruction
@@ -82,15 +57,28 @@ bool is_breakpoint(std::uint32_t pc)
     return TESSIT_read(pc, instruction.data(), 2) == RESULT_OK && instruction[1] == breakpoint_code;
 }
 
-// Fault bits stay until the firmware clears them: at a breakpoint they are of earlier, unless a fault's handler is
-// there.
+// Outside of the handlers of faults. Fault bits stay until the firmware clears them: at a breakpoint they are of
+// earlier.
 std::string describe_cause(const FaultStatus& status, std::uint32_t pc)
 {
-    if (status.has_met_breakpoint() && !status.is_handling() && is_breakpoint(pc)) {
+    if (status.has_met_breakpoint() && is_breakpoint(pc)) {
         return "it is at a breakpoint instruction (BKPT)";
     }
     const std::string faults = describe_faults(status);
     return faults.empty() ? describe_debug_event(status) : faults;
+}
+
+std::string describe_reason(const Target& target, std::uint32_t pc, bool is_empty)
+{
+    if (is_empty) {
+        return ": the flash is empty";
+    }
+    const FaultStatus status = read_fault_status(target);
+    if (status.is_handling()) {
+        return " " + describe_handling(target, status);
+    }
+    const std::string cause = describe_cause(status, pc);
+    return cause.empty() ? "" : ": " + cause;
 }
 
 } // namespace
@@ -134,22 +122,29 @@ bool has_no_firmware(const Target& target)
 
 bool is_at_lock_up(const Target& target)
 {
-    return read_program_counter(target.session()) == lock_up_address;
+    return read_program_counter(target) == lock_up_address;
+}
+
+std::string describe_trouble(const Target& target)
+{
+    const std::uint32_t pc = read_program_counter(target);
+    if (pc == lock_up_address) {
+        return "locked up" + describe_reason(target, pc, has_no_firmware(target));
+    }
+    const FaultStatus status = read_fault_status(target);
+    return status.is_handling() ? describe_handling(target, status) : "";
 }
 
 CpuStop describe_stop(const Target& target, CpuState state)
 {
-    const FaultStatus status = read_fault_status(target);
-    const std::uint32_t pc = read_program_counter(target.session());
+    const std::uint32_t pc = read_program_counter(target);
     const bool is_empty = pc == lock_up_address && has_no_firmware(target);
-    const std::string handler = describe_handler(status);
-    const std::string cause = is_empty ? "the flash is empty" : describe_cause(status, pc);
+    std::string text =
+        fmt::format("{} at {:#010x}{}", cpu_state_name(state), pc, describe_reason(target, pc, is_empty));
     if (state == CpuState::locked_up) {
         target.go();
     }
-    return {fmt::format("{} at {:#010x}{}{}{}{}", cpu_state_name(state), pc, handler.empty() ? "" : " ", handler,
-                        cause.empty() ? "" : ": ", cause),
-            is_empty};
+    return {std::move(text), is_empty};
 }
 
 Failure stopped_cpu(const Target& target, CpuState state, std::string_view what, std::string_view restart)
@@ -168,14 +163,6 @@ Failure stopped_cpu(const Target& target, CpuState state, std::string_view what,
     return {ExitCode::failure, text,
             fmt::format("`{}` shows the CPU's registers; `{}` starts the firmware again.", session.command_line("reg"),
                         session.command_line("reset"))};
-}
-
-void forget_faults(const Target& target)
-{
-    constexpr std::array<std::uint8_t, 4> all_bits{0xFF, 0xFF, 0xFF, 0xFF}; // ones clear
-    for (const std::uint32_t status : {configurable_faults, hard_faults, debug_faults}) {
-        target.write(status, all_bits, WritePath::bus);
-    }
 }
 
 void require_running(const Target& target)

@@ -35,6 +35,10 @@ bool has_no_firmware(const Target& target);
 /// Whether a halted CPU would lock up again, were it set running.
 bool is_at_lock_up(const Target& target);
 
+/// Of a halted CPU that is in a fault's handler, "in the HardFault handler: it met ...", or that would lock up again,
+/// "locked up: ..."; empty of any other.
+std::string describe_trouble(const Target& target);
+
 struct CpuStop
 {
     std::string text;         ///< "halted at 0x00000412: it met an undefined instruction (UNDEFINSTR)"
@@ -43,9 +47,6 @@ struct CpuStop
 
 /// Of a CPU that is halted or locked up, and stays so.
 CpuStop describe_stop(const Target& target, CpuState state);
-
-/// Clears the fault status registers, which otherwise keep what earlier faults left. The CPU is halted.
-void forget_faults(const Target& target);
 
 /// What a command says of a CPU that it could not set running.
 inline constexpr const char* does_not_run = "the firmware does not run";

@@ -1,3 +1,4 @@
+#include "cli/chip/cpu_state.h"
 #include "cli/commands/cpu_view.h"
 #include "cli/commands/on_probes.h"
 
@@ -12,7 +13,10 @@ Report halt(const Target& target)
     target.halt();
     Location location = describe_location(target, read_registers(target));
     location.json["was_halted"] = was_halted;
-    return {fmt::format("{}\n{}\n", was_halted ? "The CPU was halted already." : "The CPU is halted.", location.text),
+    const std::string why = was_halted ? describe_stop(target, CpuState::halted).text : describe_trouble(target);
+    location.json["why"] = why.empty() ? Json() : Json(why);
+    return {fmt::format("The CPU {}.\n{}\n{}", was_halted ? "was halted already" : "is halted", location.text,
+                        why.empty() ? "" : fmt::format("It is {}.\n", why)),
             std::move(location.json)};
 }
 

@@ -103,7 +103,11 @@ void add_chip(InfoBuilder& info, const Target& target)
     info.add("Reset reasons", "reset_reasons",
              reasons.empty() ? "none (power-on)" : fmt::format("{}", fmt::join(reasons, ", ")), reasons);
     const CpuState cpu = seen.value_or(run_state.was_running() ? CpuState::running : CpuState::halted);
-    info.add("CPU", "cpu", cpu == CpuState::locked_up ? describe_stop(target, cpu).text : cpu_state_name(cpu),
+    const std::string trouble = cpu == CpuState::locked_up ? "" : describe_trouble(target);
+    info.add("CPU", "cpu",
+             cpu == CpuState::locked_up
+                 ? describe_stop(target, cpu).text
+                 : fmt::format("{}{}{}", cpu_state_name(cpu), trouble.empty() ? "" : ", ", trouble),
              cpu_state_name(cpu));
     run_state.restore();
 }

@@ -1,4 +1,5 @@
 #include "cli/chip/cpu_state.h"
+#include "cli/chip/fault_view.h"
 #include "cli/commands/on_probes.h"
 
 #include <fmt/format.h>

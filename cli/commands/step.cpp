@@ -31,7 +31,11 @@ Report step(const Target& target, std::uint32_t count, const Console& console)
         steps.push_back(std::move(location.json));
         before = after;
     }
-    return {std::move(text), {{"steps", std::move(steps)}}};
+    const std::string trouble = describe_trouble(target);
+    if (!trouble.empty()) {
+        text += fmt::format("It is {}.\n", trouble);
+    }
+    return {std::move(text), {{"steps", std::move(steps)}, {"why", trouble.empty() ? Json() : Json(trouble)}}};
 }
 
 ExitCode run(const Invocation& invocation, std::uint32_t count)
