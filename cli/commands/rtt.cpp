@@ -158,7 +158,8 @@ Command add_rtt(const Verb& root)
                             .excludes(list);
     verb.flag("--no-input", options->no_input, "Leave standard input alone").excludes(down).excludes(list);
     const Option raw = verb.flag("--raw", options->raw, "The channel's bytes and nothing else").excludes(list);
-    verb.flag("-t,--timestamps", conversation.output.timestamps, "The time of day before every line")
+    verb.flag("-t,--timestamps", conversation.output.timestamps,
+              "The time of day before every line; with --sim the modelled time")
         .excludes(raw)
         .excludes(list);
     verb.text("--log", "FILE", conversation.output.log_file, "Write what is shown to a file, too").excludes(list);

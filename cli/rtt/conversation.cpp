@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <span>
 
 namespace tessit::cli {
 namespace {
@@ -19,6 +20,10 @@ constexpr std::size_t input_bytes = std::size_t{64} * 1024;
 // to others. While data flows nothing waits.
 constexpr milliseconds idle_wait{2};
 constexpr milliseconds reconnect_wait{200};
+
+// Modelled time stands still until what another program writes into our input has come: up to its end, or to a pause of
+// this much of the host's time. A program that pauses waits for something, perhaps for the firmware.
+constexpr milliseconds input_pause{1000};
 
 // More than the J-Link library takes to search all of the RAM.
 constexpr milliseconds search_time{2000};
@@ -111,11 +116,12 @@ Conversation::Conversation(RttLink& link, const CpuWatch& cpu, const Conversatio
       console_{console},
       clock_{link.clock()},
       deadline_{clock_, options.timeout},
-      output_{options.output},
+      output_{clock_, options.output},
       watches_(options.up.size(), TextWatch{options.until}),
       received_(read_bytes),
       input_(input_bytes),
-      has_ended_input_{!options.takes_input}
+      has_ended_input_{!options.takes_input},
+      gathers_input_{clock_.is_modelled() && !platform::is_terminal(stdin)}
 {
 }
 
@@ -190,12 +196,27 @@ void Conversation::take_input(milliseconds wait)
         clock_.wait(wait);
         return;
     }
+    if (gathers_input_) {
+        gather_input();
+        clock_.wait(wait);
+        return;
+    }
     const platform::Input input = platform::read_input(input_, wait);
     if (input.length == 0 && clock_.is_modelled()) {
         clock_.wait(wait);
     }
     typed_.assign(input_.data(), input.length);
     has_ended_input_ = input.has_ended;
+}
+
+void Conversation::gather_input()
+{
+    while (gathers_input_ && typed_.size() < input_.size()) {
+        const platform::Input input = platform::read_input(std::span{input_}.subspan(typed_.size()), input_pause);
+        typed_.append(input_.data() + typed_.size(), input.length);
+        has_ended_input_ = input.has_ended;
+        gathers_input_ = input.length != 0;
+    }
 }
 
 // What the firmware said before it crashed has been shown by then.

@@ -62,6 +62,7 @@ private:
     bool receive();
     bool send();
     void take_input(std::chrono::milliseconds wait);
+    void gather_input();
     void look_at_cpu();
     bool is_over();
     bool has_had_its_say() const;
@@ -79,7 +80,8 @@ private:
     bool has_come_ = false; ///< the text
     bool can_send_ = false;
     bool has_ended_input_ = false;
-    std::string typed_; ///< and not sent yet
+    bool gathers_input_ = false; ///< all that is written into it, at once
+    std::string typed_;          ///< and not sent yet
     Clock::Duration last_moved_{};
     Clock::Duration last_look_{}; ///< at the CPU
 };

@@ -23,6 +23,14 @@ std::string time_of_day()
                        milliseconds);
 }
 
+// Modelled time has no time of day: it is counted from the command's begin.
+std::string time_since_begin(Clock::Duration now)
+{
+    const auto second = std::chrono::floor<std::chrono::seconds>(now);
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
+    return fmt::format("[{:%H:%M:%S}.{:03}] ", second, milliseconds);
+}
+
 std::size_t line_length(std::string_view bytes)
 {
     const std::size_t end = bytes.find('\n');
@@ -37,7 +45,7 @@ Failure log_failure(const std::string& file)
 
 } // namespace
 
-RttOutput::RttOutput(Options options) : options_{std::move(options)}
+RttOutput::RttOutput(const Clock& clock, Options options) : clock_{clock}, options_{std::move(options)}
 {
     if (!options_.log_file.empty()) {
         log_.reset(std::fopen(options_.log_file.c_str(), "wb"));
@@ -120,7 +128,10 @@ void RttOutput::take_lines(Channel& channel, std::string_view bytes)
 
 std::string RttOutput::line_begin(const Channel& channel) const
 {
-    return (options_.timestamps ? time_of_day() : std::string{}) + channel.prefix;
+    if (!options_.timestamps) {
+        return channel.prefix;
+    }
+    return (clock_.is_modelled() ? time_since_begin(clock_.now()) : time_of_day()) + channel.prefix;
 }
 
 void RttOutput::write(std::string_view text)

@@ -1,6 +1,8 @@
 /// What the up channels said, on standard output and in a log file.
 #pragma once
 
+#include "cli/time/clock.h"
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -15,12 +17,12 @@ class RttOutput
 public:
     struct Options
     {
-        bool timestamps = false; ///< the time of day before every line
+        bool timestamps = false; ///< the time of day before every line, or the modelled time
         std::string log_file;    ///< gets all that is shown, too; may be empty
     };
 
     /// Throws a Failure when the log cannot be written. The names are the channels'.
-    explicit RttOutput(Options options);
+    RttOutput(const Clock& clock, Options options);
     /// Lines that were not finished are shown now, if finish has not shown them.
     ~RttOutput();
     RttOutput(const RttOutput&) = delete;
@@ -56,6 +58,7 @@ private:
     void write(std::string_view text);
     void flush();
 
+    const Clock& clock_;
     Options options_;
     std::unique_ptr<std::FILE, FileCloser> log_;
     std::vector<Channel> channels_;

@@ -36,6 +36,7 @@ private:
 
     void write_reset(std::uint32_t value, unsigned index);
     void write_erase_all(std::uint32_t value, unsigned index);
+    std::uint32_t read_erase_all_status(unsigned index);
     /// Carry out an erase whose time has come.
     void finish_erase();
 

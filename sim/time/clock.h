@@ -8,8 +8,8 @@ namespace jlinksim {
 using HostTime = std::uint64_t (*)();
 std::uint64_t steady_host_time();
 
-/// The bench's time. Modelled time is the sum of what calls cost and is the same in every run. Hardware that a host
-/// waits for by sleeping would never finish in it, so real time between calls is kept beside it.
+/// The bench's time. Modelled time is the sum of what calls cost and hosts wait, and is the same in every run. A
+/// real-time bench counts the host's time between calls, too; no other bench ever looks at the host's clock.
 class Clock
 {
 public:
@@ -20,11 +20,11 @@ public:
     /// Nanoseconds of modelled time since the bench was opened.
     std::uint64_t modelled() const { return modelled_; }
     void advance(std::uint64_t nanoseconds) { modelled_ += nanoseconds; }
+    /// An answer makes the host wait this long before it asks again. In real time it does so by itself.
+    void let_host_wait(std::uint64_t nanoseconds) { modelled_ += real_time_ ? 0 : nanoseconds; }
 
-    /// What flash, peripherals and CPU go by: modelled time, in real-time benches with every gap between calls.
-    std::uint64_t device() const { return modelled_ + (real_time_ ? gaps_ : 0); }
-    /// What operations go by that hosts sleep for: modelled time and the gaps in which the host slept.
-    std::uint64_t with_sleeps() const { return modelled_ + gaps_; }
+    /// What chips go by: modelled time, in real-time benches with every gap between calls.
+    std::uint64_t device() const { return modelled_ + gaps_; }
 
     void call_begins();
     void call_ends();
@@ -33,8 +33,8 @@ private:
     bool real_time_;
     HostTime host_time_;
     std::uint64_t modelled_ = 0;
-    std::uint64_t gaps_ = 0;
-    std::uint64_t last_call_; ///< on the host's clock
+    std::uint64_t gaps_ = 0;      ///< between calls, on the host's clock; 0 where it does not count
+    std::uint64_t last_call_ = 0; ///< its end on the host's clock
 };
 
 } // namespace jlinksim

@@ -41,6 +41,10 @@ inline constexpr std::uint64_t serial_flash_erase_4k_ns = 45'000'000;
 inline constexpr std::uint64_t serial_flash_erase_32k_ns = 120'000'000;
 inline constexpr std::uint64_t serial_flash_erase_64k_ns = 150'000'000;
 
+/// What a host waits between two looks at a CTRL-AP erase-all in progress. The library sleeps as long before each of
+/// its looks, and gives up after 20; polling without a wait, it would have used them up long before an erase is over.
+inline constexpr std::uint64_t erase_all_poll_interval_ns = 500'000'000;
+
 /// The CPU's clock, one instruction a cycle.
 inline constexpr std::uint64_t cpu_hertz = 64'000'000;
 /// Executed at most in one J-Link call, about a tenth of a second of the host's time: a call must not hang because the

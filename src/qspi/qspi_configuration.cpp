@@ -1,5 +1,6 @@
 #include "src/qspi/qspi_configuration.h"
 
+#include "src/frame/poll_bound.h"
 #include "src/frame/result.h"
 #include "src/frame/session.h"
 #include "src/log/logger.h"
@@ -12,6 +13,9 @@
 
 namespace tessit {
 namespace {
+
+// A request to a probe on USB high speed and its answer: two microframes of 125 us.
+constexpr std::chrono::microseconds shortest_request{250};
 
 using Config = qspi_init_config_t;
 
@@ -171,14 +175,14 @@ result_code_t deactivate_qspi()
 result_code_t qspi_wait_for_ready()
 {
     FunctionTag tag{"qspi_wait_for_ready"};
-    const auto give_up_at = std::chrono::steady_clock::now() + session.qspi_bounds.ready_event;
+    PollBound bound{session.qspi_bounds.ready_event, shortest_request};
     std::uint32_t ready = 0;
     while (true) {
         RETURN_IF_FAILED(read_u32(qspi_registers::ready_event, &ready));
         if (ready != 0) {
             return RESULT_OK;
         }
-        if (std::chrono::steady_clock::now() >= give_up_at) {
+        if (bound.is_reached()) {
             log_message("QSPI ready event never comes.");
             return ERR_FLASH_CONTROLLER_TIMEOUT;
         }

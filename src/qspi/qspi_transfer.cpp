@@ -1,5 +1,6 @@
 #include "src/qspi/qspi_transfer.h"
 
+#include "src/frame/poll_bound.h"
 #include "src/frame/result.h"
 #include "src/frame/session.h"
 #include "src/log/logger.h"
@@ -101,16 +102,19 @@ result_code_t start_erase(std::uint32_t addr, qspi_erase_len_t length)
     return start_task(qspi_registers::erase_start_task);
 }
 
+// Three reads, of the ready event and of the two data registers, each of which waits for the probe's answer.
+constexpr std::chrono::microseconds shortest_instruction{3 * 250};
+
 result_code_t wait_for_erase()
 {
-    const auto give_up_at = std::chrono::steady_clock::now() + session.qspi_bounds.erase;
+    PollBound bound{session.qspi_bounds.erase, shortest_instruction};
     while (true) {
         std::uint8_t status = 0;
         RETURN_IF_FAILED(qspi_custom(read_status_instruction, 2, nullptr, &status));
         if ((status >> session.qspi.wip_index & 1) == 0) {
             return RESULT_OK;
         }
-        if (std::chrono::steady_clock::now() >= give_up_at) {
+        if (bound.is_reached()) {
             log_message("QSPI flash never finishes its erase.");
             return ERR_FLASH_CONTROLLER_TIMEOUT;
         }
