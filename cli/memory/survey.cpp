@@ -318,7 +318,7 @@ double Survey::seconds_at_best(const std::vector<UnitMap>& maps) const
 
 EraseChoice Survey::choose_erases()
 {
-    const EraseChoice choice = cheapest_erases(maps_, device_.erase_all_seconds);
+    EraseChoice choice = cheapest_erases(maps_, device_.erase_all_seconds);
     const EraseChoice hoped = cheapest_erases(with_unknown_free(maps_), device_.erase_all_seconds);
     const std::vector<Stretch> unknown = elsewhere();
     const bool may_pay = hoped.everything && hoped.seconds + seconds_to_look(unknown) < choice.seconds;
