@@ -26,6 +26,7 @@ constexpr std::uint32_t highest_supply_millivolts = 5000;
 constexpr std::uint32_t largest_serial_number = 0x7FFFFFFF; // negative ones are JLINKARM_GetSN's errors
 constexpr std::uint32_t smallest_serial_flash = 64U << 10;  // of one 64 KiB block
 constexpr std::uint32_t largest_serial_flash = 128U << 20;
+constexpr std::uint32_t either_mode = 2; // SPI mode of a serial flash that says none
 constexpr std::uint32_t large_serial_flash_page = 512;
 constexpr std::size_t most_probes = 256;
 constexpr std::uint32_t word_max = std::numeric_limits<std::uint32_t>::max();
@@ -153,6 +154,13 @@ void read_serial_flash(TableReader& chip, ChipOptions& options)
     read.busy_bit = flash->number("wip_bit", read.busy_bit, 0, 7);
     read.is_protected = flash->flag("protected", false);
     read.is_missing = flash->flag("missing", false);
+    read.has_pins = flash->flag("pins", read.has_pins);
+    read.data_lines = flash->number("data_lines", read.data_lines, 1, read.data_lines);
+    read.highest_khz = flash->number("highest_khz", 0, 1, word_max);
+    if (const std::uint32_t mode = flash->number("spi_mode", either_mode, 0, 1); mode != either_mode) {
+        read.spi_mode = mode;
+    }
+    read.deselect_ns = flash->number("deselect_ns", 0, 1, word_max);
     for (const std::string& name : flash->texts("faults")) {
         if (name != "never_ready") {
             flash->fail("faults", fmt::format("'{}' is not a fault of a serial flash; there is never_ready", name));

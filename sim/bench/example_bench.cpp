@@ -39,6 +39,11 @@ size = 8388608                      # bytes, a power of two from 65536 to 134217
 # page = 256                        # or 512: what one program instruction can write
 # wip_bit = 0                       # 0 to 7, of its status register: 1 while it writes or erases
 # protected = true                  # ignores writes and erases
+# pins = false                      # lines 2 and 3 are not its WP and HOLD
+# data_lines = 1                    # or 2: how many lines it sends and takes data over; 4 unless it says otherwise
+# spi_mode = 0                      # or 1: the only one that it understands
+# highest_khz = 8000                # clock up to which it follows
+# deselect_ns = 100                 # for how long it has to be deselected between frames
 # missing = true                    # not fitted: everything reads as ones
 # faults = ["never_ready"]          # busy for ever
 

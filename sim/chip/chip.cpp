@@ -44,9 +44,10 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
       code_alias_(ram_, alias_first(model())),
       protection_(model(), options.protected_blocks, take_words(register_words(BlockProtection::table)),
                   services.records),
-      flash_controller_(areas_of(state), protection_, options_.faults,
-                        take_words(register_words(FlashController::table)), services,
-                        [this](std::uint32_t address, std::uint32_t length) { core_.code_changed(address, length); }),
+      flash_controller_(
+          areas_of(state), protection_, options_.faults, take_words(register_words(FlashController::table)), services,
+          {.on_change = [this](std::uint32_t address, std::uint32_t length) { core_.code_changed(address, length); },
+           .disturbs_cpu = [this] { return debugger_disturbs_cpu(); }}),
       code_(flash_controller_, flash_controller_.areas().code),
       factory_area_(flash_controller_, flash_controller_.areas().factory),
       user_area_(flash_controller_, flash_controller_.areas().user),
@@ -194,7 +195,7 @@ void Chip::reset(ResetKind kind)
 {
     if (kind == ResetKind::power_on) {
         ram_.lose_content();
-        line_is_low_ = false;
+        state_.powered().reset_line_is_low = 0;
         debug_port_.reset(kind);
         control_port_.reset(kind);
         state_.powered().layout = 0; // until all is done: a kill in between must not leave half a chip
@@ -219,6 +220,11 @@ void Chip::reset(ResetKind kind)
     state_.powered().layout = VolatileState::current_layout;
 }
 
+bool Chip::is_reset_line_low() const
+{
+    return state_.powered().reset_line_is_low != 0;
+}
+
 void Chip::hold(ResetKind kind, bool held)
 {
     core_.hold(is_held());
@@ -229,7 +235,7 @@ void Chip::hold(ResetKind kind, bool held)
 
 void Chip::drive_reset_line(bool low)
 {
-    if (std::exchange(line_is_low_, low) != low) {
+    if (std::exchange(state_.powered().reset_line_is_low, low ? 1U : 0U) != (low ? 1U : 0U)) {
         hold(ResetKind::pin, low);
     }
 }
@@ -246,7 +252,9 @@ bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data
         return false;
     }
     settle();
+    debugger_writes_ = true;
     const bool ok = bus_.write(address, data);
+    debugger_writes_ = false;
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
     carry_out_requests();
     return ok;
@@ -257,6 +265,13 @@ bool Chip::poke(std::uint32_t address, std::span<const std::uint8_t> data)
     const bool ok = bus_.poke(address, data);
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
     return ok;
+}
+
+bool Chip::debugger_disturbs_cpu() const
+{
+    constexpr std::size_t program_counter = 15;
+    return debugger_writes_ && core_.state() == RunState::running &&
+           state_.powered().cpu[program_counter] < model().flash_bytes;
 }
 
 void Chip::settle()

@@ -40,12 +40,12 @@ public:
     void reset(ResetKind kind);
     /// The reset line: low holds the chip, high releases it, which is the reset.
     void drive_reset_line(bool low);
-    bool is_reset_line_low() const { return line_is_low_; }
+    bool is_reset_line_low() const;
 
     /// Whether the core can be debugged: not protected, not held in reset.
     bool is_debuggable() const { return !is_protected() && !is_held(); }
     bool is_protected() const { return options_.has_control_port && control_port_.is_protected(); }
-    bool is_held() const { return line_is_low_ || control_port_.holds_reset(); }
+    bool is_held() const { return is_reset_line_low() || control_port_.holds_reset(); }
 
     /// The chip's memory through its debug access. False: fault, or closed.
     bool debug_read(std::uint32_t address, std::span<std::uint8_t> data);
@@ -63,6 +63,10 @@ public:
     const ChipModel& model() const { return *options_.model; }
     Core& core() { return core_; }
     DebugPort& debug_port() { return debug_port_; }
+    const DebugPort& debug_port() const { return debug_port_; }
+    const FlashController& flash_controller() const { return flash_controller_; }
+    const ControlPort& control_port() const { return control_port_; }
+    bool has_qspi_enabled() const { return qspi_ && qspi_->is_enabled(); }
     const ChipState& state() const { return state_; }
 
 private:
@@ -73,6 +77,7 @@ private:
     void hold(ResetKind kind, bool held);
     /// What peripherals began is carried out as far as its time has come.
     void settle();
+    bool debugger_disturbs_cpu() const;
     void carry_out_requests();
 
     ChipOptions options_;
@@ -98,8 +103,8 @@ private:
     Core core_;
     MemoryPort memory_port_;
 
-    bool line_is_low_ = false;
     bool reset_requested_ = false;
+    bool debugger_writes_ = false; ///< the write that is carried out is the debugger's, not the CPU's
 };
 
 } // namespace jlinksim

@@ -9,6 +9,7 @@ namespace jlinksim {
 namespace {
 
 constexpr std::uint32_t reset_register = 0x00;
+constexpr std::uint32_t erase_all_register = 0x04;
 constexpr std::uint32_t erase_all_status = 0x08;
 constexpr std::uint32_t protection_status = 0x0C; // 0 protected, 1 open
 constexpr std::uint32_t identification = 0x02880000;
@@ -22,7 +23,7 @@ struct ControlPortTable
         // clang-format off
         //             name               offset             reset           writable  on write
         Register<Port>{"RESET",           reset_register,    0,              0,        &Port::write_reset},
-        Register<Port>{"ERASEALL",        0x04,              0,              0,        &Port::write_erase_all},
+        Register<Port>{"ERASEALL",        erase_all_register, 0,             0,        &Port::write_erase_all},
         Register<Port>{"ERASEALLSTATUS",  erase_all_status,  0,              0,        nullptr, &Port::read_erase_all_status},
         Register<Port>{"APPROTECTSTATUS", protection_status, 1,              0},
         Register<Port>{"IDR",             0xFC,              identification, 0},
@@ -54,6 +55,11 @@ void ControlPort::set_protected(bool is_protected)
 bool ControlPort::holds_reset() const
 {
     return word(reset_register) != 0;
+}
+
+bool ControlPort::is_set() const
+{
+    return holds_reset() || word(erase_all_register) != 0;
 }
 
 bool ControlPort::read_port(std::uint8_t address, std::uint32_t& value)
@@ -97,11 +103,17 @@ std::uint32_t ControlPort::read_erase_all_status(unsigned /*index*/)
 
 void ControlPort::write_erase_all(std::uint32_t value, unsigned /*index*/)
 {
+    // It takes an edge to start: whoever wants a second erase writes 0 first.
+    const bool was_set = std::exchange(word(erase_all_register), value & 1) != 0;
     if ((value & 1) == 0) {
         return;
     }
     if (word(erase_all_status) != 0) {
         records().add("erase-all-busy", "CTRL-AP ERASEALL while an erase is in progress");
+        return;
+    }
+    if (was_set) {
+        records().add("erase-all-no-edge", "CTRL-AP ERASEALL = 1 while it is 1 already");
         return;
     }
     word(erase_all_status) = 1;

@@ -27,6 +27,8 @@ public:
     bool is_protected() const;
     void set_protected(bool is_protected);
     bool holds_reset() const;
+    /// RESET or ERASEALL is 1.
+    bool is_set() const;
 
     bool read_port(std::uint8_t address, std::uint32_t& value) override;
     bool write_port(std::uint8_t address, std::uint32_t value) override;

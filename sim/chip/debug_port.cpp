@@ -80,6 +80,11 @@ void DebugPort::request_power(bool on)
     word(control) = on ? word(control) | power_requests : word(control) & ~power_requests;
 }
 
+bool DebugPort::requests_power() const
+{
+    return (word(control) & power_requests) != 0;
+}
+
 bool DebugPort::is_powered() const
 {
     return (word(control) & power_requests) == power_requests;

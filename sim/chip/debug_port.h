@@ -26,6 +26,7 @@ public:
     bool write_access(std::uint8_t index, std::uint32_t value);
 
     void request_power(bool on);
+    bool requests_power() const;
 
 private:
     friend struct DebugPortTable;

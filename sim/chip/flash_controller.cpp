@@ -33,7 +33,7 @@ struct FlashControllerTable
         Register<Controller>{"ERASEPAGE", 0x508, 0, 0, &Controller::erase_page},
         Register<Controller>{"ERASEALL", 0x50C, 0, 0, &Controller::erase_all},
         Register<Controller>{"ERASEUICR", 0x514, 0, 0, &Controller::erase_user_area},
-        Register<Controller>{"KEY", key_register, 0, 0xFFFF},
+        Register<Controller>{"KEY", key_register, 0, 0xFFFF, &Controller::write_key},
         Register<Controller>{"MASSERASE", 0x610, 0, 0, &Controller::mass_erase},
     };
 };
@@ -41,14 +41,13 @@ struct FlashControllerTable
 const std::span<const Register<FlashController>> FlashController::table{FlashControllerTable::rows};
 
 FlashController::FlashController(const Areas& areas, BlockProtection& protection, const HardwareFaults& faults,
-                                 std::span<std::uint32_t> words, Services services,
-                                 std::function<void(std::uint32_t, std::uint32_t)> on_change)
+                                 std::span<std::uint32_t> words, Services services, Connections connections)
     : RegisterBlock("NVMC", table, words, services.records),
       areas_(areas),
       protection_(protection),
       faults_(faults),
       clock_(services.clock),
-      on_change_(std::move(on_change))
+      connections_(std::move(connections))
 {
 }
 
@@ -69,9 +68,49 @@ void FlashController::stall_until_ready()
     }
 }
 
+void FlashController::reset(ResetKind kind)
+{
+    RegisterBlock::reset(kind);
+    awaited_ = Awaited::nothing;
+}
+
+bool FlashController::is_enabled() const
+{
+    return word(config_register) != 0;
+}
+
+bool FlashController::is_unlocked() const
+{
+    return word(key_register) != 0;
+}
+
+bool FlashController::is_awaited() const
+{
+    // One that is never ready has been waited for in vain.
+    return awaited_ != Awaited::nothing && !faults_.flash_never_ready;
+}
+
 std::uint32_t FlashController::read_ready(unsigned /*index*/)
 {
-    return is_busy() ? 0 : 1;
+    if (is_busy()) {
+        return 0;
+    }
+    awaited_ = Awaited::nothing;
+    return 1;
+}
+
+void FlashController::take_step(const char* what, Awaited awaited)
+{
+    const bool is_next_word = awaited == Awaited::words && awaited_ == Awaited::words;
+    if (is_awaited() && !is_next_word) {
+        records().add("flash-not-waited", fmt::format("{} before READY told that the last step is done", what));
+    }
+    awaited_ = awaited;
+}
+
+void FlashController::write_key(std::uint32_t /*value*/, unsigned /*index*/)
+{
+    take_step("KEY", Awaited::setting);
 }
 
 void FlashController::write_config(std::uint32_t value, unsigned /*index*/)
@@ -85,6 +124,7 @@ void FlashController::write_config(std::uint32_t value, unsigned /*index*/)
         return;
     }
     word(config_register) = value;
+    take_step("CONFIG", Awaited::setting);
 }
 
 bool FlashController::may_erase(const char* what)
@@ -96,6 +136,10 @@ bool FlashController::may_erase(const char* what)
     if (is_busy()) {
         records().add("flash-busy", fmt::format("{} while the controller is busy", what));
         return false;
+    }
+    take_step(what, Awaited::erase);
+    if (connections_.disturbs_cpu()) {
+        records().add("flash-erase-under-cpu", fmt::format("{} while the CPU executes from flash", what));
     }
     return true;
 }
@@ -170,7 +214,7 @@ void FlashController::erase_everything()
 void FlashController::erase(const Area& area, std::uint32_t offset, std::uint32_t length)
 {
     std::ranges::fill(area.bytes.subspan(offset, length), std::uint8_t{0xFF});
-    on_change_(area.address + offset, length);
+    connections_.on_change(area.address + offset, length);
 }
 
 bool FlashController::may_program(const Area& area, std::uint32_t offset, std::size_t length)
@@ -200,13 +244,14 @@ void FlashController::program(const Area& area, std::uint32_t offset, std::span<
     if (!may_program(area, offset, data.size())) {
         return;
     }
+    take_step("a write", Awaited::words);
     stall_until_ready();
     for (std::size_t done = 0; done < data.size(); done += 4) {
         std::uint32_t value = 0;
         std::memcpy(&value, &data[done], sizeof value);
         program_word(area, offset + static_cast<std::uint32_t>(done), value);
     }
-    on_change_(area.address + offset, static_cast<std::uint32_t>(data.size()));
+    connections_.on_change(area.address + offset, static_cast<std::uint32_t>(data.size()));
 }
 
 void FlashController::program_word(const Area& area, std::uint32_t offset, std::uint32_t value)
@@ -228,8 +273,17 @@ void FlashController::program_word(const Area& area, std::uint32_t offset, std::
     clock_.advance(timing::flash_word_write_ns);
 }
 
+void FlashController::note_read(const Area& area, std::uint32_t offset)
+{
+    if (is_awaited() && awaited_ == Awaited::erase) {
+        records().add("flash-not-waited", fmt::format("read of 0x{:08X} ({}) before READY told that the erase is done",
+                                                      area.address + offset, area.name));
+    }
+}
+
 bool FlashArea::read(std::uint32_t offset, std::span<std::uint8_t> data)
 {
+    controller_.note_read(area_, offset);
     controller_.stall_until_ready();
     std::ranges::copy(area_.bytes.subspan(offset, data.size()), data.begin());
     return true;

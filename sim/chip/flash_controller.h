@@ -36,24 +36,50 @@ public:
         Area user;
     };
 
-    /// `on_change` learns which addresses have new content.
+    struct Connections
+    {
+        /// Learns which addresses have new content.
+        std::function<void(std::uint32_t address, std::uint32_t length)> on_change;
+        /// Whether a debugger erases under a CPU that executes from flash.
+        std::function<bool()> disturbs_cpu;
+    };
+
     FlashController(const Areas& areas, BlockProtection& protection, const HardwareFaults& faults,
-                    std::span<std::uint32_t> words, Services services,
-                    std::function<void(std::uint32_t, std::uint32_t)> on_change);
+                    std::span<std::uint32_t> words, Services services, Connections connections);
 
     /// A bus write to an area. It holds the bus until the last word is written.
     void program(const Area& area, std::uint32_t offset, std::span<const std::uint8_t> data);
     /// Reads of an area wait for an operation in progress.
     void stall_until_ready();
+    /// A read of an area.
+    void note_read(const Area& area, std::uint32_t offset);
     /// Erase flash and UICR whatever the registers say: the CTRL-AP's way.
     void erase_everything();
+
+    void reset(ResetKind kind) override;
+
+    bool is_enabled() const;  ///< CONFIG is not read-only
+    bool is_unlocked() const; ///< KEY holds something
+    bool is_awaited() const;  ///< nobody has read of its last step that it is ready
 
     const Areas& areas() const { return areas_; }
 
 private:
     friend struct FlashControllerTable;
 
+    /// What the host has to wait for, by reading that the controller is ready, before the next step. Words are the
+    /// exception: the bus makes the next one wait.
+    enum class Awaited
+    {
+        nothing,
+        words,
+        setting,
+        erase,
+    };
+
     std::uint32_t read_ready(unsigned index);
+    void write_key(std::uint32_t value, unsigned index);
+    void take_step(const char* what, Awaited awaited);
     void write_config(std::uint32_t value, unsigned index);
     void erase_page(std::uint32_t value, unsigned index);
     void erase_all(std::uint32_t value, unsigned index);
@@ -72,7 +98,8 @@ private:
     BlockProtection& protection_;
     const HardwareFaults& faults_;
     Clock& clock_;
-    std::function<void(std::uint32_t, std::uint32_t)> on_change_;
+    Connections connections_;
+    Awaited awaited_ = Awaited::nothing;
     std::uint64_t ready_at_ = 0; ///< device time; an operation that a process leaves behind is over for the next one
 };
 

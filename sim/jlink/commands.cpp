@@ -103,20 +103,21 @@ std::string disable_flash_download(Session& session, std::string_view argument)
     return expect_nothing(argument);
 }
 
-std::string exclude_flash_cache(Session& /*session*/, std::string_view argument)
+std::string exclude_flash_cache(Session& session, std::string_view argument)
 {
-    // There is no flash cache here: every read reaches the chip.
     const std::optional<std::uint32_t> first = take_number(argument);
     const bool dash = take(argument, '-');
     const std::optional<std::uint32_t> last = take_number(argument);
     if (!first || !dash || !last || *first > *last) {
         return "Expected a range, such as 0x0-0xFFFFFFFF.";
     }
+    session.read_cache().exclude_flash(*first, *last);
     return expect_nothing(argument);
 }
 
-std::string invalidate_cache(Session& /*session*/, std::string_view argument)
+std::string invalidate_cache(Session& session, std::string_view argument)
 {
+    session.read_cache().invalidate();
     return expect_nothing(argument);
 }
 

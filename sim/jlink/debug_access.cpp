@@ -1,5 +1,7 @@
 #include "sim/jlink/debug_access.h"
 
+#include "sim/jlink/leftovers.h"
+
 #include <fmt/core.h>
 
 namespace jlinksim {
@@ -21,6 +23,15 @@ Chip* reach_debug_port(Session& session, std::uint8_t index, std::uint64_t trans
         return nullptr;
     }
     return session.settings().target_interface == TargetInterface::swd ? session.find_chip() : nullptr;
+}
+
+/// The CTRL-AP took the chip into reset.
+void note_control_reset(Session& session, const Chip& chip)
+{
+    note_leftovers(session, chip, "a CTRL-AP reset");
+    if (session.is_connected()) {
+        session.bench().records().add("ctrl-ap-reset-connected", "CTRL-AP RESET while connected to the core");
+    }
 }
 
 } // namespace
@@ -59,7 +70,12 @@ bool write_debug_register(Session& session, std::uint8_t index, bool access_port
         return false;
     }
     if (access_port) {
-        return chip->debug_port().write_access(index, value);
+        const bool was_held = chip->is_held();
+        const bool ok = chip->debug_port().write_access(index, value);
+        if (!was_held && chip->is_held()) {
+            note_control_reset(session, *chip);
+        }
+        return ok;
     }
     chip->debug_port().write_debug(index, value);
     return true;

@@ -1,5 +1,6 @@
 #include "sim/jlink/memory_access.h"
 
+#include <algorithm>
 #include <fmt/core.h>
 
 namespace jlinksim {
@@ -24,8 +25,16 @@ bool read_memory(Session& session, std::uint32_t address, std::span<std::uint8_t
     if (chip == nullptr || !fits(address, data.size())) {
         return false;
     }
+    const bool runs = !chip->core().is_halted();
+    if (session.read_cache().answer(address, data, runs)) {
+        return true;
+    }
     session.spend_block(data.size());
-    return chip->debug_read(address, data);
+    const bool ok = chip->debug_read(address, data);
+    if (ok) {
+        session.read_cache().keep(address, data, runs);
+    }
+    return ok;
 }
 
 bool write_memory(Session& session, std::uint32_t address, std::span<const std::uint8_t> data)
@@ -41,6 +50,7 @@ bool write_memory(Session& session, std::uint32_t address, std::span<const std::
         return false;
     }
     session.spend_block(data.size());
+    session.read_cache().forget(address, data.size());
     return chip->debug_write(address, data);
 }
 
@@ -49,6 +59,12 @@ int read_words(Session& session, std::uint32_t address, std::span<std::uint32_t>
     Chip* const chip = session.require_chip();
     if (chip == nullptr || !fits(address, words.size_bytes())) {
         return -1;
+    }
+    const bool runs = !chip->core().is_halted();
+    const std::span<std::uint8_t> all{reinterpret_cast<std::uint8_t*>(words.data()), words.size_bytes()};
+    if (session.read_cache().answer(address, all, runs)) {
+        std::fill_n(status, status == nullptr ? 0 : words.size(), std::uint8_t{0});
+        return static_cast<int>(words.size());
     }
     session.spend_block(words.size_bytes());
     int count = 0;
@@ -59,6 +75,9 @@ int read_words(Session& session, std::uint32_t address, std::span<std::uint32_t>
         if (status != nullptr) {
             status[i] = ok ? 0 : 1;
         }
+    }
+    if (static_cast<std::size_t>(count) == words.size()) {
+        session.read_cache().keep(address, all, runs);
     }
     return count;
 }

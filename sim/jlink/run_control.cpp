@@ -1,5 +1,9 @@
 #include "sim/jlink/run_control.h"
 
+#include "sim/jlink/leftovers.h"
+
+#include <algorithm>
+#include <array>
 #include <fmt/core.h>
 
 namespace jlinksim {
@@ -34,6 +38,38 @@ Chip* reach_registers(Session& session, std::uint32_t index, const char* access)
     return chip;
 }
 
+void pulse_line(Chip& chip)
+{
+    chip.drive_reset_line(true);
+    chip.drive_reset_line(false);
+}
+
+/// Hosts sleep through a pulse, and that takes time only where real time counts for the chip.
+void note_pulse(Session& session, const Chip& chip, bool low)
+{
+    const Clock& clock = session.bench().clock();
+    std::uint64_t& began = session.settings().line_went_low_at;
+    if (low && !chip.is_reset_line_low()) {
+        began = clock.device();
+    } else if (!low && chip.is_reset_line_low() && clock.is_real_time() &&
+               clock.device() - began < timing::shortest_reset_pulse_ns) {
+        session.bench().records().add("reset-pulse-short",
+                                      fmt::format("{} us on the reset line", (clock.device() - began) / 1000));
+    }
+}
+
+/// A reset type of the J-Link library's. All of them halt the CPU at its reset handler.
+struct ResetType
+{
+    std::int32_t number;
+    void (*carry_out)(Chip& chip);
+};
+constexpr std::array reset_types{
+    ResetType{0, pulse_line}, // whatever the library thinks best: here it takes the reset line
+    ResetType{1, [](Chip& chip) { chip.core().reset(ResetKind::system); }},                    // the core alone
+    ResetType{2, pulse_line}, ResetType{8, [](Chip& chip) { chip.reset(ResetKind::system); }}, // core and peripherals
+};
+
 } // namespace
 
 int is_halted(Session& session)
@@ -60,6 +96,8 @@ bool halt(Session& session)
 void go(Session& session)
 {
     if (Chip* const chip = reach_core(session, 1)) {
+        note_leftovers(session, *chip, "JLINKARM_Go");
+        session.read_cache().invalidate();
         chip->core().go();
         session.rtt().cpu_runs();
     }
@@ -71,6 +109,7 @@ bool step(Session& session)
     if (chip == nullptr || !chip->core().is_halted()) {
         return false;
     }
+    session.read_cache().invalidate();
     chip->core().step();
     return true;
 }
@@ -98,8 +137,16 @@ bool reset(Session& session)
     if (chip == nullptr) {
         return false;
     }
+    const std::int32_t type = session.settings().reset_type;
+    const auto wanted = std::ranges::find(reset_types, type, &ResetType::number);
+    if (wanted == reset_types.end()) {
+        session.bench().records().add("reset-type", fmt::format("there is no reset type {}", type));
+        return false;
+    }
+    note_leftovers(session, *chip, "JLINKARM_Reset");
+    session.read_cache().invalidate();
     session.reset_rtt(*chip);
-    chip->reset(ResetKind::system);
+    wanted->carry_out(*chip);
     if (!chip->is_debuggable()) {
         session.report("The chip closed its debug access at the reset: it is readback-protected now.");
         session.lose_connection();
@@ -119,6 +166,13 @@ void drive_reset_line(Session& session, bool low)
     if (chip == nullptr) {
         return;
     }
+    if (session.settings().target_interface != TargetInterface::jtag) {
+        session.bench().records().add("reset-line-interface", "the reset line is driven with JTAG selected only");
+    }
+    if (low && !chip->is_reset_line_low()) {
+        note_leftovers(session, *chip, "the reset line");
+    }
+    note_pulse(session, *chip, low);
     chip->drive_reset_line(low);
     session.lose_connection();
 }

@@ -1,5 +1,7 @@
 #include "sim/jlink/session.h"
 
+#include "sim/jlink/leftovers.h"
+
 #include <algorithm>
 #include <fmt/core.h>
 #include <stdexcept>
@@ -183,6 +185,9 @@ std::string Session::open_probe()
     }
     probe_ = probe;
     settings_ = {};
+    read_cache_.clear();
+    const Chip* const chip = find_chip();
+    found_on_ = chip == nullptr ? 0 : leftovers_of(*chip);
     chip_time_ = bench_.clock().device();
     bench_.clock().advance(timing::usb_round_trips_to_open * timing::usb_round_trip_ns);
     return {};
@@ -209,12 +214,13 @@ void Session::close()
     spend(0);
     Chip* const chip = find_chip();
     if (chip != nullptr) {
-        chip->drive_reset_line(false);
+        // What the library powered up to debug the core it powers down; what only the host requested is the host's.
+        if (powered_debug_ && settings_.power_down_on_close) {
+            chip->debug_port().request_power(false);
+        }
+        note_leftovers_at_close(*this, *chip);
         if (connected_ && settings_.restart_on_close) {
             chip->core().go();
-        }
-        if (settings_.power_down_on_close) {
-            chip->debug_port().request_power(false);
         }
     }
     drop();
@@ -227,6 +233,7 @@ void Session::drop()
     lost_ = false;
     connected_ = false;
     has_coresight_ = false;
+    powered_debug_ = false;
     rtt_.stop();
 }
 
@@ -328,7 +335,11 @@ int Session::connect()
     }
     Chip& chip = *find_chip();
     chip.debug_port().request_power(true);
+    powered_debug_ = true;
     chip.core().enable_debug();
+    enable_trace(chip);
+    read_cache_.invalidate();
+    read_cache_.set_flash(chip.model().flash_bytes);
     connected_ = true;
     has_coresight_ = true;
     log(fmt::format("Connected to {}.", settings_.device));

@@ -2,6 +2,7 @@
 
 #include "jlinkarm_api.h"
 #include "sim/bench/bench.h"
+#include "sim/jlink/read_cache.h"
 #include "sim/rtt/rtt.h"
 #include "sim/time/timing.h"
 
@@ -28,7 +29,8 @@ struct SessionSettings
     bool restart_on_close = true;
     bool power_down_on_close = false;
     std::vector<RttSearchRange> rtt_search_ranges;
-    bool downloads_flash = true; ///< the library's own flash programming, which hosts must switch off here
+    std::uint64_t line_went_low_at = 0; ///< the reset line, in device time
+    bool downloads_flash = true;        ///< the library's own flash programming, which hosts must switch off here
 };
 
 /// The J-Link library's side: which probe is open and how it is set up. What is done to the target stands in the
@@ -75,6 +77,11 @@ public:
     /// The supply of this probe's chip changed: a debug connection does not outlive that.
     void supply_changed(std::uint32_t serial_number);
 
+    ReadCache& read_cache() { return read_cache_; }
+    /// What was on already when the session began (see leftovers.h), less what was off since.
+    std::uint32_t found_on() const { return found_on_; }
+    void keep_found_on(std::uint32_t bits) { found_on_ &= bits; }
+
     Rtt& rtt() { return rtt_; }
     /// Time goes on up to RTT's next poll, which is done.
     void wait_for_rtt_poll();
@@ -118,6 +125,9 @@ private:
     bool lost_ = false; ///< the probe went away under an open session, and nobody closed it yet
     bool connected_ = false;
     bool has_coresight_ = false;
+    bool powered_debug_ = false; ///< by connecting; the host may have requested the power besides
+    ReadCache read_cache_;
+    std::uint32_t found_on_ = 0;
     std::uint32_t pending_error_ = 0;
     std::string open_error_;
     jlinkarm_log_t log_ = nullptr;

@@ -17,7 +17,9 @@ void Qspi::start_custom(std::uint32_t value, unsigned /*index*/)
     const CustomInstruction wanted{.opcode = static_cast<std::uint8_t>(value),
                                    .length = value >> 8 & 0xF,
                                    .is_long = (value >> 16 & 1) != 0,
-                                   .is_last = (value >> 17 & 1) != 0};
+                                   .is_last = (value >> 17 & 1) != 0,
+                                   .io2_high = (value >> 12 & 1) != 0,
+                                   .io3_high = (value >> 13 & 1) != 0};
     if ((value & long_frame_bits) != 0 && !has_long_frames_) {
         records().add("qspi-long-frame-unsupported", fmt::format("CINSTRCONF = 0x{:X}", value));
         return;
@@ -46,12 +48,16 @@ void Qspi::start_custom(std::uint32_t value, unsigned /*index*/)
 void Qspi::finish_custom()
 {
     if (!frame_is_open_) {
-        send_instruction(custom_.opcode);
+        SerialFlash::Frame sent = frame();
+        sent.holds = !custom_.io3_high;
+        sent.protects = !custom_.io2_high;
+        flash_.select(sent);
+        flash_.exchange(custom_.opcode);
     }
     for (unsigned i = 0; i + 1 < custom_.length; ++i) {
         std::uint32_t& data = word(custom_data_0 + i / 4 * 4);
         const unsigned shift = 8 * (i % 4);
-        const std::uint32_t received = flash_.exchange(static_cast<std::uint8_t>(data >> shift));
+        const std::uint32_t received = receive(static_cast<std::uint8_t>(data >> shift));
         data = (data & ~(0xFFU << shift)) | received << shift;
     }
     frame_is_open_ = custom_.is_long && !custom_.is_last;

@@ -17,6 +17,8 @@ constexpr std::uint32_t is_active = 1; // in the status register
 
 /// Pins of the interface: input buffer off, no pull, high drive.
 constexpr std::uint32_t pin_configuration = 0x302;
+/// Bits of interface configuration register 1 that stay as the reset leaves them.
+constexpr std::uint32_t interface_1_fixed = 0x00040400;
 constexpr std::uint32_t not_connected = 0xFFFFFFFF;
 
 struct Line
@@ -63,9 +65,8 @@ struct QspiTable
         Register<Qspi>{"IFCONFIG1",        interface_1,       0x00040480,    0xF20404FF},
         Register<Qspi>{"STATUS",           status_register},
         Register<Qspi>{"CINSTRCONF",       0x634,             0,             0x00033FFF, &Qspi::start_custom},
-        Register<Qspi>{"CINSTRDAT0",       custom_data_0,     0,             all},
-        Register<Qspi>{"CINSTRDAT1",       custom_data_0 + 4, 0,             all},
-        Register<Qspi>{"IFTIMING",         0x640,             0x00000200,    0x00000700},
+        Register<Qspi>{.name = "CINSTRDAT", .offset = custom_data_0, .writable = all, .on_read = &Qspi::read_custom_data, .count = 2},
+        Register<Qspi>{"IFTIMING",         timing_register,   0x00000200,    0x00000700},
         // clang-format on
     };
 };
@@ -88,13 +89,21 @@ void Qspi::reset(ResetKind kind)
     RegisterBlock::reset(kind);
     step_ = nullptr;
     frame_is_open_ = false;
+    awaits_ready_ = false;
     if (kind == ResetKind::power_on) {
         flash_.power_on();
     }
 }
 
+bool Qspi::is_enabled() const
+{
+    return word(enable_register) != 0;
+}
+
 void Qspi::begin(Step step, std::uint64_t nanoseconds)
 {
+    awaits_ready_ = true;
+    was_polled_ = false;
     step_ = step;
     step_at_ = clock_.device() + nanoseconds;
 }
@@ -114,11 +123,30 @@ void Qspi::complete()
 std::uint32_t Qspi::read_ready(unsigned /*index*/)
 {
     settle();
+    was_polled_ = true;
+    awaits_ready_ = awaits_ready_ && word(ready_register) == 0;
     return word(ready_register);
+}
+
+std::uint32_t Qspi::read_custom_data(unsigned index)
+{
+    settle();
+    if (awaits_ready_) {
+        note_not_waited("read of CINSTRDAT");
+    }
+    return word(custom_data_0 + 4 * index);
+}
+
+void Qspi::note_not_waited(const char* what)
+{
+    records().add("qspi-not-waited", fmt::format("{} before EVENTS_READY was read as 1", what));
 }
 
 void Qspi::write_ready(std::uint32_t value, unsigned /*index*/)
 {
+    if (std::exchange(awaits_ready_, false)) {
+        note_not_waited("clearing it");
+    }
     if (value != 0) {
         records().add("qspi-event-set", fmt::format("EVENTS_READY = 0x{:X}; it can only be cleared", value));
         word(ready_register) = 0;
@@ -128,6 +156,13 @@ void Qspi::write_ready(std::uint32_t value, unsigned /*index*/)
 void Qspi::stop()
 {
     settle();
+    // Ending what has been waited for in vain is in order.
+    if (std::exchange(awaits_ready_, false) && !was_polled_) {
+        note_not_waited("the end");
+    }
+    if (flash_.is_erasing(clock_.device())) {
+        records().add("serial-flash-left-erasing", "the peripheral is stopped while the flash erases");
+    }
     step_ = nullptr;
     word(status_register) = 0;
 }
@@ -187,6 +222,9 @@ bool Qspi::may_start(const char* task)
         records().add("qspi-busy", fmt::format("{} while another task runs", task));
         return false;
     }
+    if (std::exchange(awaits_ready_, false)) {
+        note_not_waited(task);
+    }
     if (word(ready_register) != 0) {
         records().add("qspi-ready-not-cleared", fmt::format("{} while the ready event is set", task));
     }
@@ -208,6 +246,9 @@ bool Qspi::may_use_lines(const char* task)
 void Qspi::activate(std::uint32_t value, unsigned /*index*/)
 {
     if ((value & 1) != 0 && may_start("TASKS_ACTIVATE")) {
+        if ((word(interface_1) & interface_1_fixed) != interface_1_fixed) {
+            records().add("qspi-interface-reserved", fmt::format("IFCONFIG1 = 0x{:08X}", word(interface_1)));
+        }
         begin(&Qspi::finish_activation, timing::qspi_activation_ns);
     }
 }

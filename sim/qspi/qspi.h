@@ -37,6 +37,7 @@ public:
     /// Time went by: carry out what has come to its end since.
     void settle();
     void reset(ResetKind kind) override;
+    bool is_enabled() const;
 
 private:
     friend struct QspiTable;
@@ -54,6 +55,8 @@ private:
         unsigned length = 0; ///< the opcode, which only the first step of a long frame sends, and the data
         bool is_long = false;
         bool is_last = false;
+        bool io2_high = false;
+        bool io3_high = false;
     };
 
     void activate(std::uint32_t value, unsigned index);
@@ -64,6 +67,9 @@ private:
     void start_custom(std::uint32_t value, unsigned index);
     void write_enable(std::uint32_t value, unsigned index);
     std::uint32_t read_ready(unsigned index);
+    std::uint32_t read_custom_data(unsigned index);
+    /// The host does this without having read the ready event of the last task.
+    void note_not_waited(const char* what);
     void write_ready(std::uint32_t value, unsigned index);
 
     bool may_start(const char* task);
@@ -87,7 +93,11 @@ private:
     std::uint32_t page_bytes() const;
     std::uint32_t next_page_bytes() const;
     std::uint64_t lines_ns(std::uint64_t clocks) const;
-    void send_instruction(std::uint8_t opcode);
+    /// What every frame of the peripheral's has in common.
+    SerialFlash::Frame frame() const;
+    std::uint32_t clock_divider() const;
+    void send_instruction(std::uint8_t opcode, unsigned data_lines = 1);
+    std::uint8_t receive(std::uint8_t sent);
     void send_address(std::uint32_t address);
 
     SerialFlash& flash_;
@@ -102,6 +112,8 @@ private:
     std::uint32_t written_ = 0; ///< bytes of a write's transfer so far
     CustomInstruction custom_;
     bool frame_is_open_ = false; ///< a long frame, of custom_.opcode
+    bool awaits_ready_ = false;  ///< a task began, and nobody has read its ready event as 1
+    bool was_polled_ = false;    ///< since then the ready event was read
 };
 
 } // namespace jlinksim

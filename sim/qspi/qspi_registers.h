@@ -20,5 +20,6 @@ inline constexpr std::uint32_t interface_0 = 0x544;
 inline constexpr std::uint32_t interface_1 = 0x600;
 inline constexpr std::uint32_t status_register = 0x604;
 inline constexpr std::uint32_t custom_data_0 = 0x638;
+inline constexpr std::uint32_t timing_register = 0x640;
 
 } // namespace jlinksim::qspi

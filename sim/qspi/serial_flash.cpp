@@ -74,6 +74,7 @@ void SerialFlash::power_on()
 {
     std::ranges::fill(words_, 0U);
     ready_at_ = 0;
+    erased_at_ = 0;
     instruction_ = nullptr;
 }
 
@@ -88,9 +89,35 @@ unsigned SerialFlash::address_bytes() const
     return words_[long_addresses_word] != 0 ? 4 : 3;
 }
 
-void SerialFlash::select(std::uint64_t now)
+std::pair<const char*, const char*> SerialFlash::problem_of(const Frame& frame) const
 {
-    now_ = now;
+    if (options_.has_pins && frame.holds) {
+        return {"serial-flash-held", "a frame while IO3, its HOLD, is low"};
+    }
+    if (options_.spi_mode && *options_.spi_mode != frame.spi_mode) {
+        return {"serial-flash-spi-mode", "a frame in the other SPI mode"};
+    }
+    if (options_.highest_khz != 0 && frame.kilohertz > options_.highest_khz) {
+        return {"serial-flash-too-fast", "a frame that is faster than it follows"};
+    }
+    if (frame.deselected_ns < options_.deselect_ns) {
+        return {"serial-flash-deselect-short", "a frame too soon after the one before"};
+    }
+    if (frame.data_lines > options_.data_lines) {
+        return {"serial-flash-lines", "a frame with more data lines than it has"};
+    }
+    return {};
+}
+
+void SerialFlash::select(const Frame& frame)
+{
+    now_ = frame.begins_at;
+    const auto [name, what] = problem_of(frame);
+    is_deaf_ = name != nullptr;
+    if (is_deaf_) {
+        records_.add(name, what);
+    }
+    is_protected_ = options_.has_pins && frame.protects;
     instruction_ = nullptr;
     exchanged_ = 0;
     address_ = 0;
@@ -99,7 +126,7 @@ void SerialFlash::select(std::uint64_t now)
 
 std::uint8_t SerialFlash::exchange(std::uint8_t sent)
 {
-    if (options_.is_missing || content_.empty()) {
+    if (options_.is_missing || content_.empty() || is_deaf_) {
         return ones;
     }
     const std::size_t position = exchanged_++;
@@ -189,6 +216,10 @@ std::uint32_t SerialFlash::wrapped(std::uint32_t address)
 
 void SerialFlash::enable_writes()
 {
+    if (is_protected_) {
+        records_.add("serial-flash-write-pin", "write enable while IO2, its WP, is low");
+        return;
+    }
     words_[write_enabled_word] = 1;
 }
 
@@ -224,6 +255,12 @@ bool SerialFlash::may_change(const char* what)
 void SerialFlash::start_busy(std::uint64_t nanoseconds)
 {
     ready_at_ = now_ + nanoseconds;
+}
+
+void SerialFlash::start_erase(std::uint64_t nanoseconds)
+{
+    start_busy(nanoseconds);
+    erased_at_ = ready_at_;
 }
 
 void SerialFlash::program()
@@ -262,7 +299,7 @@ void SerialFlash::erase_block()
     const std::uint32_t bytes = instruction_->erase_bytes;
     const std::uint32_t first = wrapped(address_) & ~(bytes - 1);
     std::ranges::fill(content_.subspan(first, bytes), ones);
-    start_busy(instruction_->duration_ns);
+    start_erase(instruction_->duration_ns);
 }
 
 void SerialFlash::erase_chip()
@@ -272,7 +309,7 @@ void SerialFlash::erase_chip()
     }
     std::ranges::fill(content_, ones);
     constexpr std::size_t block_bytes = 65536;
-    start_busy(content_.size() / block_bytes * timing::serial_flash_erase_64k_ns);
+    start_erase(content_.size() / block_bytes * timing::serial_flash_erase_64k_ns);
 }
 
 } // namespace jlinksim

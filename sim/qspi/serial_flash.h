@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace jlinksim {
@@ -25,13 +26,25 @@ public:
 
     void power_on();
 
-    /// A frame begins at this device time.
-    void select(std::uint64_t now);
+    /// How a frame comes over the lines.
+    struct Frame
+    {
+        std::uint64_t begins_at = 0; ///< device time
+        std::uint32_t kilohertz = 0;
+        unsigned spi_mode = 0;
+        std::uint32_t deselected_ns = 0; ///< before it
+        unsigned data_lines = 1;
+        bool holds = false;    ///< line 3, its HOLD, is low
+        bool protects = false; ///< line 2, its WP, is low
+    };
+
+    void select(const Frame& frame);
     /// One byte each way. What nobody drives reads as ones.
     std::uint8_t exchange(std::uint8_t sent);
     /// The frame ends, and what it asked for begins.
     void deselect();
 
+    bool is_erasing(std::uint64_t now) const { return now < erased_at_; }
     /// Device time at which the flash is ready, `never` if it never is.
     std::uint64_t ready_at() const;
     /// Bytes of an address that it expects at present, 3 or 4.
@@ -58,6 +71,9 @@ private:
     void erase_block();
     void erase_chip();
 
+    /// What of a frame makes it none for this flash; empty names for nothing.
+    std::pair<const char*, const char*> problem_of(const Frame& frame) const;
+    void start_erase(std::uint64_t nanoseconds);
     bool may_change(const char* what);
     std::uint32_t wrapped(std::uint32_t address);
     void start_busy(std::uint64_t nanoseconds);
@@ -72,6 +88,9 @@ private:
 
     std::uint64_t now_ = 0;      ///< device time of the frame
     std::uint64_t ready_at_ = 0; ///< an operation that a process leaves behind is over for the next one
+    std::uint64_t erased_at_ = 0;
+    bool is_deaf_ = false;      ///< to the frame, which it cannot understand
+    bool is_protected_ = false; ///< its WP is low in this frame
     const Instruction* instruction_ = nullptr;
     std::size_t exchanged_ = 0; ///< bytes of the frame so far
     std::uint32_t address_ = 0;

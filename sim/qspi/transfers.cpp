@@ -31,6 +31,9 @@ constexpr std::array write_modes{
     LineMode{0x38, 4, 4, 0},
 };
 
+/// The receive delay that the chip's data sheet gives.
+constexpr std::uint32_t right_timing = 0x200;
+
 constexpr std::uint8_t write_enable_opcode = 0x06;
 /// By the erase length register: 4 KiB, 64 KiB, all.
 constexpr std::array<std::uint8_t, 3> erase_opcodes{0x20, 0xD8, 0xC7};
@@ -79,14 +82,40 @@ std::uint32_t Qspi::page_bytes() const
 
 std::uint64_t Qspi::lines_ns(std::uint64_t clocks) const
 {
-    const std::uint64_t divider = (word(interface_1) >> 28) + 1;
-    return clocks * divider * 1'000'000'000 / timing::qspi_clock_hertz;
+    return clocks * clock_divider() * 1'000'000'000 / timing::qspi_clock_hertz;
 }
 
-void Qspi::send_instruction(std::uint8_t opcode)
+std::uint32_t Qspi::clock_divider() const
 {
-    flash_.select(step_at_);
+    return (word(interface_1) >> 28) + 1;
+}
+
+SerialFlash::Frame Qspi::frame() const
+{
+    constexpr std::uint32_t deselect_unit_tenths_ns = 625; // a cycle of 16 MHz
+    return {.begins_at = step_at_,
+            .kilohertz = static_cast<std::uint32_t>(timing::qspi_clock_hertz / 1000) / clock_divider(),
+            .spi_mode = word(interface_1) >> 25 & 1,
+            .deselected_ns = (word(interface_1) & 0xFF) * deselect_unit_tenths_ns / 10};
+}
+
+void Qspi::send_instruction(std::uint8_t opcode, unsigned data_lines)
+{
+    SerialFlash::Frame sent = frame();
+    sent.data_lines = data_lines;
+    flash_.select(sent);
     flash_.exchange(opcode);
+}
+
+std::uint8_t Qspi::receive(std::uint8_t sent)
+{
+    const std::uint8_t received = flash_.exchange(sent);
+    if (word(timing_register) == right_timing) {
+        return received;
+    }
+    records().add("qspi-timing",
+                  fmt::format("IFTIMING = 0x{:X}: bits are taken at the wrong moment", word(timing_register)));
+    return static_cast<std::uint8_t>(received << 1 | 1);
 }
 
 void Qspi::send_address(std::uint32_t address)
@@ -115,10 +144,11 @@ void Qspi::start_read(std::uint32_t value, unsigned /*index*/)
 void Qspi::finish_read()
 {
     std::vector<std::uint8_t> data(transfer_.bytes);
-    send_instruction(read_modes.at(word(interface_0) & 7).opcode);
+    const LineMode& mode = read_modes.at(word(interface_0) & 7);
+    send_instruction(mode.opcode, mode.data_lines);
     send_address(transfer_.flash_address);
     flash_.exchange(0); // the flash takes its dummy clocks for a byte
-    std::ranges::generate(data, [this] { return flash_.exchange(0); });
+    std::ranges::generate(data, [this] { return receive(0); });
     flash_.deselect();
     connections_.write_ram(transfer_.ram_address, data);
     complete();
@@ -133,6 +163,8 @@ void Qspi::start_write(std::uint32_t value, unsigned /*index*/)
     }
     transfer_ = transfer;
     written_ = 0;
+    awaits_ready_ = true;
+    was_polled_ = false;
     step_at_ = clock_.device();
     schedule_page();
 }
@@ -159,7 +191,8 @@ void Qspi::finish_page()
     connections_.read_ram(transfer_.ram_address + written_, data);
     send_instruction(write_enable_opcode);
     flash_.deselect();
-    send_instruction(write_modes.at(word(interface_0) >> 3 & 3).opcode);
+    const LineMode& mode = write_modes.at(word(interface_0) >> 3 & 3);
+    send_instruction(mode.opcode, mode.data_lines);
     send_address(transfer_.flash_address + written_);
     std::ranges::for_each(data, [this](std::uint8_t byte) { flash_.exchange(byte); });
     flash_.deselect();

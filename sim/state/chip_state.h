@@ -17,7 +17,7 @@ struct VolatileState
     static constexpr std::size_t register_words = 1000;
 
     std::uint32_t layout;
-    std::uint32_t reserved;
+    std::uint32_t reset_line_is_low; ///< the probe drives it until it is told otherwise
     CpuState cpu;
     std::uint32_t register_words_used;
     std::array<std::uint32_t, register_words> registers;

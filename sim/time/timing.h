@@ -21,6 +21,9 @@ inline constexpr std::uint64_t swd_transfers_to_connect = 64;
 /// A CPU register takes a selector write, a ready poll and the data.
 inline constexpr std::uint64_t swd_transfers_per_cpu_register = 6;
 
+/// Shortest pulse on the reset line that a board's capacitor and pull-up (100 nF, 10 kOhm) let through: ten times 1 ms.
+inline constexpr std::uint64_t shortest_reset_pulse_ns = 10'000'000;
+
 /// Speed in force until JLINKARM_SetSpeed chooses another, and its bounds.
 inline constexpr std::uint32_t default_speed_khz = 4000;
 inline constexpr std::uint32_t lowest_speed_khz = 5;

@@ -88,12 +88,14 @@ TEST_F(DebugPort, reportsAFaultOfTheBusAndRecovers)
 TEST_F(DebugPort, losesItsPowerAtTheEndOfTheSessionWhenTheHostChoseSo)
 {
     for (const bool power_down : {false, true}) {
-        power_debug_port();
         EXPECT_EQ(command(power_down ? "SetDbgPowerDownOnClose = 1" : "SetDbgPowerDownOnClose = 0"), "");
-        JLINKARM_Close();
+        ASSERT_GE(JLINKARM_Connect(), 0);
+        close_probe();
+        EXPECT_EQ(bench.take_records().size(), power_down ? 0U : 1U) << "debug-power-left";
         ASSERT_TRUE(open_probe());
         EXPECT_EQ(JLINKARM_CORESIGHT_Configure(""), 0);
         EXPECT_EQ(read_debug(1), power_down ? 0 : 0xF0000000U);
+        EXPECT_EQ(JLINKARM_CORESIGHT_WriteAPDPReg(1, 0, 0), 0);
     }
 }
 

@@ -68,7 +68,7 @@ TEST(State, isFoundByTheNextProcessAsTheLastOneLeftIt)
     write_word(0x40000908, 2); // RAM section 1 off
     write_word(0x50000700, 0x302);
     EXPECT_EQ(JLINKARM_WriteReg(3, 77), 0);
-    JLINKARM_Close();
+    close_probe();
     bench.reopen();
 
     ASSERT_TRUE(open_probe());
@@ -110,7 +110,7 @@ TEST(State, givesAProbeToOneProcessAtATime)
 TEST(State, isMadeAgainWhenItsMakingWasInterrupted)
 {
     HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};
-    JLINKARM_Close();
+    close_probe();
     const std::filesystem::path folder = bench.path() + ".state/600000011";
     std::filesystem::remove(folder / "chip.txt");
     std::filesystem::resize_file(folder / "flash.bin", 100);
@@ -190,7 +190,7 @@ TEST(State, whoseFilesCannotBeTrustedIsRefusedByName)
     };
     for (const Obstacle& obstacle : obstacles) {
         const HaltedChip bench;
-        JLINKARM_Close();
+        close_probe();
         std::filesystem::path path = bench.path() + ".state/600000011";
         if (*obstacle.file != '\0') {
             path /= obstacle.file;
@@ -226,7 +226,7 @@ TEST(State, isForItsUserOnly)
 TEST(State, namesNoProcessThatDoesNotHoldTheProbe)
 {
     const HaltedChip bench;
-    JLINKARM_Close();
+    close_probe();
     bench.folder().write("bench.toml.state/600000011/lock", "1\n");
     const int lock = ::open((bench.path() + ".state/600000011/lock").c_str(), O_RDWR);
     ASSERT_EQ(::flock(lock, LOCK_EX | LOCK_NB), 0);

@@ -96,10 +96,9 @@ TEST(SimulatedPower, collectsResetReasonsUntilOnesClearThem)
     EXPECT_EQ(read_word(reset_reasons), 0U);
     ASSERT_GE(JLINKARM_Reset(), 0);
     EXPECT_EQ(read_word(reset_reasons), 0x4U);
+    pulse_reset_line();
     write_port(1, 0x00, 1);
     write_port(1, 0x00, 0);
-    JLINKARM_ClrRESET();
-    JLINKARM_SetRESET();
     ASSERT_GE(JLINKARM_Connect(), 0);
     EXPECT_EQ(read_word(reset_reasons), 0x40005U);
     write_word(reset_reasons, 0x4);

@@ -33,18 +33,19 @@ TEST(ReadbackProtection, closesTheDebugAccessFromTheNextResetOn)
     };
     for (const Reset& reset : {
              Reset{"system", [] { EXPECT_LT(JLINKARM_Reset(), 0) << "the core does not answer any more"; }},
-             Reset{"pin", [] { JLINKARM_ClrRESET(), JLINKARM_SetRESET(); }},
+             Reset{"pin", pulse_reset_line},
              Reset{"control", pulse_control_reset},
              Reset{"power", [] { EXPECT_EQ(JLINKSIM_power_cycle(TempBench::serial_number), 0); }},
          }) {
         SCOPED_TRACE(reset.kind);
-        const HaltedChip bench;
+        HaltedChip bench;
         program_word(protection_word, 0xFFFFFF00);
         EXPECT_EQ(read_port(control_port, protection_status), 1U);
         EXPECT_EQ(read_word(ram), bench.peek_word(ram));
 
         reset.make();
         JLINKARM_Close();
+        bench.take_records();
         open_debug_port();
         EXPECT_EQ(read_port(control_port, identification) & 0x0FFFFF00, 0x02880000U);
         EXPECT_EQ(read_port(control_port, protection_status), 0U);
@@ -108,12 +109,13 @@ TEST(ControlPort, failsWhenTheBenchSaysSo)
 
 TEST(ControlPort, holdsTheChipInResetUntilItIsReleased)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
     open_debug_port();
     write_port(control_port, reset_register, 1);
     EXPECT_LT(JLINKARM_Connect(), 0);
     // Also for the session after this one.
     JLINKARM_Close();
+    EXPECT_THAT(bench.take_records(), begin_with("debug-power-left", "ctrl-ap-left-set"));
     open_debug_port();
     EXPECT_EQ(read_port(control_port, reset_register), 1U);
     write_port(control_port, reset_register, 0);

@@ -78,8 +78,9 @@ inline std::vector<std::uint8_t> instruct(std::uint8_t opcode, std::vector<std::
     data.resize(8);
     EXPECT_EQ(JLINKARM_WriteMem(custom_data, 8, data.data()), 8);
     write_word(ready_event, 0);
-    write_word(custom, opcode | length << 8 | bits);
+    write_word(custom, opcode | length << 8 | 3U << 12 | bits);
     EXPECT_TRUE(gets_ready());
+    command("InvalidateCache");
     EXPECT_EQ(JLINKARM_ReadMem(custom_data, 8, data.data()), 0);
     data.resize(length - 1);
     return data;
@@ -126,6 +127,7 @@ inline bool erase_flash(std::uint32_t address, std::uint32_t length)
 inline std::vector<std::uint8_t> ram_bytes(std::uint32_t address, std::uint32_t count)
 {
     std::vector<std::uint8_t> bytes(count);
+    command("InvalidateCache");
     EXPECT_EQ(JLINKARM_ReadMem(address, count, bytes.data()), 0);
     return bytes;
 }

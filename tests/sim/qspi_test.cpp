@@ -82,6 +82,7 @@ TEST(SimulatedQspi, recordsTasksThatAreStartedWrongly)
     set_transfer(0x504, 0, ram, 4);
     write_word(start_read, 1);
     EXPECT_THAT(bench.take_records(), begin_with("qspi-ready-not-cleared: TASKS_READSTART"));
+    EXPECT_TRUE(gets_ready());
     EXPECT_EQ(read_word(ram), 0xFFFFFFFF);
 
     struct Case

@@ -90,7 +90,7 @@ TEST(RunControl, timePassesForAHostThatWaits)
 #if defined(TESSIT_SIM_CPU_UNICORN)
     EXPECT_NEAR(read_word(counter), static_cast<double>(wait) / 1000 * 64 / 4, 20'000);
 #endif
-    JLINKARM_Close();
+    close_probe();
     EXPECT_EQ(timed(), wait) << "without a session";
 }
 
@@ -103,7 +103,7 @@ TEST(RunControl, keepsAllRegistersOfAHaltedCpuOnly)
     }
     EXPECT_EQ(JLINKARM_WriteReg(17, 0x20000800), 0);
     EXPECT_EQ(JLINKARM_WriteReg(18, 0x20000400), 0);
-    JLINKARM_Close();
+    close_probe();
     connect_halted();
     for (std::uint32_t index = 0; index < 13; ++index) {
         EXPECT_EQ(JLINKARM_ReadReg(index), 0x1000 + index);
@@ -152,7 +152,7 @@ TEST(RunControl, leavesTheRunStateToTheNextSessionAsTheHostChose)
         const TempBench bench = bench_with_program(counting_program);
         connect_halted();
         EXPECT_EQ(command(host.setting), "");
-        JLINKARM_Close();
+        close_probe();
         ASSERT_TRUE(open_probe());
         ASSERT_GE(JLINKARM_Connect(), 0);
         EXPECT_EQ(JLINKARM_IsHalted(), host.halted);
@@ -196,7 +196,7 @@ TEST(RunControl, theNextSessionFindsTheWholeCpuAsItWas)
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(JLINKARM_Step(), 0);
     }
-    JLINKARM_Close();
+    close_probe();
     connect_halted();
     EXPECT_EQ(JLINKARM_ReadReg(13), 0x20002000U);
     EXPECT_EQ(JLINKARM_ReadReg(17), 0x20001000U);

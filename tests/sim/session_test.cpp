@@ -128,7 +128,7 @@ TEST(Session, connectsOnlyWhenItIsSetUpAndTheChipAnswers)
         Case{"JTAG", "", [] { JLINKARM_TIF_Select(0); }, false},
         Case{"no supply", "", [] { JLINKSIM_set_supply(TempBench::serial_number, 1499); }, false},
         Case{"least supply", "", [] { JLINKSIM_set_supply(TempBench::serial_number, 1500); }, true},
-        Case{"held in reset", "", [] { JLINKARM_ClrRESET(); }, false},
+        Case{"held in reset", "", [] { JLINKARM_TIF_Select(0), JLINKARM_ClrRESET(), JLINKARM_TIF_Select(1); }, false},
         Case{"defect", "faults = [\"connect_fails\"]\n", [] {}, false},
         Case{"protected", "protected = true\n", [] {}, false},
     };

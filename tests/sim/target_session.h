@@ -41,6 +41,7 @@ inline std::uint32_t read_word(std::uint32_t address)
 {
     std::uint32_t value = 0;
     std::uint8_t status = 1;
+    command("InvalidateCache");
     EXPECT_EQ(JLINKARM_ReadMemU32(address, 1, &value, &status), 1) << std::hex << address;
     EXPECT_EQ(status, 0) << std::hex << address;
     return value;
@@ -58,12 +59,19 @@ inline void wait_for_flash()
     }
 }
 
+/// A register of the flash controller, and the wait that it takes.
+inline void set_flash(std::uint32_t address, std::uint32_t value)
+{
+    write_word(address, value);
+    wait_for_flash();
+}
+
 /// A write to flash or UICR, as a host makes it.
 inline void program_word(std::uint32_t address, std::uint32_t value)
 {
-    write_word(flash_config, 1);
-    write_word(address, value);
-    write_word(flash_config, 0);
+    set_flash(flash_config, 1);
+    set_flash(address, value);
+    set_flash(flash_config, 0);
 }
 
 inline bool open_probe()
@@ -79,7 +87,23 @@ inline bool open_probe()
     }
     JLINKARM_TIF_Select(1);
     JLINKARM_SetSpeed(4000);
+    JLINKARM_SetResetType(8);
     return true;
+}
+
+/// As a host ends its session.
+inline void close_probe()
+{
+    write_word(0xE000EDFC, 0);
+    JLINKARM_Close();
+}
+
+inline void pulse_reset_line()
+{
+    JLINKARM_TIF_Select(0);
+    JLINKARM_ClrRESET();
+    JLINKARM_SetRESET();
+    JLINKARM_TIF_Select(1);
 }
 
 /// A session that is connected to the chip, whose CPU is halted.

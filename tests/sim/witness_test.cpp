@@ -33,6 +33,7 @@ TEST(Trace, tellsEveryCallWithArgumentsAndResult)
     JLINKARM_EMU_SelectByUSBSN(5);
     ASSERT_EQ(JLINKARM_OpenEx(nullptr, nullptr), nullptr);
     command("Device = BIRCH_M1_VA");
+    command("SetDbgPowerDownOnClose = 1");
     JLINKARM_HasError();
     JLINKARM_TIF_Select(1);
     JLINKARM_Connect();
@@ -41,15 +42,17 @@ TEST(Trace, tellsEveryCallWithArgumentsAndResult)
     JLINKARM_ReadMem(ram, 4, &value);
     JLINKARM_ReadReg(15);
     JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0);
-    JLINKARM_Close();
+    close_probe();
     JLINKSIM_stop_trace();
     JLINKARM_IsOpen();
     EXPECT_THAT(bench.trace(),
                 ElementsAre("JLINKARM_IsOpen() = 0", "JLINKARM_EMU_SelectByUSBSN(5) = -1", "JLINKARM_OpenEx() = null",
-                            "JLINKARM_ExecCommand(\"Device = BIRCH_M1_VA\") = 0", "JLINKARM_TIF_Select(1)",
+                            "JLINKARM_ExecCommand(\"Device = BIRCH_M1_VA\") = 0",
+                            "JLINKARM_ExecCommand(\"SetDbgPowerDownOnClose = 1\") = 0", "JLINKARM_TIF_Select(1)",
                             "JLINKARM_Connect() = 0", "JLINKARM_Halt() = 0", "JLINKARM_WriteU32(0x20000000, 0xABC) = 0",
                             "JLINKARM_ReadMem(0x20000000, 4) = 0", "JLINKARM_ReadReg(15) = 0xFFFFFFFE",
-                            "JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0) = 0", "JLINKARM_Close()"));
+                            "JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0) = 0",
+                            "JLINKARM_WriteU32(0xE000EDFC, 0x0) = 0", "JLINKARM_Close()"));
 }
 
 int order(const char* function, const std::function<void(jlinksim_fault_t&)>& describe = {})
@@ -200,6 +203,7 @@ TEST(ModelledTime, followsTheSpeedOfTheInterface)
     std::array<std::uint8_t, 1024> block{};
     const auto time_at = [&](std::uint32_t kilohertz) {
         JLINKARM_SetSpeed(kilohertz);
+        command("InvalidateCache");
         const std::uint64_t begin = JLINKSIM_time_ns();
         JLINKARM_ReadMem(ram, block.size(), block.data());
         return JLINKSIM_time_ns() - begin - 250'000;

@@ -159,6 +159,7 @@ TEST_F(TargetTest, RamSectionsAndDebugRegistersAreReached)
     EXPECT_EQ(tessit({"ap", "write", "1", "0", "0"}).output, "AP 1 register 0x00  0x00000000 written, not read back\n");
     EXPECT_NE(tessit_json({"dp", "read", "0"})["value"], 0);
     EXPECT_THAT(tessit({"dp", "write", "4", "0x50000000"}), Exits(0));
+    EXPECT_EQ(take_records(), "debug-power-left: CTRL/STAT requests power at JLINKARM_Close\n") << "as it was told";
     const Outcome select = tessit({"dp", "read", "8"}); // cannot be read
     EXPECT_THAT(select, FailsWith(2, "--help"));
     EXPECT_THAT(select.errors, Not(HasSubstr("-v")));

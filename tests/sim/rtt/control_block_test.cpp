@@ -88,8 +88,7 @@ TEST_F(RttControlBlock, isOutOfReachWithoutAConnectionAndSearchedAnewInEverySess
     EXPECT_EQ(stop(), 0);
     ASSERT_EQ(start(), 0);
     ASSERT_EQ(find(), 2);
-    JLINKARM_ClrRESET();
-    JLINKARM_SetRESET();
+    pulse_reset_line();
     char byte = 0;
     EXPECT_EQ(start(), -1);
     EXPECT_EQ(stop(), -1);
