@@ -58,7 +58,12 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
                     {.erase_everything = [this] { flash_controller_.erase_everything(); },
                      .hold_in_reset = [this](bool held) { hold(ResetKind::control, held); }}),
       debug_port_(take_words(register_words(DebugPort::table)), services.records),
-      core_(bus_, state.powered().cpu, take_words(register_words(Core::table)), services.records,
+      core_(bus_, state.powered().cpu,
+            {.core = take_words(register_words(Core::table)),
+             .control = take_words(register_words(SystemControl::table)),
+             .timer = take_words(register_words(SysTick::table)),
+             .nvic = take_words(register_words(Nvic::table))},
+            services.records,
             {.request_reset = [this] { reset_requested_ = true; }, .memories = [this] { return direct_memories(); }}),
       memory_port_(
           take_words(register_words(MemoryPort::table)), services.records,
@@ -105,7 +110,7 @@ void Chip::attach_devices()
     if (model().has_qspi) {
         attach_qspi();
     }
-    bus_.attach(Core::base, Core::bytes, core_);
+    core_.attach_to(bus_);
     bus_.attach(RomTable::base, RomTable::bytes, rom_table_);
     debug_port_.attach(memory_port_index, memory_port_);
     if (options_.has_control_port) {

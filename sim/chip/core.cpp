@@ -8,15 +8,11 @@
 namespace jlinksim {
 namespace {
 
-constexpr std::uint32_t fault_status = 0xD28;       // CFSR
-constexpr std::uint32_t hard_fault_status = 0xD2C;  // HFSR
-constexpr std::uint32_t debug_fault_status = 0xD30; // DFSR
-constexpr std::uint32_t bus_fault_address = 0xD38;  // BFAR
-constexpr std::uint32_t debug_control = 0xDF0;      // DHCSR
-constexpr std::uint32_t register_data = 0xDF8;      // DCRDR
-constexpr std::uint32_t exception_monitor = 0xDFC;  // DEMCR
-constexpr std::uint32_t run_state_flag = 0x10000;   // beyond every address: the hardware's own
-constexpr std::uint32_t lock_up_flag = 0x10004;     // it goes on locked up when it was halted
+constexpr std::uint32_t debug_control = 0xDF0;     // DHCSR
+constexpr std::uint32_t register_data = 0xDF8;     // DCRDR
+constexpr std::uint32_t exception_monitor = 0xDFC; // DEMCR
+constexpr std::uint32_t run_state_flag = 0x10000;  // beyond every address: the hardware's own
+constexpr std::uint32_t lock_up_flag = 0x10004;    // it goes on locked up when it was halted
 
 constexpr std::uint32_t debug_key = 0xA05F;
 constexpr std::uint32_t debug_enable = 1U << 0;
@@ -28,15 +24,7 @@ constexpr std::uint32_t status_halted = 1U << 17;
 constexpr std::uint32_t status_sleeping = 1U << 18;
 constexpr std::uint32_t status_locked_up = 1U << 19;
 
-constexpr std::uint32_t hard_fault_forced = 1U << 30;
-constexpr std::uint32_t hard_fault_by_breakpoint = 1U << 31;
-constexpr std::uint32_t stopped_by_request = 1U << 0; // bits of DFSR
-constexpr std::uint32_t stopped_by_breakpoint = 1U << 1;
-constexpr std::uint32_t stopped_by_vector_catch = 1U << 3;
-
 constexpr std::uint32_t catch_core_reset = 1U << 0;
-constexpr std::uint32_t reset_key = 0x05FA;
-constexpr std::uint32_t reset_request = 1U << 2;
 constexpr std::uint32_t register_transfer_write = 1U << 16;
 
 constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
@@ -49,20 +37,6 @@ struct CoreTable
 {
     static constexpr std::array rows{
         // clang-format off
-        //             name     offset         reset       writable    on write                     on read
-        Register<Core>{"CPUID", 0xD00,         0x410FC241, 0},
-        Register<Core>{.name = "ICSR", .offset = 0xD04, .on_read = &Core::read_interrupt_control},
-        Register<Core>{"VTOR",  0xD08,         0,          0xFFFFFF80},
-        Register<Core>{"AIRCR", 0xD0C,         0xFA050000, 0,          &Core::write_reset_control},
-        Register<Core>{"SCR",   0xD10,         0,          0x16},
-        Register<Core>{"CCR",   0xD14,         0x200,      0x31B},
-        Register<Core>{.name = "CFSR",  .offset = fault_status, .writable = 0x030FBFBB, .effect = WriteEffect::clear_ones},
-        Register<Core>{.name = "HFSR",  .offset = hard_fault_status, .writable = 0xC0000002, .effect = WriteEffect::clear_ones},
-        Register<Core>{.name = "DFSR",  .offset = debug_fault_status, .writable = 0x1F, .effect = WriteEffect::clear_ones,
-                       .retained = true},
-        Register<Core>{"MMFAR", 0xD34,         0,          ~0U},
-        Register<Core>{"BFAR",  bus_fault_address, 0,      ~0U},
-        Register<Core>{.name = "CPACR", .offset = 0xD88, .writable = 0x00F00000},
         Register<Core>{.name = "DHCSR", .offset = debug_control, .on_write = &Core::write_debug_control,
                        .on_read = &Core::read_debug_control, .retained = true},
         Register<Core>{.name = "DCRSR", .offset = 0xDF4, .on_write = &Core::transfer_register},
@@ -76,14 +50,37 @@ struct CoreTable
 
 const std::span<const Register<Core>> Core::table{CoreTable::rows};
 
-Core::Core(Bus& bus, CpuState& kept, std::span<std::uint32_t> words, Records& records, Connections connections)
-    : RegisterBlock("SCS", table, words, records), bus_(bus), kept_(kept), connections_(std::move(connections))
+Core::Core(Bus& bus, ProcessorState& kept, const Words& words, Records& records, Connections connections)
+    : RegisterBlock("SCS", table, words.core, records),
+      bus_(bus),
+      kept_(kept),
+      connections_(std::move(connections)),
+      exceptions_(kept.exceptions),
+      control_(exceptions_, words.control, records,
+               {.request_reset = [this] { request_reset(); },
+                .clear_active = [this] { clear_active(); },
+                .changed = [this] { look_again(); }}),
+      timer_(exceptions_, words.timer, records,
+             {.catch_up = [this] { catch_up(); }, .changed = [this] { look_again(); }}),
+      nvic_(exceptions_, words.nvic, records, [this] { look_again(); })
 {
+}
+
+/// Where windows overlap the first one wins: what has no device of its own is this one's, as reserved.
+void Core::attach_to(Bus& bus)
+{
+    bus.attach(base + SysTick::window_begin, SysTick::window_bytes, timer_, SysTick::window_begin);
+    bus.attach(base + Nvic::window_begin, Nvic::window_bytes, nvic_, Nvic::window_begin);
+    bus.attach(base + Nvic::trigger_offset, 4, nvic_, Nvic::trigger_offset);
+    bus.attach(base + SystemControl::window_begin, SystemControl::window_bytes, control_, SystemControl::window_begin);
+    bus.attach(base + SystemControl::float_begin, SystemControl::float_bytes, control_, SystemControl::float_begin);
+    bus.attach(base, bytes, *this);
 }
 
 RunState Core::state() const
 {
-    return static_cast<RunState>(word(run_state_flag));
+    const auto state = static_cast<RunState>(word(run_state_flag));
+    return state == RunState::running && kept_.sleep != Sleep::none ? RunState::sleeping : state;
 }
 
 void Core::set_state(RunState state)
@@ -101,28 +98,35 @@ void Core::enable_debug()
     word(debug_control) |= debug_enable;
 }
 
-Cpu& Core::cpu()
+Processor& Core::processor()
 {
-    if (cpu_ == nullptr) {
-        cpu_ = make_cpu(bus_);
-        cpu_->restore(kept_);
+    if (!processor_) {
+        processor_.emplace(Processor::Parts{bus_, exceptions_, control_, timer_, kept_, records()}, make_cpu(bus_));
     }
     if (std::exchange(memories_are_stale_, false)) {
-        cpu_->set_memories(connections_.memories());
+        processor_->cpu().set_memories(connections_.memories());
     }
-    return *cpu_;
+    return *processor_;
 }
 
 void Core::keep_registers()
 {
-    kept_ = cpu_->save();
+    kept_.registers = cpu().save();
+}
+
+Processor::DebugRequests Core::debug_requests() const
+{
+    return {.attached = is_debug_enabled(),
+            .masks_interrupts = (word(debug_control) & debug_mask_interrupts) != 0,
+            .catches = word(exception_monitor)};
 }
 
 void Core::halt()
 {
     if (!is_halted()) {
-        word(debug_fault_status) |= stopped_by_request;
+        control_.note_debug_event(debug_event::request);
     }
+    kept_.sleep = Sleep::none;
     set_state(RunState::halted);
 }
 
@@ -130,7 +134,7 @@ void Core::halt_at_reset()
 {
     cpu().write_register(program_counter, bus_.peek_word(reset_vectors + 4) & ~1U);
     keep_registers();
-    word(debug_fault_status) |= stopped_by_vector_catch;
+    control_.note_debug_event(debug_event::vector_catch);
     set_state(RunState::halted);
 }
 
@@ -144,7 +148,8 @@ void Core::go()
 void Core::step()
 {
     if (word(lock_up_flag) == 0) {
-        run(1);
+        ended(processor().step(debug_requests()));
+        kept_.sleep = Sleep::none;
     }
     set_state(RunState::halted);
 }
@@ -156,7 +161,10 @@ std::uint32_t Core::read_cpu_register(unsigned index)
 
 void Core::write_cpu_register(unsigned index, std::uint32_t value)
 {
-    cpu().write_register(index, value);
+    // The exception number follows the handlers, and is not for the host to write.
+    const std::uint32_t kept = index == cpu_register::xpsr ? kept_.registers[index] & cpu_register::xpsr_exception : 0;
+    const std::uint32_t own = index == cpu_register::xpsr ? value & ~cpu_register::xpsr_exception : value;
+    cpu().write_register(index, own | kept);
     keep_registers();
     if (index == program_counter) {
         word(lock_up_flag) = 0; // there may be something to execute
@@ -177,7 +185,13 @@ FaultStatus Core::first_fetch(std::uint32_t handler)
 
 void Core::reset(ResetKind kind)
 {
+    for (BusDevice* const part : std::initializer_list<BusDevice*>{&control_, &timer_, &nvic_}) {
+        part->reset(kind);
+    }
     RegisterBlock::reset(kind);
+    exceptions_.reset();
+    kept_.sleep = Sleep::none;
+    kept_.event = 0;
     const std::uint32_t handler = bus_.peek_word(reset_vectors + 4);
     cpu().reset(bus_.peek_word(reset_vectors), handler);
     unspent_ = 0;
@@ -186,7 +200,8 @@ void Core::reset(ResetKind kind)
     } else if (const FaultStatus fetch = first_fetch(handler); fetch.bits != 0) {
         // A chip without a program: it does nothing, and there is nothing to tell anybody about.
         cpu().write_register(program_counter, lock_up_address);
-        note_fault(fetch);
+        control_.note_fault(fetch);
+        control_.note_hard_fault(hard_fault_bit::forced);
         lock_up();
     } else {
         set_state(RunState::running);
@@ -196,68 +211,32 @@ void Core::reset(ResetKind kind)
 
 void Core::elapse(std::uint64_t nanoseconds)
 {
-    if (state() != RunState::running || held_) {
+    const bool lives = state() == RunState::running || state() == RunState::sleeping;
+    if (!lives || held_) {
         unspent_ = 0;
         return;
     }
     constexpr std::uint64_t second = 1'000'000'000;
-    unspent_ += std::min(nanoseconds, timing::longest_life_per_call_ns) * timing::cpu_hertz;
-    const std::uint64_t budget = unspent_ / second;
+    unspent_ += nanoseconds % second * timing::cpu_hertz;
+    const std::uint64_t cycles = nanoseconds / second * timing::cpu_hertz + unspent_ / second;
     unspent_ %= second;
-    if (budget != 0) {
-        run(budget);
+    if (cycles != 0) {
+        ended(
+            processor().run({.cycles = cycles, .instructions = timing::most_instructions_per_call}, debug_requests()));
     }
 }
 
-void Core::run(std::uint64_t budget)
+void Core::ended(Processor::Ending how)
 {
-    Cpu& engine = cpu();
-    executing_ = true;
-    const RunResult result = engine.run(budget);
-    executing_ = false;
-    keep_registers();
-    stopped(result);
-}
-
-void Core::stopped(const RunResult& result)
-{
-    switch (result.why) {
-    case StopReason::budget_spent:
-    case StopReason::run_ended:
+    switch (how) {
+    case Processor::Ending::allowance_spent:
         return;
-    case StopReason::sleeping:
-        set_state(RunState::sleeping);
+    case Processor::Ending::debug_event:
+        set_state(RunState::halted);
         return;
-    case StopReason::breakpoint:
-        if (is_debug_enabled()) {
-            word(debug_fault_status) |= stopped_by_breakpoint;
-            set_state(RunState::halted);
-            return;
-        }
-        records().add("cpu-fault", fmt::format("breakpoint at 0x{:08X} without a debugger", kept_[program_counter]));
-        word(hard_fault_status) |= hard_fault_by_breakpoint;
+    case Processor::Ending::locked_up:
         lock_up();
         return;
-    case StopReason::fault:
-        records().add("cpu-fault", result.fault);
-        note_fault(result.status);
-        if (is_debug_enabled()) {
-            word(debug_fault_status) |= stopped_by_vector_catch;
-            set_state(RunState::halted);
-            return;
-        }
-        lock_up();
-        return;
-    }
-}
-
-/// No handler of its own is enabled for any fault, and so each becomes a hard fault.
-void Core::note_fault(FaultStatus status)
-{
-    word(fault_status) |= status.bits;
-    word(hard_fault_status) |= hard_fault_forced;
-    if ((status.bits & fault_bit::address_valid) != 0) {
-        word(bus_fault_address) = status.address;
     }
 }
 
@@ -269,38 +248,50 @@ void Core::lock_up()
 
 void Core::code_changed(std::uint32_t address, std::uint32_t length)
 {
-    if (cpu_ != nullptr) {
-        cpu_->code_changed(address, length);
+    if (processor_) {
+        processor_->cpu().code_changed(address, length);
     }
 }
 
 void Core::memories_changed()
 {
     memories_are_stale_ = true;
-    if (executing_) {
-        cpu();
+    if (processor_ && processor_->is_running()) {
+        processor();
     }
 }
 
-void Core::write_reset_control(std::uint32_t value, unsigned /*index*/)
+void Core::look_again()
 {
-    if (value >> 16 != reset_key) {
-        records().add("register-key", fmt::format("AIRCR = 0x{:08X} without its key", value));
+    if (processor_) {
+        processor_->look_again();
+    }
+}
+
+void Core::catch_up()
+{
+    if (processor_) {
+        processor_->catch_up();
+    }
+}
+
+void Core::request_reset()
+{
+    connections_.request_reset();
+    if (processor_) {
+        processor_->end_run(); // firmware resets its chip
+    }
+}
+
+/// For a debugger that starts another program in place of the one that was being interrupted.
+void Core::clear_active()
+{
+    if (!is_halted()) {
         return;
     }
-    if ((value & reset_request) != 0) {
-        connections_.request_reset();
-        if (executing_) {
-            cpu_->end_run(); // firmware resets its chip
-        }
-    }
-}
-
-/// VECTACTIVE, the number of the active exception.
-std::uint32_t Core::read_interrupt_control(unsigned /*index*/)
-{
-    constexpr std::uint32_t exception_number = 0x1FF;
-    return kept_[cpu_register::xpsr] & exception_number;
+    exceptions_.forget_active();
+    cpu().write_register(cpu_register::xpsr, cpu().read_register(cpu_register::xpsr) & ~cpu_register::xpsr_exception);
+    keep_registers();
 }
 
 std::uint32_t Core::read_debug_control(unsigned /*index*/)

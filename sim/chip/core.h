@@ -1,12 +1,16 @@
 #pragma once
 
 #include "sim/chip/bus.h"
+#include "sim/chip/nvic.h"
+#include "sim/chip/processor.h"
+#include "sim/chip/system_control.h"
+#include "sim/chip/systick.h"
 #include "sim/device/register_block.h"
 #include "sim/device/services.h"
 
 #include <array>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <vector>
 
 namespace jlinksim {
@@ -15,11 +19,12 @@ enum class RunState : std::uint32_t
 {
     running,
     halted,    ///< in debug state: registers can be read and written
-    sleeping,  ///< after WFI or WFE; nothing wakes it but a halt or a reset
+    sleeping,  ///< after WFI or WFE, until an exception, an event, a halt or a reset
     locked_up, ///< it cannot execute what it finds, and no debugger caught it
 };
 
-/// The CPU with its debug registers (the system control space), its run state and its share of time.
+/// The CPU as a debugger sees it: its debug registers, its run state and its share of time. The parts of the system
+/// control space that firmware drives it with are members.
 class Core final : public RegisterBlock<Core>
 {
 public:
@@ -34,8 +39,19 @@ public:
         std::function<std::vector<DirectMemory>()> memories; ///< what can be executed from, at this moment
     };
 
+    /// For the registers of each part.
+    struct Words
+    {
+        std::span<std::uint32_t> core;
+        std::span<std::uint32_t> control;
+        std::span<std::uint32_t> timer;
+        std::span<std::uint32_t> nvic;
+    };
+
     /// `kept` is what a process leaves of the CPU for the next one.
-    Core(Bus& bus, CpuState& kept, std::span<std::uint32_t> words, Records& records, Connections connections);
+    Core(Bus& bus, ProcessorState& kept, const Words& words, Records& records, Connections connections);
+    /// All of the system control space.
+    void attach_to(Bus& bus);
 
     RunState state() const;
     bool is_halted() const { return state() == RunState::halted; }
@@ -64,29 +80,33 @@ public:
 private:
     friend struct CoreTable;
 
-    void write_reset_control(std::uint32_t value, unsigned index);
     std::uint32_t read_debug_control(unsigned index);
     void write_debug_control(std::uint32_t value, unsigned index);
     void transfer_register(std::uint32_t value, unsigned index);
 
-    std::uint32_t read_interrupt_control(unsigned index);
-
     /// What the fetch of a program's first instruction meets; no bits when there could be one.
     FaultStatus first_fetch(std::uint32_t handler);
-    Cpu& cpu();
-    void run(std::uint64_t budget);
-    void stopped(const RunResult& result);
-    void note_fault(FaultStatus status);
+    Processor& processor();
+    Cpu& cpu() { return processor().cpu(); }
+    Processor::DebugRequests debug_requests() const;
+    void ended(Processor::Ending how);
+    void look_again();
+    void catch_up();
+    void request_reset();
+    void clear_active();
     void lock_up();
     void keep_registers();
     void set_state(RunState state);
 
     Bus& bus_;
-    CpuState& kept_;
+    ProcessorState& kept_;
     Connections connections_;
-    std::unique_ptr<Cpu> cpu_; ///< made when first needed: most sessions never run it
+    Exceptions exceptions_;
+    SystemControl control_;
+    SysTick timer_;
+    Nvic nvic_;
+    std::optional<Processor> processor_; ///< made when first needed: most sessions never run it
     bool memories_are_stale_ = true;
-    bool executing_ = false;
     bool held_ = false;
     std::uint64_t unspent_ = 0; ///< of a cycle, in nanoseconds times cpu_hertz
 };

@@ -4,19 +4,28 @@
 
 namespace jlinksim {
 
-namespace {
-
-unsigned banked(unsigned index)
-{
-    assert(index < cpu_register_count);
-    return index == cpu_register::sp ? cpu_register::msp : index;
-}
-
-} // namespace
-
 RegisterFileCpu::RegisterFileCpu()
 {
     reset(0, 0);
+}
+
+/// R13 is the stack pointer in use, which CONTROL chooses in thread mode.
+unsigned RegisterFileCpu::banked(unsigned index) const
+{
+    assert(index < cpu_state_words);
+    if (index != cpu_register::sp) {
+        return index;
+    }
+    const bool is_thread = (registers_[cpu_register::xpsr] & cpu_register::xpsr_exception) == 0;
+    const bool is_process = (registers_[cpu_register::control] & cpu_register::control_process_stack) != 0;
+    return is_thread && is_process ? cpu_register::psp : cpu_register::msp;
+}
+
+CpuState RegisterFileCpu::save() const
+{
+    CpuState state = registers_;
+    state[cpu_register::sp] = read_register(cpu_register::sp);
+    return state;
 }
 
 void RegisterFileCpu::set_memories(std::span<const DirectMemory> /*memories*/) {}

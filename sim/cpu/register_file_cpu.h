@@ -6,8 +6,7 @@
 
 namespace jlinksim {
 
-/// A CPU that holds its registers and executes nothing: for builds without an instruction engine. It is always in
-/// thread mode on the main stack, so that R13 and MSP are one register.
+/// A CPU that holds its registers and executes nothing: for builds without an instruction engine.
 class RegisterFileCpu final : public Cpu
 {
 public:
@@ -17,14 +16,18 @@ public:
     void reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_handler) override;
     std::uint32_t read_register(unsigned index) const override;
     void write_register(unsigned index, std::uint32_t value) override;
-    CpuState save() const override { return registers_; }
+    CpuState save() const override;
     void restore(const CpuState& state) override { registers_ = state; }
     RunResult run(std::uint64_t budget) override;
     void end_run() override {}
+    std::uint64_t begun() const override { return 0; }
+    void set_traps(CpuTraps /*traps*/) override {}
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return false; }
 
 private:
+    unsigned banked(unsigned index) const;
+
     CpuState registers_{};
 };
 

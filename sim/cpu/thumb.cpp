@@ -18,16 +18,37 @@ Kind hint(unsigned number)
 // ITSTATE lies in two pieces: bits 1 and 0 are bits 26 and 25 of XPSR, bits 7 to 2 are its bits 15 to 10.
 constexpr std::uint32_t xpsr_if_then_bits = 0x0600FC00;
 
+/// The unit is coprocessors 10 and 11.
+bool is_floating_point(Instruction wide)
+{
+    return (wide.first & 0xEC00U) == 0xEC00 && (wide.second & 0x0E00U) == 0x0A00;
+}
+
+Kind classify_wide(Instruction wide)
+{
+    if (wide.first == 0xF3AF && (wide.second & 0xFF00U) == 0x8000) {
+        return hint(wide.second & 0xFFU);
+    }
+    if ((wide.first & 0xFFF0U) == 0xF380 && (wide.second & 0xF000U) == 0x8000) {
+        return Kind::mask_write;
+    }
+    if ((wide.first & 0xFFD0U) == 0xFB90 && (wide.second & 0x00F0U) == 0x00F0) {
+        return Kind::division;
+    }
+    return is_floating_point(wide) ? Kind::floating_point : Kind::ordinary;
+}
+
 } // namespace
 
 Kind classify(Instruction instruction)
 {
     if (instruction.is_wide()) {
-        const bool is_hint = instruction.first == 0xF3AF && (instruction.second & 0xFF00U) == 0x8000;
-        return is_hint ? hint(instruction.second & 0xFFU) : Kind::ordinary;
+        return classify_wide(instruction);
     }
     const unsigned low = instruction.first & 0xFFU;
     switch (instruction.first >> 8U) {
+    case 0xB6:
+        return (low & 0xE8U) == 0x60 ? Kind::mask_write : Kind::ordinary;
     case 0xBE:
         return Kind::breakpoint;
     case 0xBF:

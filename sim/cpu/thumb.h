@@ -25,9 +25,18 @@ enum class Kind
     wait_for_event,
     wait_for_interrupt,
     send_event,
+    mask_write,     ///< CPS and MSR
+    floating_point, ///< an instruction of the floating point unit
+    division,       ///< SDIV and UDIV
 };
 
 Kind classify(Instruction instruction);
+
+/// The register that holds a division's divisor.
+constexpr unsigned divisor_register(Instruction division)
+{
+    return division.second & 0xFU;
+}
 
 /// The ITSTATE field of XPSR: which condition the next instruction of an IT block is under, and how many follow.
 class IfThen

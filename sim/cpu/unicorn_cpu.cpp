@@ -63,7 +63,7 @@ void UnicornCpu::renew_engine()
 CpuState UnicornCpu::save() const
 {
     CpuState state = engine_->save();
-    for (unsigned index = 0; index < cpu_register_count; ++index) {
+    for (unsigned index = 0; index < cpu_state_words; ++index) {
         state[index] = cpu_register::writable_part(index, state[index]);
     }
     return state;
@@ -73,7 +73,6 @@ void UnicornCpu::reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_
 {
     assert(!running_);
     open_engine();
-    event_ = false;
     const bool thumb = (reset_handler & 1U) != 0;
     write_register(cpu_register::xpsr, thumb ? cpu_register::xpsr_thumb : 0);
     write_register(cpu_register::sp, initial_stack_pointer);
@@ -83,13 +82,13 @@ void UnicornCpu::reset(std::uint32_t initial_stack_pointer, std::uint32_t reset_
 
 std::uint32_t UnicornCpu::read_register(unsigned index) const
 {
-    assert(index < cpu_register_count);
+    assert(index < cpu_state_words);
     return cpu_register::writable_part(index, engine_->read_register(index));
 }
 
 void UnicornCpu::write_register(unsigned index, std::uint32_t value)
 {
-    assert(index < cpu_register_count);
+    assert(index < cpu_state_words);
     engine_->write_register(index, cpu_register::writable_part(index, value));
 }
 
@@ -142,12 +141,28 @@ void UnicornCpu::advance(std::uint64_t budget)
     const Kind kind = thumb::classify(*instruction);
     if (block.active() && !block.condition_holds(xpsr) && kind != Kind::breakpoint) {
         complete(*instruction);
-    } else if (kind != Kind::ordinary) {
+    } else if (!is_for_engine(kind)) {
         carry_out(kind, *instruction);
     } else if (block.active()) {
         execute_conditional(block);
     } else {
         execute(budget);
+    }
+}
+
+bool UnicornCpu::is_for_engine(Kind kind) const
+{
+    switch (kind) {
+    case Kind::ordinary:
+        return true;
+    case Kind::mask_write:
+        return !traps_.mask_writes;
+    case Kind::floating_point:
+        return !traps_.floating_point;
+    case Kind::division:
+        return !traps_.division_by_zero;
+    default:
+        return false;
     }
 }
 
@@ -186,6 +201,10 @@ void UnicornCpu::execute(std::uint64_t limit)
     if (reason == UnicornEngine::Stop::fetch && result_.instructions == limit) {
         return; // the engine looks ahead of the budget
     }
+    if (is_exception_return(reason)) {
+        stop(StopReason::exception_return);
+        return;
+    }
     const bool left_thumb = (read_register(cpu_register::xpsr) & cpu_register::xpsr_thumb) == 0;
     if (left_thumb) {
         return; // advance() tells
@@ -194,6 +213,13 @@ void UnicornCpu::execute(std::uint64_t limit)
         --result_.instructions; // it was counted when it began
     }
     fault(describe(reason), status_of(reason));
+}
+
+/// In thread mode it is a branch to where no code is.
+bool UnicornCpu::is_exception_return(UnicornEngine::Stop reason) const
+{
+    const bool is_handler = (read_register(cpu_register::xpsr) & cpu_register::xpsr_exception) != 0;
+    return reason == UnicornEngine::Stop::exception_return && is_handler;
 }
 
 /// The engine takes an IT block as one instruction: it stops only after it, says nothing of what it skips, and forgets
@@ -215,7 +241,8 @@ void UnicornCpu::carry_out(Kind kind, Instruction instruction)
         stop(StopReason::breakpoint);
         return;
     case Kind::supervisor_call:
-        fault(fmt::format("SVC at 0x{:08X}: exceptions are not modelled", read_register(cpu_register::pc)));
+        complete(instruction);
+        stop(StopReason::supervisor_call);
         return;
     case Kind::if_then: {
         const IfThen block{static_cast<std::uint8_t>(instruction.first & 0xFFU)};
@@ -225,15 +252,27 @@ void UnicornCpu::carry_out(Kind kind, Instruction instruction)
     }
     case Kind::wait_for_interrupt:
         complete(instruction);
-        stop(StopReason::sleeping);
+        stop(StopReason::wait_for_interrupt);
         return;
     case Kind::wait_for_event:
         complete(instruction);
-        wait_for_event();
+        stop(StopReason::wait_for_event);
         return;
     case Kind::send_event:
-        event_ = true;
         complete(instruction);
+        stop(StopReason::event_sent);
+        return;
+    case Kind::mask_write:
+        execute_alone();
+        if (!stopped_) {
+            stop(StopReason::masks_written);
+        }
+        return;
+    case Kind::floating_point:
+        stop(StopReason::floating_point);
+        return;
+    case Kind::division:
+        divide(instruction);
         return;
     case Kind::yield:
     case Kind::ordinary:
@@ -251,11 +290,25 @@ void UnicornCpu::complete(Instruction instruction)
     write_register(cpu_register::pc, read_register(cpu_register::pc) + instruction.length());
 }
 
-void UnicornCpu::wait_for_event()
+/// One instruction in the engine, in or outside an IT block.
+void UnicornCpu::execute_alone()
 {
-    if (!std::exchange(event_, false)) {
-        stop(StopReason::sleeping);
+    const auto block = IfThen::of_xpsr(read_register(cpu_register::xpsr));
+    if (block.active()) {
+        execute_conditional(block);
+    } else {
+        execute(result_.instructions + 1);
     }
+}
+
+void UnicornCpu::divide(Instruction instruction)
+{
+    if (read_register(thumb::divisor_register(instruction)) == 0) {
+        fault(fmt::format("division by zero at 0x{:08X}", read_register(cpu_register::pc)),
+              {fault_bit::division_by_zero});
+        return;
+    }
+    execute_alone();
 }
 
 void UnicornCpu::stop(StopReason why)
@@ -282,7 +335,7 @@ std::string UnicornCpu::describe(UnicornEngine::Stop reason) const
     case UnicornEngine::Stop::undefined:
         return fmt::format("undefined instruction {} at 0x{:08X}", code_text(fetch(pc).value_or(Instruction{})), pc);
     case UnicornEngine::Stop::exception_return:
-        return fmt::format("branch to the exception return 0x{:08X}: exceptions are not modelled", pc);
+        return fmt::format("branch to the exception return 0x{:08X} outside a handler", pc);
     case UnicornEngine::Stop::asked:
         break;
     }
@@ -311,7 +364,8 @@ bool UnicornCpu::on_instruction(std::uint32_t address)
         return false;
     }
     const auto instruction = fetch(address);
-    if (!instruction || thumb::classify(*instruction) != Kind::ordinary) {
+    const bool is_decided = !begun_; // advance() has chosen to execute the first one
+    if (!instruction || !(is_decided || is_for_engine(thumb::classify(*instruction)))) {
         return false;
     }
     begun_ = address;

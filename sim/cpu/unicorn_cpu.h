@@ -15,7 +15,7 @@
 namespace jlinksim {
 
 /// A Cortex-M4 that executes firmware in the Unicorn engine. IT blocks, hints, BKPT and SVC are carried out here, one
-/// instruction at a time; everything between them runs in the engine.
+/// instruction at a time, and so is what is trapped; everything between them runs in the engine.
 class UnicornCpu final : public Cpu, private UnicornEngine::Observer
 {
 public:
@@ -29,6 +29,8 @@ public:
     void restore(const CpuState& state) override { engine_->restore(state); }
     RunResult run(std::uint64_t budget) override;
     void end_run() override;
+    std::uint64_t begun() const override { return result_.instructions; }
+    void set_traps(CpuTraps traps) override { traps_ = traps; }
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return true; }
 
@@ -44,8 +46,11 @@ private:
     void execute(std::uint64_t limit);
     void execute_conditional(thumb::IfThen block);
     void carry_out(thumb::Kind kind, thumb::Instruction instruction);
+    void execute_alone();
+    void divide(thumb::Instruction instruction);
     void complete(thumb::Instruction instruction);
-    void wait_for_event();
+    bool is_for_engine(thumb::Kind kind) const;
+    bool is_exception_return(UnicornEngine::Stop reason) const;
     void stop(StopReason why);
     void fault(std::string text, FaultStatus status = {});
     std::string describe(UnicornEngine::Stop reason) const;
@@ -55,7 +60,7 @@ private:
     std::vector<DirectMemory> memories_;
     std::unique_ptr<UnicornEngine> engine_;
     bool memories_changed_ = false; ///< the engine still has the former ones
-    bool event_ = false;            ///< the event register: set by SEV, taken by WFE
+    CpuTraps traps_;
 
     // The run under way.
     bool running_ = false;

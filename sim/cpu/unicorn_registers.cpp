@@ -8,8 +8,6 @@
 namespace jlinksim::unicorn_registers {
 namespace {
 
-constexpr std::uint32_t control_unprivileged = 1;
-
 /// By cpu_register's index, up to S0.
 constexpr std::array register_ids{
     UC_ARM_REG_R0,  UC_ARM_REG_R1,      UC_ARM_REG_R2,      UC_ARM_REG_R3,      UC_ARM_REG_R4,        UC_ARM_REG_R5,
@@ -43,9 +41,11 @@ class Privileged
 public:
     explicit Privileged(uc_engine& engine) : engine_{engine}
     {
-        if ((get(engine_, UC_ARM_REG_CONTROL) & control_unprivileged) != 0) {
-            xpsr_ = get(engine_, UC_ARM_REG_XPSR);
-            set(engine_, UC_ARM_REG_XPSR, *xpsr_ | 1U);
+        const std::uint32_t xpsr = get(engine_, UC_ARM_REG_XPSR);
+        const bool is_thread = (xpsr & cpu_register::xpsr_exception) == 0;
+        if (is_thread && (get(engine_, UC_ARM_REG_CONTROL) & cpu_register::control_unprivileged) != 0) {
+            xpsr_ = xpsr;
+            set(engine_, UC_ARM_REG_XPSR, xpsr | 1U);
         }
     }
     ~Privileged()
@@ -62,12 +62,57 @@ private:
     std::optional<std::uint32_t> xpsr_; ///< to go back to
 };
 
+bool needs_privilege(unsigned index)
+{
+    return index >= cpu_register::msp && index <= cpu_register::faultmask;
+}
+
+std::uint64_t get_pair(uc_engine& engine, unsigned index)
+{
+    std::uint64_t pair = 0;
+    uc_reg_read(&engine, double_id(index), &pair);
+    return pair;
+}
+
+constexpr unsigned odd_half_bits(unsigned index)
+{
+    return (index - cpu_register::first_single) % 2 * 32;
+}
+
+std::uint32_t read_single(uc_engine& engine, unsigned index)
+{
+    return static_cast<std::uint32_t>(get_pair(engine, index) >> odd_half_bits(index));
+}
+
+void write_single(uc_engine& engine, unsigned index, std::uint32_t value)
+{
+    const std::uint64_t others = get_pair(engine, index) & ~(std::uint64_t{0xFFFFFFFF} << odd_half_bits(index));
+    const std::uint64_t pair = others | std::uint64_t{value} << odd_half_bits(index);
+    uc_reg_write(&engine, double_id(index), &pair);
+}
+
+/// The engine follows the rules for firmware: the stack is chosen in thread mode only, and the rest by privileged code
+/// only. So first privilege, then thread mode.
+void write_control(uc_engine& engine, std::uint32_t value)
+{
+    const std::uint32_t xpsr = get(engine, UC_ARM_REG_XPSR);
+    const std::uint32_t thread = xpsr & ~cpu_register::xpsr_exception;
+    set(engine, UC_ARM_REG_XPSR, thread | 1U);
+    set(engine, UC_ARM_REG_CONTROL, 0);
+    set(engine, UC_ARM_REG_XPSR, thread);
+    set(engine, UC_ARM_REG_CONTROL, value);
+    set(engine, UC_ARM_REG_XPSR, xpsr);
+}
+
 } // namespace
 
 std::uint32_t read(uc_engine& engine, unsigned index)
 {
+    if (index >= cpu_register::first_single) {
+        return read_single(engine, index);
+    }
     const int id = register_ids[index];
-    if (index == cpu_register::msp || index == cpu_register::psp) {
+    if (needs_privilege(index)) {
         const Privileged privileged{engine};
         return get(engine, id);
     }
@@ -76,6 +121,10 @@ std::uint32_t read(uc_engine& engine, unsigned index)
 
 void write(uc_engine& engine, unsigned index, std::uint32_t value)
 {
+    if (index >= cpu_register::first_single) {
+        write_single(engine, index, value);
+        return;
+    }
     const int id = register_ids[index];
     if (index == cpu_register::pc) {
         // The engine takes bit 0 of a written program counter as the Thumb bit.
@@ -84,7 +133,9 @@ void write(uc_engine& engine, unsigned index, std::uint32_t value)
     } else if (index == cpu_register::xpsr) {
         set(engine, id, value);
         set(engine, UC_ARM_REG_APSR_G, value); // its GE flags, which a write to XPSR leaves out
-    } else if (index == cpu_register::msp || index == cpu_register::psp) {
+    } else if (index == cpu_register::control) {
+        write_control(engine, value);
+    } else if (needs_privilege(index)) {
         const Privileged privileged{engine};
         set(engine, id, value);
     } else {
@@ -103,8 +154,7 @@ CpuState save(uc_engine& engine)
         }
     }
     for (unsigned index = cpu_register::first_single; index < cpu_state_words; index += 2) {
-        std::uint64_t pair = 0;
-        uc_reg_read(&engine, double_id(index), &pair);
+        const std::uint64_t pair = get_pair(engine, index);
         state[index] = static_cast<std::uint32_t>(pair);
         state[index + 1] = static_cast<std::uint32_t>(pair >> 32);
     }
@@ -123,7 +173,7 @@ void restore(uc_engine& engine, const CpuState& state)
         const std::uint64_t pair = state[index] | std::uint64_t{state[index + 1]} << 32;
         uc_reg_write(&engine, double_id(index), &pair);
     }
-    set(engine, UC_ARM_REG_CONTROL, state[cpu_register::control]);
+    write_control(engine, state[cpu_register::control]);
     write(engine, cpu_register::xpsr, state[cpu_register::xpsr]);
 }
 

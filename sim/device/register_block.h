@@ -36,6 +36,7 @@ struct Register
     unsigned count = 1;
     unsigned stride = 4;
     bool retained = false; ///< only power-on resets it
+    bool bytes = false;    ///< takes bytes and halfwords, too
 };
 
 /// Number of words that a table's registers need.
@@ -115,8 +116,7 @@ public:
     bool write(std::uint32_t offset, std::span<const std::uint8_t> data) override
     {
         if (offset % 4 != 0 || data.size() % 4 != 0) {
-            records_.add("register-not-word",
-                         fmt::format("write of {} bytes to {} + 0x{:X}", data.size(), name_, offset));
+            write_part(offset, data);
             return true;
         }
         for (; !data.empty(); data = data.subspan(4), offset += 4) {
@@ -197,6 +197,21 @@ private:
             word(row.other + place.index * row.stride) &= ~bits;
             break;
         }
+    }
+
+    /// Of one register. The bits beside it stay as they are: where ones clear, they are written as zeros.
+    void write_part(std::uint32_t offset, std::span<const std::uint8_t> data)
+    {
+        const std::uint32_t skipped = offset % 4;
+        const Place place = find(offset - skipped);
+        if (place.row == nullptr || !place.row->bytes || skipped + data.size() > 4) {
+            records_.add("register-not-word",
+                         fmt::format("write of {} bytes to {} + 0x{:X}", data.size(), name_, offset));
+            return;
+        }
+        std::uint32_t value = place.row->effect == WriteEffect::store ? read_register(offset - skipped) : 0;
+        std::memcpy(reinterpret_cast<std::uint8_t*>(&value) + skipped, data.data(), data.size());
+        write_register(offset - skipped, value);
     }
 
     Device& device() { return static_cast<Device&>(*this); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/cpu/cpu.h"
+#include "sim/cpu/processor_state.h"
 #include "sim/model/chip_model.h"
 #include "sim/platform/private_file.h"
 
@@ -13,12 +13,12 @@ namespace jlinksim {
 /// What a powered chip holds beside its RAM.
 struct VolatileState
 {
-    static constexpr std::uint32_t current_layout = 2; ///< another number means that the words mean something else
+    static constexpr std::uint32_t current_layout = 3; ///< another number means that the words mean something else
     static constexpr std::size_t register_words = 1000;
 
     std::uint32_t layout;
     std::uint32_t reset_line_is_low; ///< the probe drives it until it is told otherwise
-    CpuState cpu;
+    ProcessorState cpu;
     std::uint32_t register_words_used;
     std::array<std::uint32_t, register_words> registers;
 };

@@ -83,7 +83,7 @@ TEST_F(Execution, ShowsTheRestOfAnItBlockInXpsrAndGoesOnFromIt)
     EXPECT_EQ((std::vector{r(1), r(2), r(3), pc()}), (std::vector<std::uint32_t>{1, 0, 3, 0x108}));
 }
 
-TEST_F(Execution, SleepsBehindItsHintsAndStopsInFrontOfBreakpoints)
+TEST_F(Execution, StopsBehindWhatItsOwnerCarriesOutAndStopsInFrontOfBreakpoints)
 {
     struct Row
     {
@@ -93,19 +93,24 @@ TEST_F(Execution, SleepsBehindItsHintsAndStopsInFrontOfBreakpoints)
         std::uint32_t length; ///< of what was executed
     };
     const std::vector<Row> rows{
-        {"WFI", {0xBF30}, StopReason::sleeping, 2},
-        {"WFE", {0xBF20}, StopReason::sleeping, 2},
-        {"wide WFI", {0xF3AF, 0x8003}, StopReason::sleeping, 4},
-        {"WFE after another instruction", {0xBF00, 0xBF20}, StopReason::sleeping, 4},
-        {"SEV, then WFE twice", {0xBF40, 0xBF20, 0xBF20}, StopReason::sleeping, 6},
+        {"WFI", {0xBF30}, StopReason::wait_for_interrupt, 2},
+        {"WFE", {0xBF20}, StopReason::wait_for_event, 2},
+        {"wide WFI", {0xF3AF, 0x8003}, StopReason::wait_for_interrupt, 4},
+        {"WFE after another instruction", {0xBF00, 0xBF20}, StopReason::wait_for_event, 4},
+        {"SEV", {0xBF40, 0xBF20}, StopReason::event_sent, 2},
+        {"SVC", {0xDF07, 0xBF00}, StopReason::supervisor_call, 2},
+        {"CPSID", {0xB672, 0xBF00}, StopReason::masks_written, 2},
+        {"MSR", {0xF380, 0x8811, 0xBF00}, StopReason::masks_written, 4},
+        {"an MSR that is not skipped", {0xBF18, 0xF380, 0x8811}, StopReason::masks_written, 6},
         {"YIELD and NOP go on", {0xBF10, 0xBF00, 0xBE00}, StopReason::breakpoint, 4},
         {"a skipped WFI", {0xBF08, 0xBF30, 0xBE00}, StopReason::breakpoint, 4},
-        {"a WFI that is not skipped", {0xBF18, 0xBF30, 0xBE00}, StopReason::sleeping, 4},
+        {"a WFI that is not skipped", {0xBF18, 0xBF30, 0xBE00}, StopReason::wait_for_interrupt, 4},
         {"a BKPT in an IT block that skips", {0xBF08, 0xBEAB}, StopReason::breakpoint, 2},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         cpu.reset(stack, 0x101);
+        cpu.set_traps({.mask_writes = true});
         put(0x100, row.code);
         EXPECT_EQ(cpu.run(10).why, row.why);
         EXPECT_EQ(pc(), 0x100 + row.length);
@@ -137,7 +142,6 @@ TEST_F(Execution, FaultsWithTheProgramCounterAtTheCulprit)
         {{0xBF00, 0x4700}, 0xFFFFFFF9, 0xFFFFFFF8, 2, "exception return 0xFFFFFFF8"},
         {{0xBF00, 0xDE07}, 0, 0x102, 1, "undefined instruction 0xDE07 at 0x00000102"},
         {{0xBF00, 0xFFFF, 0xFFFF}, 0, 0x102, 1, "undefined instruction 0xFFFF 0xFFFF at 0x00000102"},
-        {{0xBF00, 0xDF07}, 0, 0x102, 1, "SVC at 0x00000102"},
         {{0xBF00, 0x6801},
          nowhere,
          0x102,

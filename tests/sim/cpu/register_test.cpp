@@ -85,7 +85,7 @@ TYPED_TEST(CpuRegisters, MaskWhatTheHardwareDoesNotHold)
 {
     const std::vector<std::pair<unsigned, std::uint32_t>> kept{
         {cpu_register::pc, 0xFFFFFFFE},  {cpu_register::sp, 0xFFFFFFFC},   {cpu_register::msp, 0xFFFFFFFC},
-        {cpu_register::psp, 0xFFFFFFFC}, {cpu_register::xpsr, 0xFF0FFC00}, {12, 0xFFFFFFFF},
+        {cpu_register::psp, 0xFFFFFFFC}, {cpu_register::xpsr, 0xFF0FFDFF}, {12, 0xFFFFFFFF},
     };
     for (const auto& [index, value] : kept) {
         this->cpu->write_register(index, 0xFFFFFFFF);

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "sim/chip/bus.h"
+#include "sim/chip/system_control.h"
+#include "sim/chip/systick.h"
+#include "sim/cpu/cpu.h"
+#include "sim/cpu/exception_frame.h"
+#include "sim/cpu/exceptions.h"
+#include "sim/cpu/processor_state.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace jlinksim {
+
+/// The engine and the exceptions: between them the engine executes, at them the architecture's rules are carried out.
+class Processor
+{
+public:
+    struct Parts
+    {
+        Bus& bus;
+        Exceptions& exceptions;
+        SystemControl& control;
+        SysTick& timer;
+        ProcessorState& kept;
+        Records& records;
+    };
+
+    /// What a debugger has asked for in DHCSR and DEMCR.
+    struct DebugRequests
+    {
+        bool attached = false;
+        bool masks_interrupts = false;
+        std::uint32_t catches = 0; ///< DEMCR
+    };
+
+    /// Sleeping takes cycles and executes nothing.
+    struct Allowance
+    {
+        std::uint64_t cycles = 0;
+        std::uint64_t instructions = 0;
+    };
+
+    enum class Ending
+    {
+        allowance_spent, ///< or end_run was called
+        debug_event,     ///< DFSR tells which
+        locked_up,
+    };
+
+    Processor(Parts parts, std::unique_ptr<Cpu> cpu);
+
+    Ending run(Allowance allowance, const DebugRequests& debug);
+    /// One instruction, or the begin of a handler in its place.
+    Ending step(const DebugRequests& debug);
+
+    /// While it runs, for the parts around it: end the run; look again for what comes next; bring the timer to the
+    /// present.
+    void end_run();
+    void look_again();
+    void catch_up();
+    bool is_running() const { return running_; }
+
+    Cpu& cpu() { return *cpu_; }
+
+private:
+    void begin(Allowance allowance, const DebugRequests& debug);
+    Ending end();
+    void advance();
+    void execute(std::uint64_t limit);
+    void handle(const RunResult& result);
+    void pass(std::uint64_t cycles);
+    void doze();
+    bool wakes();
+    void sleep_until(Sleep what);
+
+    PriorityMasks masks() const;
+    std::optional<unsigned> waiting_exception() const;
+    CpuTraps traps() const;
+    bool is_privileged() const;
+
+    void enter(unsigned number);
+    void take(unsigned number, ExceptionReturn how);
+    void leave();
+    bool is_valid(ExceptionReturn how);
+    void fault(FaultStatus status, const std::string& what);
+    void chain_fault(FaultStatus status, const char* what, ExceptionReturn how);
+    std::optional<unsigned> handler_of(FaultStatus status, const std::string& what);
+    std::optional<unsigned> escalate(std::uint32_t reason, const std::string& what);
+    void raise(unsigned number);
+    void use_floating_point();
+    void meet_breakpoint();
+    bool is_caught(unsigned number) const;
+    void lock_up();
+
+    Parts parts_;
+    std::unique_ptr<Cpu> cpu_;
+    ExceptionFrame frame_;
+
+    // The run under way.
+    DebugRequests debug_;
+    Allowance left_;
+    std::uint64_t passed_ = 0; ///< instructions of the engine's run whose cycles have passed
+    bool running_ = false;
+    bool executing_ = false;
+    bool asked_to_end_ = false;
+    std::optional<Ending> ending_;
+};
+
+} // namespace jlinksim

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "sim/cpu/exceptions.h"
+#include "sim/device/register_block.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace jlinksim {
+
+/// The CPU's timer: it counts the CPU's cycles down and starts over, with an exception at each end.
+class SysTick final : public RegisterBlock<SysTick>
+{
+public:
+    static constexpr std::uint32_t window_begin = 0x010;
+    static constexpr std::uint32_t window_bytes = 0x10;
+    static const std::span<const Register<SysTick>> table;
+
+    struct Connections
+    {
+        std::function<void()> catch_up; ///< count the cycles that have passed until this moment
+        std::function<void()> changed;  ///< the next end is another than before
+    };
+
+    SysTick(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records, Connections connections);
+
+    void advance(std::uint64_t cycles);
+    /// From now on; the largest number when it never comes.
+    std::uint64_t cycles_to_end() const;
+
+private:
+    friend struct SysTickTable;
+
+    std::uint32_t read_control(unsigned index);
+    std::uint32_t read_count(unsigned index);
+    void control_written(std::uint32_t value, unsigned index);
+    void reload_written(std::uint32_t value, unsigned index);
+    void count_written(std::uint32_t value, unsigned index);
+    bool counts() const;
+    void end();
+
+    Exceptions& exceptions_;
+    Connections connections_;
+};
+
+} // namespace jlinksim
