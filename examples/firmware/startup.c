@@ -1,4 +1,6 @@
 /* Vector table and start-up of every example. */
+#include "cortex.h"
+
 #include <stdint.h>
 
 extern uint32_t stack_top[];
@@ -31,22 +33,32 @@ void reset_handler(void)
     }
 }
 
-/* Nothing here enables an interrupt: an exception is a fault, and stays here to be found by a debugger. */
+/* Of what a program has no handler for: a fault stays here, to be found by a debugger. */
 static void unexpected(void)
 {
     for (;;) {
     }
 }
 
+#define OF_PROGRAM __attribute__((weak, alias("unexpected")))
+OF_PROGRAM void hard_fault_handler(void);
+OF_PROGRAM void bus_fault_handler(void);
+OF_PROGRAM void usage_fault_handler(void);
+OF_PROGRAM void svc_handler(void);
+OF_PROGRAM void pend_sv_handler(void);
+OF_PROGRAM void sys_tick_handler(void);
+
 struct vectors
 {
     uint32_t* initial_stack_pointer;
     void (*reset)(void);
-    void (*exceptions[14])(void); /* NMI (2) to SysTick (15) */
+    void (*exceptions[14])(void); /* NMI (2) to SysTick (15); a program's interrupts follow in .vectors.interrupts */
 };
 
 __attribute__((section(".vectors"), used)) static const struct vectors vectors = {
     .initial_stack_pointer = stack_top,
     .reset = reset_handler,
-    .exceptions = {[0 ... 13] = unexpected},
+    .exceptions = {unexpected, hard_fault_handler, unexpected, bus_fault_handler, usage_fault_handler, unexpected,
+                   unexpected, unexpected, unexpected, svc_handler, unexpected, unexpected, pend_sv_handler,
+                   sys_tick_handler},
 };
