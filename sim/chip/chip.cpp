@@ -274,9 +274,8 @@ bool Chip::poke(std::uint32_t address, std::span<const std::uint8_t> data)
 
 bool Chip::debugger_disturbs_cpu() const
 {
-    constexpr std::size_t program_counter = 15;
     return debugger_writes_ && core_.state() == RunState::running &&
-           state_.powered().cpu[program_counter] < model().flash_bytes;
+           state_.powered().cpu.registers[cpu_register::pc] < model().flash_bytes;
 }
 
 void Chip::settle()

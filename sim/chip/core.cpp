@@ -145,10 +145,12 @@ void Core::go()
     }
 }
 
-void Core::step()
+void Core::step(bool masks_interrupts)
 {
     if (word(lock_up_flag) == 0) {
-        ended(processor().step(debug_requests()));
+        Processor::DebugRequests requests = debug_requests();
+        requests.masks_interrupts = masks_interrupts;
+        ended(processor().step(requests));
         kept_.sleep = Sleep::none;
     }
     set_state(RunState::halted);
@@ -312,7 +314,7 @@ void Core::write_debug_control(std::uint32_t value, unsigned /*index*/)
     } else if ((value & debug_halt) != 0) {
         halt();
     } else if (is_halted()) {
-        step();
+        step((value & debug_mask_interrupts) != 0);
     }
 }
 

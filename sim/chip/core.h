@@ -62,8 +62,9 @@ public:
     /// As the vector catch does: at the reset handler's first instruction. The chip was reset just now.
     void halt_at_reset();
     void go();
-    /// One instruction; the core must be halted and stays so.
-    void step();
+    /// One instruction; the core must be halted and stays so. An exception that waits is taken in its place; with
+    /// `masks_interrupts` PendSV, SysTick and the peripherals' interrupts go on waiting.
+    void step(bool masks_interrupts);
     /// Only while halted, and index below cpu_register_count.
     std::uint32_t read_cpu_register(unsigned index);
     void write_cpu_register(unsigned index, std::uint32_t value);

@@ -376,11 +376,12 @@ std::optional<unsigned> Processor::handler_of(FaultStatus status, const std::str
 
 std::optional<unsigned> Processor::escalate(std::uint32_t reason, const std::string& what)
 {
-    parts_.records.add("cpu-fault", what);
     if (!parts_.exceptions.can_preempt(exception::hard_fault, masks())) {
+        parts_.records.add("cpu-fault", what + "; the CPU locks up");
         lock_up();
         return std::nullopt;
     }
+    parts_.records.add("cpu-fault", what);
     parts_.control.note_hard_fault(reason);
     return exception::hard_fault;
 }

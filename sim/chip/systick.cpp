@@ -22,13 +22,14 @@ constexpr std::uint32_t no_reference_clock = 0xC0000000;
 
 } // namespace
 
+// What a write changes comes into force now: the cycles until now are counted first, by the hooks.
 struct SysTickTable
 {
     static constexpr std::array rows{
         // clang-format off
-        Register<SysTick>{"CSR",   control, counts_cpu_clock, enable | raises_exception, &SysTick::control_written, &SysTick::read_control},
-        Register<SysTick>{"RVR",   reload,  0,                count_bits,                &SysTick::reload_written},
-        Register<SysTick>{"CVR",   count,   0,                0,                         &SysTick::count_written, &SysTick::read_count},
+        Register<SysTick>{"CSR",   control, counts_cpu_clock, 0, &SysTick::write_control, &SysTick::read_control},
+        Register<SysTick>{"RVR",   reload,  0,                0, &SysTick::write_reload},
+        Register<SysTick>{"CVR",   count,   0,                0, &SysTick::clear_count, &SysTick::read_count},
         Register<SysTick>{"CALIB", calibration, no_reference_clock, 0},
         // clang-format on
     };
@@ -95,18 +96,23 @@ std::uint32_t SysTick::read_count(unsigned /*index*/)
     return word(count);
 }
 
-void SysTick::control_written(std::uint32_t /*value*/, unsigned /*index*/)
+void SysTick::write_control(std::uint32_t value, unsigned /*index*/)
 {
+    constexpr std::uint32_t writable = enable | raises_exception;
+    connections_.catch_up();
+    word(control) = (word(control) & ~writable) | (value & writable);
     connections_.changed();
 }
 
-void SysTick::reload_written(std::uint32_t /*value*/, unsigned /*index*/)
+void SysTick::write_reload(std::uint32_t value, unsigned /*index*/)
 {
+    connections_.catch_up();
+    word(reload) = value & count_bits;
     connections_.changed();
 }
 
 /// Whatever is written, the counter is cleared.
-void SysTick::count_written(std::uint32_t /*value*/, unsigned /*index*/)
+void SysTick::clear_count(std::uint32_t /*value*/, unsigned /*index*/)
 {
     connections_.catch_up();
     word(count) = 0;

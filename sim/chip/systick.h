@@ -33,9 +33,9 @@ private:
 
     std::uint32_t read_control(unsigned index);
     std::uint32_t read_count(unsigned index);
-    void control_written(std::uint32_t value, unsigned index);
-    void reload_written(std::uint32_t value, unsigned index);
-    void count_written(std::uint32_t value, unsigned index);
+    void write_control(std::uint32_t value, unsigned index);
+    void write_reload(std::uint32_t value, unsigned index);
+    void clear_count(std::uint32_t value, unsigned index);
     bool counts() const;
     void end();
 

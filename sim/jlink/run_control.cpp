@@ -9,6 +9,9 @@
 namespace jlinksim {
 namespace {
 
+/// Without it a host that steps through a program would find itself in a handler at nearly every step.
+constexpr bool step_masks_interrupts = true;
+
 /// The chip, when its core answers.
 Chip* reach_core(Session& session, std::uint64_t transfers)
 {
@@ -110,7 +113,7 @@ bool step(Session& session)
         return false;
     }
     session.read_cache().invalidate();
-    chip->core().step();
+    chip->core().step(step_masks_interrupts);
     return true;
 }
 

@@ -68,7 +68,8 @@ TEST_F(Firmware, RunsWithExceptions)
         const auto records = bench.take_records();
         EXPECT_EQ(records.empty(), program.record.empty()) << testing::PrintToString(records);
         EXPECT_THAT(records.empty() ? "" : records.back(), StartsWith(program.record));
-        JLINKARM_Close();
+        EXPECT_EQ(JLINK_RTTERMINAL_Control(1, nullptr), 0);
+        close_probe();
     }
 }
 

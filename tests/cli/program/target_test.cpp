@@ -136,7 +136,7 @@ TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
 #if defined(TESSIT_SIM_CPU_UNICORN)
     // Nor are there handlers for the fault that it meets.
     EXPECT_THAT(tessit({"run", "0x100", "0x20001000"}),
-                FailsWith(1, "locked up at 0xfffffffe in the HardFault handler: the flash is empty"));
+                FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
 #endif
     // A chip that takes no connection is reset all the same.
     set_chip("BIRCH_M1_VA_REV2", "faults = [\"connect_fails\"]");
