@@ -135,8 +135,7 @@ TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
     EXPECT_THAT(tessit({"step"}), FailsWith(1, "there is nothing to execute: the CPU is halted at 0xfffffffe"));
 #if defined(TESSIT_SIM_CPU_UNICORN)
     // Nor are there handlers for the fault that it meets.
-    EXPECT_THAT(tessit({"run", "0x100", "0x20001000"}),
-                FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(tessit({"run", "0x100", "0x20001000"}), FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
 #endif
     // A chip that takes no connection is reset all the same.
     set_chip("BIRCH_M1_VA_REV2", "faults = [\"connect_fails\"]");

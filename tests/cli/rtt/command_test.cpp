@@ -156,6 +156,10 @@ TEST_F(RttTest, ACrashEndsItWithItsCause)
     const std::size_t system_control = crashing.find("\x4F\xF0\xE0\x23");
     ASSERT_NE(system_control, std::string::npos);
     crashing[system_control + 2] = '\x30';
+    // The handler of its faults has a breakpoint for the debugger: b . becomes bkpt.
+    const std::size_t handler = crashing.find("\xFE\xE7");
+    ASSERT_NE(handler, std::string::npos);
+    crashing.replace(handler, 2, {'\0', '\xBE'});
     program(file("crashing.bin", crashing));
 
     const Outcome outcome = talk_with_input("abcR", {"--reset", "--until", "start over"});
