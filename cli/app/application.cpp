@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -80,8 +81,9 @@ int run_application(int argc, const char* const* argv)
     try {
         if (command_line.parse(argc, argv)) {
             complete_settings(root, settings);
+            std::optional<Bench> bench; // keeps the simulation loaded until the command is done
             if (settings.simulated) {
-                Bench{}.open();
+                bench.emplace().open();
             }
             code = run_command(commands, {settings, console()});
         }

@@ -158,7 +158,9 @@ void Core::step(bool masks_interrupts)
 
 std::uint32_t Core::read_cpu_register(unsigned index)
 {
-    return cpu().read_register(index);
+    // What is kept needs no engine, but for the stack pointer in use, which depends on more than one register.
+    const bool is_kept = !processor_ && index != cpu_register::sp;
+    return is_kept ? kept_.registers[index] : cpu().read_register(index);
 }
 
 void Core::write_cpu_register(unsigned index, std::uint32_t value)
