@@ -124,10 +124,13 @@ TEST(Library, protectsAndRecovers)
         EXPECT_EQ(word_at(0x40000910), 3U) << "the section has its power again";
         EXPECT_EQ(word_at(reset_reasons), 0U);
         EXPECT_TRUE(is_halted());
+        std::uint32_t program_counter = 0;
+        EXPECT_OK(TESSIT_read_cpu_register(R15, &program_counter));
+        EXPECT_EQ(program_counter, 0xFFFFFFFE) << "as a blank chip starts";
     };
     EXPECT_OK(TESSIT_recover());
     expect_blank();
-    EXPECT_THAT(device.take_records(), testing::ElementsAre(testing::StartsWith("cpu-fault")))
+    EXPECT_THAT(device.take_records(), testing::Each(testing::StartsWith("cpu-fault")))
         << "the firmware ran on as its flash was erased";
     // Also when nothing stands in the way.
     device.put_firmware();
@@ -137,6 +140,13 @@ TEST(Library, protectsAndRecovers)
     EXPECT_OK(TESSIT_go());
     EXPECT_OK(TESSIT_recover());
     expect_blank();
+}
+
+TEST(Library, recoversAChipWithProtectedBlocks)
+{
+    const Device device{"BIRCH_M2_VA_REV1", "protected_blocks = [0]\n"};
+    EXPECT_OK(TESSIT_recover());
+    EXPECT_EQ(word_at(0), blank);
 }
 
 #if defined(TESSIT_SIM_CPU_UNICORN) // the register-file CPU executes nothing

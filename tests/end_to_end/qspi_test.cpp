@@ -32,12 +32,12 @@ constexpr qspi_init_config_t configuration{
     .DIO3_pin = 23,
     .DIO3_port = 0,
     .WIP_index = 3,
-    .PPSize = PP_SIZE_CODE_0,
+    .PPSize = PP_SIZE_CODE_1,
 };
 
 /// A flash that understands just that, and no more.
 constexpr const char* strict_flash = "external_flash = { size = 33554432, spi_mode = 1, highest_khz = 8000, "
-                                     "deselect_ns = 312, wip_bit = 3 }\n";
+                                     "deselect_ns = 312, wip_bit = 3, page = 512 }\n";
 
 struct QspiDevice : Device
 {
@@ -71,7 +71,7 @@ std::vector<std::uint8_t> flash_bytes(std::uint32_t address, std::uint32_t lengt
 TEST(LibraryQspi, configuresEveryFieldInItsPlace)
 {
     const QspiDevice device;
-    EXPECT_EQ(word_at(qspi + 0x544), 3U | 2U << 3);
+    EXPECT_EQ(word_at(qspi + 0x544), 3U | 2U << 3 | 1U << 12);
     EXPECT_EQ(word_at(qspi + 0x600), 5U | 0x00040400 | 1U << 25 | 3U << 28);
     EXPECT_EQ(word_at(qspi + 0x640), 0x200U);
     const std::pair<std::uint32_t, std::uint32_t> lines[]{{0x528, 17},         {0x524, 1 << 5 | 3}, {0x530, 20},
