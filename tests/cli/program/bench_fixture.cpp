@@ -1,7 +1,5 @@
 #include "tests/cli/program/bench_fixture.h"
 
-#include <regex>
-
 namespace tessit::cli {
 
 BenchTest::BenchTest()
@@ -11,9 +9,7 @@ BenchTest::BenchTest()
 
 BenchTest::~BenchTest()
 {
-    // What the chip's own CPU did wrong is the firmware's affair, or that of a chip without any.
-    EXPECT_EQ(std::regex_replace(content("records"), std::regex{"cpu-fault: [^\n]*\n"}, ""), "")
-        << "a real chip would have ignored this";
+    EXPECT_EQ(content("records"), "") << "a real chip would have ignored this, and the test does not expect it";
 }
 
 void BenchTest::set_bench(std::string_view toml)

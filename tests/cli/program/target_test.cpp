@@ -136,6 +136,7 @@ TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
 #if defined(TESSIT_SIM_CPU_UNICORN)
     // Nor are there handlers for the fault that it meets.
     EXPECT_THAT(tessit({"run", "0x100", "0x20001000"}), FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(take_records(), AllOf(HasSubstr("cpu-fault: undefined instruction"), HasSubstr("the CPU locks up")));
 #endif
     // A chip that takes no connection is reset all the same.
     set_chip("BIRCH_M1_VA_REV2", "faults = [\"connect_fails\"]");
