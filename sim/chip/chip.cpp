@@ -28,6 +28,12 @@ FlashController::Areas areas_of(const ChipState& state)
     };
 }
 
+/// A peripheral's interrupt has the number of its window.
+constexpr unsigned interrupt_of(std::uint32_t base)
+{
+    return base / peripheral_bytes % 64;
+}
+
 std::uint32_t alias_first(const ChipModel& model)
 {
     return model.ram_code_alias == 0 ? 0 : model.ram_bytes() / 2;
@@ -64,7 +70,11 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
              .timer = take_words(register_words(SysTick::table)),
              .nvic = take_words(register_words(Nvic::table))},
             services.records,
-            {.request_reset = [this] { reset_requested_ = true; }, .memories = [this] { return direct_memories(); }}),
+            {.request_reset = [this] { reset_requested_ = true; },
+             .memories = [this] { return direct_memories(); },
+             .live = [this](std::uint64_t nanoseconds) { live(nanoseconds); },
+             .time_to_event = [this] { return time_to_event(); },
+             .peripheral_written = [this] { drive_interrupts(); }}),
       memory_port_(
           take_words(register_words(MemoryPort::table)), services.records,
           {.read = [this](std::uint32_t address, std::span<std::uint8_t> data) { return debug_read(address, data); },
@@ -139,6 +149,7 @@ void Chip::attach_qspi()
                 },
         });
     bus_.attach(Qspi::base, peripheral_bytes, *qspi_);
+    interrupts_.push_back({.device = &*qspi_, .number = interrupt_of(Qspi::base)});
 }
 
 std::vector<DirectMemory> Chip::direct_memories()
@@ -261,6 +272,7 @@ bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data
     const bool ok = bus_.write(address, data);
     debugger_writes_ = false;
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
+    drive_interrupts();
     carry_out_requests();
     return ok;
 }
@@ -280,15 +292,52 @@ bool Chip::debugger_disturbs_cpu() const
 
 void Chip::settle()
 {
-    if (qspi_) {
-        qspi_->settle();
+    for (const Interrupt& interrupt : interrupts_) {
+        interrupt.device->settle();
+    }
+    drive_interrupts();
+}
+
+void Chip::drive_interrupts()
+{
+    for (const Interrupt& interrupt : interrupts_) {
+        core_.drive(interrupt.number, interrupt.device->interrupt());
     }
 }
 
-void Chip::elapse(std::uint64_t nanoseconds)
+std::uint64_t Chip::next_event() const
 {
+    std::uint64_t next = BusDevice::no_event;
+    for (const Interrupt& interrupt : interrupts_) {
+        next = std::min(next, interrupt.device->next_event());
+    }
+    return next;
+}
+
+std::uint64_t Chip::time_to_event() const
+{
+    const std::uint64_t next = next_event();
+    const std::uint64_t now = services_.clock.device();
+    return next == BusDevice::no_event ? next : std::max(next, now) - now;
+}
+
+void Chip::live(std::uint64_t nanoseconds)
+{
+    services_.clock.live(nanoseconds);
+    if (next_event() <= services_.clock.device()) {
+        settle();
+    }
+}
+
+void Chip::elapse(std::uint64_t from, std::uint64_t nanoseconds)
+{
+    {
+        const Clock::Life life{services_.clock, from};
+        settle();
+        core_.elapse(nanoseconds);
+    }
+    const Clock::Life end{services_.clock, from + nanoseconds};
     settle();
-    core_.elapse(nanoseconds);
     carry_out_requests();
 }
 

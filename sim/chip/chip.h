@@ -56,8 +56,9 @@ public:
     bool peek(std::uint32_t address, std::span<std::uint8_t> data) { return bus_.peek(address, data); }
     bool poke(std::uint32_t address, std::span<const std::uint8_t> data);
 
-    /// This much time went by: the CPU executes, and what was asked for meanwhile happens.
-    void elapse(std::uint64_t nanoseconds);
+    /// This much time went by, from an instant of the clock on: the CPU executes, and what was asked for meanwhile
+    /// happens.
+    void elapse(std::uint64_t from, std::uint64_t nanoseconds);
 
     const ChipOptions& options() const { return options_; }
     const ChipModel& model() const { return *options_.model; }
@@ -75,8 +76,18 @@ private:
     void attach_qspi();
     std::vector<DirectMemory> direct_memories();
     void hold(ResetKind kind, bool held);
+    /// A peripheral that does things by itself and can interrupt the CPU.
+    struct Interrupt
+    {
+        BusDevice* device;
+        unsigned number;
+    };
     /// What peripherals began is carried out as far as its time has come.
     void settle();
+    void drive_interrupts();
+    std::uint64_t next_event() const;
+    std::uint64_t time_to_event() const;
+    void live(std::uint64_t nanoseconds);
     bool debugger_disturbs_cpu() const;
     void carry_out_requests();
 
@@ -97,6 +108,7 @@ private:
     std::deque<Gpio> gpio_;
     std::optional<SerialFlash> serial_flash_; ///< behind the QSPI, which BIRCH_M2 chips have
     std::optional<Qspi> qspi_;
+    std::vector<Interrupt> interrupts_;
     RomTable rom_table_;
     ControlPort control_port_;
     DebugPort debug_port_;

@@ -57,12 +57,9 @@ Core::Core(Bus& bus, ProcessorState& kept, const Words& words, Records& records,
       connections_(std::move(connections)),
       exceptions_(kept.exceptions),
       control_(exceptions_, words.control, records,
-               {.request_reset = [this] { request_reset(); },
-                .clear_active = [this] { clear_active(); },
-                .changed = [this] { look_again(); }}),
-      timer_(exceptions_, words.timer, records,
-             {.catch_up = [this] { catch_up(); }, .changed = [this] { look_again(); }}),
-      nvic_(exceptions_, words.nvic, records, [this] { look_again(); })
+               {.request_reset = [this] { request_reset(); }, .clear_active = [this] { clear_active(); }}),
+      timer_(exceptions_, words.timer, records),
+      nvic_(exceptions_, words.nvic, records)
 {
 }
 
@@ -101,7 +98,10 @@ void Core::enable_debug()
 Processor& Core::processor()
 {
     if (!processor_) {
-        processor_.emplace(Processor::Parts{bus_, exceptions_, control_, timer_, kept_, records()}, make_cpu(bus_));
+        processor_.emplace(Processor::Parts{bus_, exceptions_, control_, kept_, records()},
+                           Processor::Surroundings{.pass = [this](std::uint64_t cycles) { pass(cycles); },
+                                                   .cycles_to_event = [this] { return cycles_to_event(); },
+                                                   .peripheral_written = connections_.peripheral_written});
     }
     if (std::exchange(memories_are_stale_, false)) {
         processor_->cpu().set_memories(connections_.memories());
@@ -265,18 +265,23 @@ void Core::memories_changed()
     }
 }
 
-void Core::look_again()
+/// While the CPU executes or sleeps.
+void Core::pass(std::uint64_t cycles)
 {
-    if (processor_) {
-        processor_->look_again();
-    }
+    constexpr std::uint64_t second = 1'000'000'000;
+    timer_.advance(cycles);
+    unlived_ += cycles % timing::cpu_hertz * second;
+    connections_.live(cycles / timing::cpu_hertz * second + unlived_ / timing::cpu_hertz);
+    unlived_ %= timing::cpu_hertz;
 }
 
-void Core::catch_up()
+std::uint64_t Core::cycles_to_event()
 {
-    if (processor_) {
-        processor_->catch_up();
-    }
+    constexpr std::uint64_t second = 1'000'000'000;
+    const std::uint64_t nanoseconds = connections_.time_to_event();
+    // Rounded up, and far from an overflow: within a second, or look again then.
+    const std::uint64_t cycles = (std::min(nanoseconds, second) * timing::cpu_hertz + second - 1) / second;
+    return std::min(timer_.cycles_to_end(), std::max<std::uint64_t>(cycles, 1));
 }
 
 void Core::request_reset()

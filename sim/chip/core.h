@@ -37,6 +37,9 @@ public:
     {
         std::function<void()> request_reset;                 ///< through AIRCR; carried out between accesses
         std::function<std::vector<DirectMemory>()> memories; ///< what can be executed from, at this moment
+        std::function<void(std::uint64_t nanoseconds)> live; ///< this much has passed for everything else, too
+        std::function<std::uint64_t()> time_to_event;        ///< in nanoseconds; the largest number without one
+        std::function<void()> peripheral_written;            ///< by the CPU just now
     };
 
     /// For the registers of each part.
@@ -75,6 +78,8 @@ public:
     /// Execute what fits into this time, within the bound for one call.
     void elapse(std::uint64_t nanoseconds);
 
+    /// A peripheral's interrupt line.
+    void drive(unsigned interrupt, bool high) { exceptions_.drive(interrupt, high); }
     void code_changed(std::uint32_t address, std::uint32_t length);
     void memories_changed();
 
@@ -91,8 +96,8 @@ private:
     Cpu& cpu() { return processor().cpu(); }
     Processor::DebugRequests debug_requests() const;
     void ended(Processor::Ending how);
-    void look_again();
-    void catch_up();
+    void pass(std::uint64_t cycles);
+    std::uint64_t cycles_to_event();
     void request_reset();
     void clear_active();
     void lock_up();
@@ -110,6 +115,7 @@ private:
     bool memories_are_stale_ = true;
     bool held_ = false;
     std::uint64_t unspent_ = 0; ///< of a cycle, in nanoseconds times cpu_hertz
+    std::uint64_t unlived_ = 0; ///< of a nanosecond, in cycles times a second's nanoseconds
 };
 
 } // namespace jlinksim

@@ -31,8 +31,8 @@ struct NvicTable
 
 const std::span<const Register<Nvic>> Nvic::table{NvicTable::rows};
 
-Nvic::Nvic(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records, std::function<void()> changed)
-    : RegisterBlock("NVIC", table, words, records), exceptions_(exceptions), changed_(std::move(changed))
+Nvic::Nvic(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records)
+    : RegisterBlock("NVIC", table, words, records), exceptions_(exceptions)
 {
 }
 
@@ -53,7 +53,6 @@ void Nvic::for_ones(std::uint32_t ones, unsigned index, Action action)
             action(exception_of(32 * index + bit));
         }
     }
-    changed_();
 }
 
 std::uint32_t Nvic::read_enabled(unsigned index)
@@ -106,14 +105,12 @@ void Nvic::set_priorities(std::uint32_t priorities, unsigned index)
     for (unsigned byte = 0; byte < 4; ++byte) {
         exceptions_.set_priority(exception_of(4 * index + byte), static_cast<std::uint8_t>(priorities >> 8 * byte));
     }
-    changed_();
 }
 
 void Nvic::trigger(std::uint32_t interrupt, unsigned /*index*/)
 {
     if ((interrupt & 0x1FFU) < interrupt_count) {
         exceptions_.pend(exception_of(interrupt & 0x1FFU));
-        changed_();
     }
 }
 

@@ -4,7 +4,6 @@
 #include "sim/device/register_block.h"
 
 #include <cstdint>
-#include <functional>
 
 namespace jlinksim {
 
@@ -17,8 +16,7 @@ public:
     static constexpr std::uint32_t trigger_offset = 0xF00; // STIR, away from the others
     static const std::span<const Register<Nvic>> table;
 
-    /// `changed` runs when another exception may be the next one.
-    Nvic(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records, std::function<void()> changed);
+    Nvic(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records);
 
 private:
     friend struct NvicTable;
@@ -40,7 +38,6 @@ private:
     void trigger(std::uint32_t interrupt, unsigned index);
 
     Exceptions& exceptions_;
-    std::function<void()> changed_;
 };
 
 } // namespace jlinksim

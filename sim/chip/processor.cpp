@@ -40,8 +40,8 @@ constexpr unsigned exception_of(FaultStatus status)
 
 } // namespace
 
-Processor::Processor(Parts parts, std::unique_ptr<Cpu> cpu)
-    : parts_{parts}, cpu_{std::move(cpu)}, frame_{*cpu_, parts_.bus}
+Processor::Processor(Parts parts, Surroundings surroundings)
+    : parts_{parts}, surroundings_{std::move(surroundings)}, cpu_{make_cpu(*this)}, frame_{*cpu_, parts_.bus}
 {
     cpu_->restore(parts_.kept.registers);
 }
@@ -92,7 +92,26 @@ void Processor::look_again()
     }
 }
 
-/// The instruction that asks is not over yet.
+/// What an instruction accesses has lived until this moment.
+bool Processor::cpu_read(std::uint32_t address, unsigned width, std::uint32_t& value)
+{
+    catch_up();
+    return parts_.bus.cpu_read(address, width, value);
+}
+
+bool Processor::cpu_write(std::uint32_t address, unsigned width, std::uint32_t value)
+{
+    constexpr std::uint32_t peripherals = 0x40000000;
+    catch_up();
+    const bool ok = parts_.bus.cpu_write(address, width, value);
+    if (address >= peripherals) {
+        surroundings_.peripheral_written();
+        look_again();
+    }
+    return ok;
+}
+
+/// The instruction that is being executed is not over yet.
 void Processor::catch_up()
 {
     if (executing_ && cpu_->begun() > passed_ + 1) {
@@ -116,7 +135,7 @@ void Processor::advance()
         enter(*exception);
         return;
     }
-    execute(std::min({left_.cycles, left_.instructions, parts_.timer.cycles_to_end()}));
+    execute(std::min({left_.cycles, left_.instructions, surroundings_.cycles_to_event()}));
 }
 
 void Processor::execute(std::uint64_t limit)
@@ -134,13 +153,13 @@ void Processor::execute(std::uint64_t limit)
 /// An instruction takes a cycle.
 void Processor::pass(std::uint64_t cycles)
 {
-    parts_.timer.advance(cycles);
+    surroundings_.pass(cycles);
     left_.cycles -= cycles;
 }
 
 void Processor::doze()
 {
-    pass(std::min(left_.cycles, parts_.timer.cycles_to_end()));
+    pass(std::min(left_.cycles, surroundings_.cycles_to_event()));
 }
 
 bool Processor::wakes()

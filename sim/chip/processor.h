@@ -2,13 +2,13 @@
 
 #include "sim/chip/bus.h"
 #include "sim/chip/system_control.h"
-#include "sim/chip/systick.h"
 #include "sim/cpu/cpu.h"
 #include "sim/cpu/exception_frame.h"
 #include "sim/cpu/exceptions.h"
 #include "sim/cpu/processor_state.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +16,7 @@
 namespace jlinksim {
 
 /// The engine and the exceptions: between them the engine executes, at them the architecture's rules are carried out.
-class Processor
+class Processor final : private CpuBus
 {
 public:
     struct Parts
@@ -24,9 +24,16 @@ public:
         Bus& bus;
         Exceptions& exceptions;
         SystemControl& control;
-        SysTick& timer;
         ProcessorState& kept;
         Records& records;
+    };
+
+    /// Timers and peripherals, which live on while it executes.
+    struct Surroundings
+    {
+        std::function<void(std::uint64_t cycles)> pass;
+        std::function<std::uint64_t()> cycles_to_event; ///< after which an interrupt may come; at least 1
+        std::function<void()> peripheral_written;
     };
 
     /// What a debugger has asked for in DHCSR and DEMCR.
@@ -51,22 +58,26 @@ public:
         locked_up,
     };
 
-    Processor(Parts parts, std::unique_ptr<Cpu> cpu);
+    Processor(Parts parts, Surroundings surroundings);
+    Processor(const Processor&) = delete;
+    Processor& operator=(const Processor&) = delete;
 
     Ending run(Allowance allowance, const DebugRequests& debug);
     /// One instruction, or the begin of a handler in its place.
     Ending step(const DebugRequests& debug);
 
-    /// While it runs, for the parts around it: end the run; look again for what comes next; bring the timer to the
-    /// present.
+    /// While it runs, for the parts around it: end the run; look again for what comes next.
     void end_run();
     void look_again();
-    void catch_up();
     bool is_running() const { return running_; }
 
     Cpu& cpu() { return *cpu_; }
 
 private:
+    bool cpu_read(std::uint32_t address, unsigned width, std::uint32_t& value) override;
+    bool cpu_write(std::uint32_t address, unsigned width, std::uint32_t value) override;
+    void catch_up();
+
     void begin(Allowance allowance, const DebugRequests& debug);
     Ending end();
     void advance();
@@ -97,6 +108,7 @@ private:
     void lock_up();
 
     Parts parts_;
+    Surroundings surroundings_;
     std::unique_ptr<Cpu> cpu_;
     ExceptionFrame frame_;
 

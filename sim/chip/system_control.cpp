@@ -77,8 +77,8 @@ struct SystemControlTable
         Register<Block>{"ICSR",  0xD04,               0,          0,          &Block::write_interrupt_control, &Block::read_interrupt_control},
         Register<Block>{"VTOR",  vector_table_offset, 0,          0xFFFFFF80},
         Register<Block>{"AIRCR", 0xD0C,               0,          0,          &Block::write_reset_control,     &Block::read_reset_control},
-        Register<Block>{"SCR",   sleep_control,       0,          0x16,       &Block::rules_written},
-        Register<Block>{"CCR",   configuration,       0x200,      0x31B,      &Block::rules_written},
+        Register<Block>{"SCR",   sleep_control,       0,          0x16},
+        Register<Block>{"CCR",   configuration,       0x200,      0x31B},
         Register<Block>{.name = "SHPR", .offset = 0xD18, .on_write = &Block::write_priorities, .on_read = &Block::read_priorities,
                         .count = priority_words, .bytes = true},
         Register<Block>{"SHCSR", 0xD24,               0,          0,          &Block::write_handlers,          &Block::read_handlers},
@@ -87,9 +87,8 @@ struct SystemControlTable
         Register<Block>{.name = "DFSR", .offset = debug_fault_status, .writable = 0x1F, .effect = WriteEffect::clear_ones, .retained = true},
         Register<Block>{"MMFAR", memory_fault_address, 0,         ~0U},
         Register<Block>{"BFAR",  bus_fault_address,   0,          ~0U},
-        Register<Block>{"CPACR", coprocessors,        0,          0x00F00000, &Block::rules_written},
-        Register<Block>{"FPCCR", float_context,       automatic_saving | lazy_saving, automatic_saving | lazy_saving | lazy_saving_active,
-                        &Block::rules_written},
+        Register<Block>{"CPACR", coprocessors,        0,          0x00F00000},
+        Register<Block>{"FPCCR", float_context,       automatic_saving | lazy_saving, automatic_saving | lazy_saving | lazy_saving_active},
         Register<Block>{"FPCAR", float_address,       0,          ~7U},
         Register<Block>{"FPDSCR", 0xF3C,              0,          0x07C00000},
         Register<Block>{"MVFR0", 0xF40,               0x10110021, 0},
@@ -214,7 +213,6 @@ void SystemControl::write_interrupt_control(std::uint32_t value, unsigned /*inde
             exceptions_.clear_pending(row.exception);
         }
     }
-    connections_.changed();
 }
 
 std::uint32_t SystemControl::read_reset_control(unsigned /*index*/)
@@ -235,7 +233,6 @@ void SystemControl::write_reset_control(std::uint32_t value, unsigned /*index*/)
     if ((value & reset_request) != 0) {
         connections_.request_reset();
     }
-    connections_.changed();
 }
 
 std::uint32_t SystemControl::read_priorities(unsigned index)
@@ -258,7 +255,6 @@ void SystemControl::write_priorities(std::uint32_t value, unsigned index)
             exceptions_.set_priority(row.exception, static_cast<std::uint8_t>(value >> 8 * (place % 4)));
         }
     }
-    connections_.changed();
 }
 
 std::uint32_t SystemControl::read_handlers(unsigned /*index*/)
@@ -285,12 +281,6 @@ void SystemControl::write_handlers(std::uint32_t value, unsigned /*index*/)
             exceptions_.clear_pending(row.exception);
         }
     }
-    connections_.changed();
-}
-
-void SystemControl::rules_written(std::uint32_t /*value*/, unsigned /*index*/)
-{
-    connections_.changed();
 }
 
 } // namespace jlinksim

@@ -39,7 +39,6 @@ public:
     {
         std::function<void()> request_reset;
         std::function<void()> clear_active; ///< AIRCR's VECTCLRACTIVE
-        std::function<void()> changed;      ///< another exception may be the next one, or executing has other rules
     };
 
     SystemControl(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records, Connections connections);
@@ -74,7 +73,6 @@ private:
     void write_priorities(std::uint32_t value, unsigned index);
     std::uint32_t read_handlers(unsigned index);
     void write_handlers(std::uint32_t value, unsigned index);
-    void rules_written(std::uint32_t value, unsigned index);
 
     Exceptions& exceptions_;
     Connections connections_;

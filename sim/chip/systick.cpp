@@ -22,14 +22,13 @@ constexpr std::uint32_t no_reference_clock = 0xC0000000;
 
 } // namespace
 
-// What a write changes comes into force now: the cycles until now are counted first, by the hooks.
 struct SysTickTable
 {
     static constexpr std::array rows{
         // clang-format off
-        Register<SysTick>{"CSR",   control, counts_cpu_clock, 0, &SysTick::write_control, &SysTick::read_control},
-        Register<SysTick>{"RVR",   reload,  0,                0, &SysTick::write_reload},
-        Register<SysTick>{"CVR",   count,   0,                0, &SysTick::clear_count, &SysTick::read_count},
+        Register<SysTick>{"CSR",   control,     counts_cpu_clock,   enable | raises_exception, nullptr, &SysTick::read_control},
+        Register<SysTick>{"RVR",   reload,      0,                  count_bits},
+        Register<SysTick>{"CVR",   count,       0,                  0,                         &SysTick::clear_count},
         Register<SysTick>{"CALIB", calibration, no_reference_clock, 0},
         // clang-format on
     };
@@ -37,8 +36,8 @@ struct SysTickTable
 
 const std::span<const Register<SysTick>> SysTick::table{SysTickTable::rows};
 
-SysTick::SysTick(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records, Connections connections)
-    : RegisterBlock("SysTick", table, words, records), exceptions_(exceptions), connections_(std::move(connections))
+SysTick::SysTick(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records)
+    : RegisterBlock("SysTick", table, words, records), exceptions_(exceptions)
 {
 }
 
@@ -84,40 +83,16 @@ void SysTick::advance(std::uint64_t cycles)
 
 std::uint32_t SysTick::read_control(unsigned /*index*/)
 {
-    connections_.catch_up();
     const std::uint32_t value = word(control);
     word(control) &= ~has_ended;
     return value;
 }
 
-std::uint32_t SysTick::read_count(unsigned /*index*/)
-{
-    connections_.catch_up();
-    return word(count);
-}
-
-void SysTick::write_control(std::uint32_t value, unsigned /*index*/)
-{
-    constexpr std::uint32_t writable = enable | raises_exception;
-    connections_.catch_up();
-    word(control) = (word(control) & ~writable) | (value & writable);
-    connections_.changed();
-}
-
-void SysTick::write_reload(std::uint32_t value, unsigned /*index*/)
-{
-    connections_.catch_up();
-    word(reload) = value & count_bits;
-    connections_.changed();
-}
-
 /// Whatever is written, the counter is cleared.
 void SysTick::clear_count(std::uint32_t /*value*/, unsigned /*index*/)
 {
-    connections_.catch_up();
     word(count) = 0;
     word(control) &= ~has_ended;
-    connections_.changed();
 }
 
 } // namespace jlinksim

@@ -4,7 +4,6 @@
 #include "sim/device/register_block.h"
 
 #include <cstdint>
-#include <functional>
 
 namespace jlinksim {
 
@@ -16,13 +15,7 @@ public:
     static constexpr std::uint32_t window_bytes = 0x10;
     static const std::span<const Register<SysTick>> table;
 
-    struct Connections
-    {
-        std::function<void()> catch_up; ///< count the cycles that have passed until this moment
-        std::function<void()> changed;  ///< the next end is another than before
-    };
-
-    SysTick(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records, Connections connections);
+    SysTick(Exceptions& exceptions, std::span<std::uint32_t> words, Records& records);
 
     void advance(std::uint64_t cycles);
     /// From now on; the largest number when it never comes.
@@ -32,15 +25,11 @@ private:
     friend struct SysTickTable;
 
     std::uint32_t read_control(unsigned index);
-    std::uint32_t read_count(unsigned index);
-    void write_control(std::uint32_t value, unsigned index);
-    void write_reload(std::uint32_t value, unsigned index);
     void clear_count(std::uint32_t value, unsigned index);
     bool counts() const;
     void end();
 
     Exceptions& exceptions_;
-    Connections connections_;
 };
 
 } // namespace jlinksim

@@ -26,6 +26,14 @@ public:
     /// Backing bytes of a memory, past all its rules; empty for registers.
     virtual std::span<std::uint8_t> raw() { return {}; }
     virtual void reset(ResetKind /*kind*/) {}
+
+    /// What has begun is carried out as far as its time has come.
+    virtual void settle() {}
+    /// When that goes on, on the clock that chips go by; `no_event` when nothing is under way.
+    static constexpr std::uint64_t no_event = ~std::uint64_t{0};
+    virtual std::uint64_t next_event() const { return no_event; }
+    /// Whether the device's interrupt line is high.
+    virtual bool interrupt() const { return false; }
 };
 
 } // namespace jlinksim

@@ -80,7 +80,7 @@ void Session::spend_in_background(Chip& chip, std::uint64_t bytes)
 
 void Session::live(Chip& chip, std::uint64_t nanoseconds)
 {
-    chip.elapse(nanoseconds);
+    chip.elapse(chip_time_, nanoseconds);
     chip_time_ += nanoseconds;
 }
 

@@ -46,6 +46,9 @@ struct QspiTable
         Register<Qspi>{"TASKS_DEACTIVATE", 0x010,             0,             0,          &Qspi::deactivate},
         Register<Qspi>{"RELEASE",          release_register,  1,             1},
         Register<Qspi>{"EVENTS_READY",     ready_register,    0,             1,          &Qspi::write_ready,    &Qspi::read_ready},
+        Register<Qspi>{"INTEN",            interrupt_register, 0,            1},
+        Register<Qspi>{.name = "INTENSET", .offset = 0x304, .writable = 1, .effect = WriteEffect::set_other, .other = interrupt_register},
+        Register<Qspi>{.name = "INTENCLR", .offset = 0x308, .writable = 1, .effect = WriteEffect::clear_other, .other = interrupt_register},
         Register<Qspi>{"ENABLE",           enable_register,   0,             1,          &Qspi::write_enable},
         Register<Qspi>{"READ.SRC",         read_source,       0,             all},
         Register<Qspi>{"READ.DST",         read_destination,  0,             all},
@@ -115,9 +118,20 @@ void Qspi::settle()
     }
 }
 
+std::uint64_t Qspi::next_event() const
+{
+    return step_ != nullptr ? step_at_ : no_event;
+}
+
+bool Qspi::interrupt() const
+{
+    return (word(interrupt_register) & word(ready_register) & 1U) != 0;
+}
+
 void Qspi::complete()
 {
     word(ready_register) = faults_.qspi_never_ready ? 0 : 1;
+    awaits_ready_ = awaits_ready_ && !interrupt(); // whom that interrupts does not have to ask
 }
 
 std::uint32_t Qspi::read_ready(unsigned /*index*/)

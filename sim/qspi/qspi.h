@@ -34,8 +34,9 @@ public:
     Qspi(SerialFlash& flash, bool has_long_frames, const HardwareFaults& faults, std::span<std::uint32_t> words,
          Services services, Connections connections);
 
-    /// Time went by: carry out what has come to its end since.
-    void settle();
+    void settle() override;
+    std::uint64_t next_event() const override;
+    bool interrupt() const override;
     void reset(ResetKind kind) override;
     bool is_enabled() const;
 

@@ -7,6 +7,7 @@ namespace jlinksim::qspi {
 
 inline constexpr std::uint32_t release_register = 0x054;
 inline constexpr std::uint32_t ready_register = 0x100;
+inline constexpr std::uint32_t interrupt_register = 0x300;
 inline constexpr std::uint32_t enable_register = 0x500;
 inline constexpr std::uint32_t read_source = 0x504;
 inline constexpr std::uint32_t read_destination = 0x508;

@@ -1,4 +1,5 @@
 // What a debugger sees of exceptions, and the ends that they can have.
+#include "tests/sim/qspi_board.h"
 #include "tests/sim/target_session.h"
 
 #include <array>
@@ -24,22 +25,24 @@ constexpr std::uint32_t debug_control = 0xE000EDF0;
 constexpr std::uint32_t exception_monitor = 0xE000EDFC;
 
 constexpr std::uint32_t stack = 0x20001000;
-constexpr std::uint32_t handler = 0x80;
-constexpr std::uint32_t start = 0x100;
+constexpr std::uint32_t handler = 0x180;
+constexpr std::uint32_t entry = 0x200;
 
 /// A program whose exceptions all have the handler, both given as halfwords.
 class Program : public HaltedChip
 {
 public:
-    Program(const std::vector<std::uint16_t>& code, const std::vector<std::uint16_t>& handler_code)
+    Program(const std::vector<std::uint16_t>& code, const std::vector<std::uint16_t>& handler_code,
+            std::string_view version = "BIRCH_M1_VA_REV2")
+        : HaltedChip{version}
     {
         poke_word(0, stack);
-        poke_word(4, start + 1);
+        poke_word(4, entry + 1);
         for (std::uint32_t vector = 2; vector < handler / 4; ++vector) {
             poke_word(4 * vector, handler + 1);
         }
         put(handler, handler_code);
-        put(start, code);
+        put(entry, code);
         EXPECT_GE(JLINKARM_Reset(), 0);
         write_word(debug_faults, ~0U);
     }
@@ -63,9 +66,9 @@ TEST(Exceptions, AStepTakesAnExceptionThatWaitsUnlessItMasksThem)
     write_word(interrupt_control, pend_sys_tick);
     EXPECT_EQ(read_word(interrupt_control), pend_sys_tick | 15U << 12 | 1U << 11);
     EXPECT_EQ(JLINKARM_Step(), 0);
-    EXPECT_EQ(JLINKARM_ReadReg(pc), start + 2);
+    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 2);
     write_word(debug_control, 0xA05F000D); // step, with interrupts masked
-    EXPECT_EQ(JLINKARM_ReadReg(pc), start + 4);
+    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 4);
     EXPECT_EQ(JLINKARM_WriteReg(0, 0x1234), 0);
     write_word(debug_control, 0xA05F0005); // step
     EXPECT_EQ(JLINKARM_ReadReg(pc), handler);
@@ -73,14 +76,14 @@ TEST(Exceptions, AStepTakesAnExceptionThatWaitsUnlessItMasksThem)
     EXPECT_EQ(JLINKARM_ReadReg(lr), 0xFFFFFFF9U);
     EXPECT_EQ(JLINKARM_ReadReg(msp), stack - 0x20);
     EXPECT_EQ(read_word(stack - 0x20), 0x1234U);
-    EXPECT_EQ(read_word(stack - 8), start + 4);
+    EXPECT_EQ(read_word(stack - 8), entry + 4);
     EXPECT_EQ(read_word(interrupt_control), 15U | 1U << 11);
     EXPECT_EQ(read_word(handlers), 1U << 11) << "active";
     // The next session finds it in the handler, and goes on to its end.
     close_probe();
     connect_halted();
     write_word(debug_control, 0xA05F0005);
-    EXPECT_EQ(JLINKARM_ReadReg(pc), start + 4);
+    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 4);
     EXPECT_EQ(JLINKARM_ReadReg(msp), stack);
     EXPECT_EQ(read_word(handlers), 0U);
     close_probe();
@@ -165,6 +168,28 @@ TEST(Exceptions, TheTimerCountsInstructionsToTheCycle)
     EXPECT_EQ(JLINKARM_ReadReg(3), 0x10005U);
     EXPECT_EQ(JLINKARM_ReadReg(4), 5U) << "reading takes the flag away";
     EXPECT_EQ(JLINKARM_ReadReg(xpsr) & 0x1FFU, 0U) << "no exception was asked for";
+    close_probe();
+}
+
+TEST(Exceptions, APeripheralWakesTheCpuWhenItsTimeHasCome)
+{
+    // str r1, [r0, #0x500]; str r1, [r0]; wfi; str r1, [r0, #0x10]; str r2, [r0, #0x500]; b .
+    const std::vector<std::uint16_t> code{0xF8C0, 0x1500, 0x6001, 0xBF30, 0x6101, 0xF8C0, 0x2500, 0xE7FE};
+    // ldr r5, [r6, #8]; adds r4, #1; str r2, [r0, #0x100]; bx lr
+    const Program program{code, {0x68B5, 0x3401, 0xF8C0, 0x2100, 0x4770}, m2};
+    configure_lines();
+    write_word(0xE000E104, 1U << (41 - 32));
+    write_word(qspi + 0x304, 1); // interrupt at READY
+    write_word(sys_tick_control + 4, 0xFFFFFF);
+    write_word(sys_tick_control, 5);
+    const std::vector<std::pair<std::uint32_t, std::uint32_t>> registers{{0, qspi}, {1, 1}, {6, sys_tick_control}};
+    for (const auto& [index, value] : registers) {
+        EXPECT_EQ(JLINKARM_WriteReg(index, value), 0);
+    }
+    Program::run();
+    EXPECT_EQ(JLINKARM_ReadReg(4), 1U) << "once: the handler cleared the event";
+    EXPECT_NEAR(0xFFFFFF - JLINKARM_ReadReg(5), 640, 2) << "10 us after its activation";
+    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 14);
     close_probe();
 }
 
