@@ -173,8 +173,8 @@ TEST(Exceptions, TheTimerCountsInstructionsToTheCycle)
 
 TEST(Exceptions, APeripheralWakesTheCpuWhenItsTimeHasCome)
 {
-    // str r1, [r0, #0x500]; str r1, [r0]; wfi; str r1, [r0, #0x10]; str r2, [r0, #0x500]; b .
-    const std::vector<std::uint16_t> code{0xF8C0, 0x1500, 0x6001, 0xBF30, 0x6101, 0xF8C0, 0x2500, 0xE7FE};
+    // str r1, [r0, #0x500]; str r1, [r0]; wfi; str r1, [r0, #0x10]; str r1, [r0, #0x54]; str r2, [r0, #0x500]; b .
+    const std::vector<std::uint16_t> code{0xF8C0, 0x1500, 0x6001, 0xBF30, 0x6101, 0x6541, 0xF8C0, 0x2500, 0xE7FE};
     // ldr r5, [r6, #8]; adds r4, #1; str r2, [r0, #0x100]; bx lr
     const Program program{code, {0x68B5, 0x3401, 0xF8C0, 0x2100, 0x4770}, m2};
     configure_lines();
@@ -189,7 +189,7 @@ TEST(Exceptions, APeripheralWakesTheCpuWhenItsTimeHasCome)
     Program::run();
     EXPECT_EQ(JLINKARM_ReadReg(4), 1U) << "once: the handler cleared the event";
     EXPECT_NEAR(0xFFFFFF - JLINKARM_ReadReg(5), 640, 2) << "10 us after its activation";
-    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 14);
+    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 16);
     close_probe();
 }
 
