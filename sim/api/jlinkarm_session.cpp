@@ -41,6 +41,7 @@ std::int32_t list_probes(Session& session, std::span<jlinkarm_probe_record_t> re
         if (count < records.size()) {
             records[count] = {};
             records[count].serial_number = probe.serial_number();
+            records[count].connection = usb_mask;
         }
         ++count;
     }
@@ -61,17 +62,18 @@ bool read_hardware_status(Session& session, jlinkarm_hardware_status_t* status)
     return true;
 }
 
-void select_interface(Session& session, std::int32_t interface_number)
+bool select_interface(Session& session, std::int32_t interface_number)
 {
     if (session.require_probe() == nullptr) {
-        return;
+        return false;
     }
     session.spend(0);
     if (interface_number != 0 && interface_number != 1) {
         session.bench().records().add("target-interface", fmt::format("there is no interface {}", interface_number));
-        return;
+        return false;
     }
     session.settings().target_interface = static_cast<TargetInterface>(interface_number);
+    return true;
 }
 
 void set_speed(Session& session, std::uint32_t kilohertz)
@@ -234,14 +236,11 @@ int32_t JLINKARM_CALL JLINKARM_GetHWStatus(jlinkarm_hardware_status_t* status)
                                   [=](Session& session) { return read_hardware_status(session, status) ? 0 : 1; });
 }
 
-void JLINKARM_CALL JLINKARM_TIF_Select(int32_t interface_number)
+int32_t JLINKARM_CALL JLINKARM_TIF_Select(int32_t interface_number)
 {
-    simulate(
-        "JLINKARM_TIF_Select", Nothing{}, [=] { return fmt::format("{}", interface_number); },
-        [=](Session& session) {
-            select_interface(session, interface_number);
-            return Nothing{};
-        });
+    return simulate<std::int32_t>(
+        "JLINKARM_TIF_Select", -1, [=] { return fmt::format("{}", interface_number); },
+        [=](Session& session) { return select_interface(session, interface_number) ? 0 : -1; });
 }
 
 void JLINKARM_CALL JLINKARM_SetSpeed(uint32_t kilohertz)

@@ -115,13 +115,13 @@ uint8_t JLINKARM_CALL JLINKARM_WriteReg(uint32_t index, uint32_t value)
         [=](Session& session) { return write_cpu_register(session, index, value) ? std::uint8_t{0} : failed_byte; });
 }
 
-void JLINKARM_CALL JLINKARM_SetResetType(int32_t type)
+int32_t JLINKARM_CALL JLINKARM_SetResetType(int32_t type)
 {
-    simulate(
-        "JLINKARM_SetResetType", Nothing{}, [=] { return fmt::format("{}", type); },
+    return simulate<std::int32_t>(
+        "JLINKARM_SetResetType", -1, [=] { return fmt::format("{}", type); },
         [=](Session& session) {
             session.settings().reset_type = type;
-            return Nothing{};
+            return 0;
         });
 }
 

@@ -32,7 +32,8 @@ typedef void(JLINKARM_CALL* jlinkarm_log_t)(const char* text);
 typedef struct jlinkarm_probe_record_t
 {
     uint32_t serial_number;
-    uint8_t reserved[260]; /* zero */
+    uint32_t connection;   /* as in the mask of JLINKARM_EMU_GetList: 1 is USB */
+    uint8_t reserved[256]; /* zero */
 } jlinkarm_probe_record_t;
 
 /* What the probe measures at the target connector. */
@@ -72,7 +73,7 @@ typedef struct jlinkarm_hardware_status_t
     /* Settings. A failed command leaves a text in `error`; the result is 0 or -1. */                                  \
     X(int32_t,     JLINKARM_ExecCommand,            (const char* command, char* error, int32_t error_size))            \
     X(int32_t,     JLINKARM_GetHWStatus,            (jlinkarm_hardware_status_t* status)) /* 1 is failure */           \
-    X(void,        JLINKARM_TIF_Select,             (int32_t interface_number)) /* 0 JTAG, 1 SWD */                    \
+    X(int32_t,     JLINKARM_TIF_Select,             (int32_t interface_number)) /* 0 JTAG, 1 SWD; negative is failure */\
     X(void,        JLINKARM_SetSpeed,               (uint32_t kilohertz))                                              \
     /* Target memory. ReadMemU32: items read, or negative; each item's status byte is nonzero when it could not be     \
        read. */                                                                                                        \
@@ -86,7 +87,7 @@ typedef struct jlinkarm_hardware_status_t
     X(uint32_t,    JLINKARM_ReadReg,                (uint32_t index))                                                  \
     X(uint8_t,     JLINKARM_WriteReg,               (uint32_t index, uint32_t value)) /* 1 is failure */               \
     /* Resets. ClrRESET drives the reset line low, SetRESET releases it. */                                            \
-    X(void,        JLINKARM_SetResetType,           (int32_t type))                                                    \
+    X(int32_t,     JLINKARM_SetResetType,           (int32_t type)) /* negative is failure */                          \
     X(int32_t,     JLINKARM_Reset,                  (void)) /* negative is failure */                                  \
     X(void,        JLINKARM_ClrRESET,               (void))                                                            \
     X(void,        JLINKARM_SetRESET,               (void))                                                            \

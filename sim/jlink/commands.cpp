@@ -76,11 +76,7 @@ std::string set_flag(bool& flag, std::string_view argument)
 std::string select_device(Session& session, std::string_view argument)
 {
     const std::optional<std::string_view> device = assigned(argument);
-    // A device is a model and variant: what chip versions are called, up to their revision.
-    const bool known = device && std::ranges::any_of(chip_models(), [&](const ChipModel& model) {
-                           return model.name.substr(0, model.name.rfind('_')) == *device;
-                       });
-    if (!known) {
+    if (!device || std::ranges::find(chip_models(), *device, &ChipModel::device_name) == chip_models().end()) {
         return fmt::format("Unknown device '{}'.", device.value_or(trim(argument)));
     }
     session.settings().device = *device;
@@ -136,6 +132,10 @@ std::string set_rtt_search_ranges(Session& session, std::string_view argument)
     return expect_nothing(argument);
 }
 
+/// What a host may say to any J-Link library, and what changes nothing here.
+constexpr std::array<std::string_view, 4> harmless_commands{"SilentUpdateFW", "EnableRemarks", "SetBatchMode",
+                                                            "SupplyPower"};
+
 constexpr std::array commands{
     Command{"Device", select_device},
     Command{"SetRestartOnClose", restart_on_close},
@@ -153,6 +153,12 @@ std::string execute_command(Session& session, std::string_view text)
     text = trim(text);
     const std::size_t length = std::min(text.find_first_of(" \t="), text.size());
     const std::string_view name = text.substr(0, length);
+    if (const auto harmless = std::ranges::find(harmless_commands, name); harmless != harmless_commands.end()) {
+        if (session.settings().harmless_commands.insert(*harmless).second) {
+            session.bench().records().add("command-without-effect", *harmless);
+        }
+        return {};
+    }
     const auto command = std::ranges::find(commands, name, &Command::name);
     if (command == commands.end()) {
         return fmt::format("Unknown command '{}'.", name);

@@ -36,11 +36,22 @@ RttSearchRange common_part(const RttSearchRange& range, const RttSearchRange& ar
     return {static_cast<std::uint32_t>(first), first < end ? static_cast<std::uint32_t>(end - first) : 0};
 }
 
+/// Without ranges of the host's: the RAM that the library knows of the device that the host named, whatever chip is
+/// there.
+std::vector<RttSearchRange> wanted_ranges(const SessionSettings& settings)
+{
+    if (!settings.rtt_search_ranges.empty()) {
+        return settings.rtt_search_ranges;
+    }
+    const auto device = std::ranges::find(chip_models(), settings.device, &ChipModel::device_name);
+    return {{Ram::base, device->ram_bytes()}}; // a session without a known device is not connected
+}
+
 /// The ranges as far as the chip has RAM there; the rest is recorded.
 std::vector<RttSearchRange> searchable_ranges(Session& session, const ChipModel& model)
 {
     std::vector<RttSearchRange> searchable;
-    for (const RttSearchRange& range : session.settings().rtt_search_ranges) {
+    for (const RttSearchRange& range : wanted_ranges(session.settings())) {
         std::uint64_t found = 0;
         for (const RttSearchRange& area : ram_of(model)) {
             const RttSearchRange part = common_part(range, area);

@@ -7,6 +7,7 @@
 #include "sim/time/timing.h"
 
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,9 +29,10 @@ struct SessionSettings
     std::string device;
     bool restart_on_close = true;
     bool power_down_on_close = false;
-    std::vector<RttSearchRange> rtt_search_ranges;
-    std::uint64_t line_went_low_at = 0; ///< the reset line, in device time
-    bool downloads_flash = true;        ///< the library's own flash programming, which hosts must switch off here
+    std::vector<RttSearchRange> rtt_search_ranges; ///< empty: the RAM of the device
+    std::set<std::string_view> harmless_commands;  ///< that were given, and recorded once
+    std::uint64_t line_went_low_at = 0;            ///< the reset line, in device time
+    bool downloads_flash = true; ///< the library's own flash programming, which hosts must switch off here
 };
 
 /// The J-Link library's side: which probe is open and how it is set up. What is done to the target stands in the

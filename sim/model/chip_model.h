@@ -41,6 +41,8 @@ struct ChipModel
         return small_ram_sections * small_ram_section_bytes + large_ram_sections * large_ram_section_bytes;
     }
     constexpr std::uint32_t ram_sections() const { return small_ram_sections + large_ram_sections; }
+    /// What hosts call the device: model and variant, which is the chip version's name up to its revision.
+    constexpr std::string_view device_name() const { return name.substr(0, name.rfind('_')); }
 };
 
 std::span<const ChipModel> chip_models();

@@ -32,6 +32,7 @@ TEST(Session, listsThePluggedProbes)
     EXPECT_EQ(JLINKARM_EMU_GetList(1, probes.data(), 3), 2);
     EXPECT_EQ(probes[0].serial_number, 22U);
     EXPECT_EQ(probes[1].serial_number, 33U);
+    EXPECT_EQ(probes[1].connection, 1U) << "USB";
     // A short array is not overrun, and the count is that of the probes.
     probes = {};
     EXPECT_EQ(JLINKARM_EMU_GetList(1, probes.data(), 1), 2);
@@ -143,12 +144,13 @@ TEST(Session, connectsOnlyWhenItIsSetUpAndTheChipAnswers)
 
 TEST(Session, knowsItsCommandsAndNoOthers)
 {
-    const TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
     ASSERT_TRUE(open_probe());
     for (const char* const text :
          {"Device = BIRCH_M3_VA", "SetRestartOnClose = 1", "DisableFlashDL", "SetDbgPowerDownOnClose = 0",
           "ExcludeFlashCacheRange 0x0-0xFFFFFFFF", "InvalidateCache", "SetRTTSearchRanges 0x20000000 0x10000",
-          "SetRTTSearchRanges 0x20000000 0x8000, 0x08000000 0x8000"}) {
+          "SetRTTSearchRanges 0x20000000 0x8000, 0x08000000 0x8000", "SilentUpdateFW", "SetBatchMode = 1",
+          "SetBatchMode = 0"}) {
         EXPECT_EQ(command(text), "") << text;
     }
     for (const char* const text :
@@ -157,6 +159,8 @@ TEST(Session, knowsItsCommandsAndNoOthers)
           "SetRTTSearchRanges 0x20000000", "SetRTTSearchRanges 0x20000000 0", "InvalidateCache now"}) {
         EXPECT_NE(command(text), "") << text;
     }
+    EXPECT_THAT(bench.take_records(),
+                begin_with("command-without-effect: SilentUpdateFW", "command-without-effect: SetBatchMode"));
     // The error text is cut to the buffer.
     std::array<char, 8> small{};
     EXPECT_LT(JLINKARM_ExecCommand("Nonsense", small.data(), 8), 0);

@@ -48,7 +48,7 @@ TEST(Trace, tellsEveryCallWithArgumentsAndResult)
     EXPECT_THAT(bench.trace(),
                 ElementsAre("JLINKARM_IsOpen() = 0", "JLINKARM_EMU_SelectByUSBSN(5) = -1", "JLINKARM_OpenEx() = null",
                             "JLINKARM_ExecCommand(\"Device = BIRCH_M1_VA\") = 0",
-                            "JLINKARM_ExecCommand(\"SetDbgPowerDownOnClose = 1\") = 0", "JLINKARM_TIF_Select(1)",
+                            "JLINKARM_ExecCommand(\"SetDbgPowerDownOnClose = 1\") = 0", "JLINKARM_TIF_Select(1) = 0",
                             "JLINKARM_Connect() = 0", "JLINKARM_Halt() = 0", "JLINKARM_WriteU32(0x20000000, 0xABC) = 0",
                             "JLINKARM_ReadMem(0x20000000, 4) = 0", "JLINKARM_ReadReg(15) = 0xFFFFFFFE",
                             "JLINKARM_CORESIGHT_WriteAPDPReg(2, 0, 0x10000F0) = 0",

@@ -1,5 +1,6 @@
 // The library and the simulation declare the J-Link functions independently of each other. They are the same functions:
-// result for result and parameter for parameter, but for the names of the records that pointers lead to.
+// result for result and parameter for parameter, but for the names of the records that pointers lead to, and for
+// results that the library ignores.
 #include "jlinkarm_api.h"
 #include "src/jlink/functions.h"
 
@@ -28,11 +29,17 @@ struct Signature;
 template <class Result, class... Parameters>
 struct Signature<Result(JLINK_CALL*)(Parameters...)>
 {
-    using type = std::tuple<std::type_identity<Result>, typename PlainType<Parameters>::type...>;
+    using result = Result;
+    using parameters = std::tuple<typename PlainType<Parameters>::type...>;
 };
 
+template <class Ours, class Simulated>
+constexpr bool is_compatible = std::is_same_v<typename Ours::parameters, typename Simulated::parameters> &&
+                               (std::is_void_v<typename Ours::result> ||
+                                std::is_same_v<typename Ours::result, typename Simulated::result>);
+
 #define SAME_SIGNATURE(result, name, parameters)                                                                       \
-    static_assert(std::is_same_v<Signature<result(JLINK_CALL*) parameters>::type, Signature<decltype(&::name)>::type>, \
+    static_assert(is_compatible<Signature<result(JLINK_CALL*) parameters>, Signature<decltype(&::name)>>,              \
                   #name " is declared differently by the simulation");
 JLINK_FUNCTIONS(SAME_SIGNATURE)
 #undef SAME_SIGNATURE

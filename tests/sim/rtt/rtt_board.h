@@ -101,7 +101,6 @@ protected:
 
     static std::int32_t start(std::optional<std::uint32_t> address = {})
     {
-        EXPECT_EQ(command("SetRTTSearchRanges 0x20000000 0x10000"), "");
         std::array<std::uint32_t, 4> record{address.value_or(0)};
         return JLINK_RTTERMINAL_Control(0, address ? record.data() : nullptr);
     }
