@@ -72,6 +72,11 @@ public:
                                                                 static_cast<std::uint32_t>(bytes.size())) == 0,
                 "write the chip's memory");
     }
+    /// At most as much as one call lets the CPU execute.
+    void pass_time(std::uint64_t nanoseconds) const
+    {
+        require(find<decltype(&JLINKSIM_pass_time)>("JLINKSIM_pass_time")(nanoseconds) == 0, "let time pass");
+    }
     double seconds() const { return bench::seconds(find<decltype(&JLINKSIM_time_ns)>("JLINKSIM_time_ns")()); }
 
 private:

@@ -38,7 +38,44 @@ Kind classify_wide(Instruction wide)
     return is_floating_point(wide) ? Kind::floating_point : Kind::ordinary;
 }
 
+/// By the upper half of a 16-bit instruction.
+Reach reach_of_narrow(unsigned code, unsigned low)
+{
+    constexpr unsigned pc_as_destination = 0x87; // of the instructions on all registers
+    if (code < 0x44 || code == 0x45) {
+        return Reach::registers;
+    }
+    if (code < 0x48) {
+        return code != 0x47 && (low & 0x87U) != pc_as_destination ? Reach::registers : Reach::beyond;
+    }
+    if (code < 0xA0) {
+        return Reach::access;
+    }
+    return code <= 0xB0 || code == 0xB2 || code == 0xBA ? Reach::registers : Reach::beyond;
+}
+
+Reach reach_of_wide(Instruction wide)
+{
+    const bool loads_pc = (wide.first & 0xFF70U) == 0xF850 && wide.second >> 12U == 0xF;
+    if (wide.first >> 9U == 0x7C) { // one register to or from memory
+        return loads_pc ? Reach::beyond : Reach::access;
+    }
+    const bool shifts = wide.first >> 9U == 0x75;
+    const bool is_immediate = wide.first >> 11U == 0x1E && (wide.second & 0x8000U) == 0;
+    const bool takes_registers = wide.first >> 8U == 0xFA || wide.first >> 8U == 0xFB;
+    return shifts || is_immediate || takes_registers ? Reach::registers : Reach::beyond;
+}
+
 } // namespace
+
+Reach reach_of(Instruction instruction)
+{
+    if (classify(instruction) != Kind::ordinary) {
+        return Reach::beyond;
+    }
+    return instruction.is_wide() ? reach_of_wide(instruction)
+                                 : reach_of_narrow(instruction.first >> 8U, instruction.first & 0xFFU);
+}
 
 Kind classify(Instruction instruction)
 {

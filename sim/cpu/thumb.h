@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 /// As much of the Thumb instruction set as the CPU carries out itself, without the instruction engine.
@@ -32,6 +33,16 @@ enum class Kind
 
 Kind classify(Instruction instruction);
 
+/// What of an instruction may fail.
+enum class Reach
+{
+    registers, ///< nothing: it changes registers, and goes on to the next one
+    access,    ///< one access to memory, of which the registers show nothing when it is refused
+    beyond,    ///< anything else
+};
+
+Reach reach_of(Instruction instruction);
+
 /// The register that holds a division's divisor.
 constexpr unsigned divisor_register(Instruction division)
 {
@@ -49,6 +60,11 @@ public:
 
     constexpr std::uint8_t state() const { return state_; }
     constexpr bool active() const { return state_ != 0; }
+    /// Instructions that follow.
+    constexpr unsigned length() const
+    {
+        return active() ? 4 - static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(state_ & 0xFU))) : 0;
+    }
     /// Whether the next instruction is executed, by the flags in `xpsr`.
     bool condition_holds(std::uint32_t xpsr) const;
     /// After the next instruction.

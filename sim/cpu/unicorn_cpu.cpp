@@ -135,34 +135,20 @@ void UnicornCpu::advance(std::uint64_t budget)
     const auto block = IfThen::of_xpsr(xpsr);
     const auto instruction = fetch(pc);
     if (!instruction) {
-        execute(result_.instructions + 1); // for the engine to refuse
+        execute(1, true); // for the engine to refuse
         return;
     }
     const Kind kind = thumb::classify(*instruction);
+    const std::uint64_t left = budget - result_.instructions;
+    const unsigned portion = portion_at(pc).instructions;
     if (block.active() && !block.condition_holds(xpsr) && kind != Kind::breakpoint) {
         complete(*instruction);
-    } else if (!is_for_engine(kind)) {
+    } else if (portion == 0 || portion > left) {
         carry_out(kind, *instruction);
     } else if (block.active()) {
         execute_conditional(block);
     } else {
-        execute(budget);
-    }
-}
-
-bool UnicornCpu::is_for_engine(Kind kind) const
-{
-    switch (kind) {
-    case Kind::ordinary:
-        return true;
-    case Kind::mask_write:
-        return !traps_.mask_writes;
-    case Kind::floating_point:
-        return !traps_.floating_point;
-    case Kind::division:
-        return !traps_.division_by_zero;
-    default:
-        return false;
+        execute(left);
     }
 }
 
@@ -185,20 +171,25 @@ std::optional<Instruction> UnicornCpu::fetch(std::uint32_t address) const
     return std::nullopt;
 }
 
-/// Run the engine until `limit` instructions of this run are done, or something else needs to be.
-void UnicornCpu::execute(std::uint64_t limit)
+/// Run the engine for `most` instructions, or until something else needs to be done.
+void UnicornCpu::execute(std::uint64_t most, bool is_decided)
 {
-    const std::uint64_t before = result_.instructions;
-    limit_ = limit;
-    begun_.reset();
-    const UnicornEngine::Stop reason = engine_->execute();
+    executing_ = true;
+    const UnicornEngine::Stop reason = engine_->execute(most, is_decided);
+    executing_ = false;
+    const std::uint64_t executed = engine_->executed();
+    result_.instructions += executed;
+    if (reason == UnicornEngine::Stop::block_refused) {
+        carry_out(Kind::if_then, *fetch(read_register(cpu_register::pc)));
+        return;
+    }
     if (reason == UnicornEngine::Stop::asked) {
-        if (result_.instructions == before) {
+        if (executed == 0) {
             fault(fmt::format("the instruction engine does not go on at 0x{:08X}", read_register(cpu_register::pc)));
         }
         return;
     }
-    if (reason == UnicornEngine::Stop::fetch && result_.instructions == limit) {
+    if (reason == UnicornEngine::Stop::fetch && executed == most) {
         return; // the engine looks ahead of the budget
     }
     if (is_exception_return(reason)) {
@@ -209,7 +200,7 @@ void UnicornCpu::execute(std::uint64_t limit)
     if (left_thumb) {
         return; // advance() tells
     }
-    if (begun_ == read_register(cpu_register::pc)) {
+    if (engine_->begun() == read_register(cpu_register::pc)) {
         --result_.instructions; // it was counted when it began
     }
     fault(describe(reason), status_of(reason));
@@ -222,15 +213,14 @@ bool UnicornCpu::is_exception_return(UnicornEngine::Stop reason) const
     return reason == UnicornEngine::Stop::exception_return && is_handler;
 }
 
-/// The engine takes an IT block as one instruction: it stops only after it, says nothing of what it skips, and forgets
-/// where in the block a fault happened. So it gets each instruction as a block of its own, and we keep the place.
+/// Each instruction as a block of its own; we keep the place.
 void UnicornCpu::execute_conditional(IfThen block)
 {
     const auto put = [this](IfThen state) {
         write_register(cpu_register::xpsr, state.put_into(read_register(cpu_register::xpsr)));
     };
     put(block.only_next());
-    execute(result_.instructions + 1);
+    execute(1, true);
     put(stopped_ ? block : block.next());
 }
 
@@ -297,7 +287,7 @@ void UnicornCpu::execute_alone()
     if (block.active()) {
         execute_conditional(block);
     } else {
-        execute(result_.instructions + 1);
+        execute(1, true);
     }
 }
 
@@ -337,6 +327,7 @@ std::string UnicornCpu::describe(UnicornEngine::Stop reason) const
     case UnicornEngine::Stop::exception_return:
         return fmt::format("branch to the exception return 0x{:08X} outside a handler", pc);
     case UnicornEngine::Stop::asked:
+    case UnicornEngine::Stop::block_refused:
         break;
     }
     return {};
@@ -353,24 +344,15 @@ FaultStatus UnicornCpu::status_of(UnicornEngine::Stop reason) const
     case UnicornEngine::Stop::exception_return: // outside a handler it is a fetch like any other
         return FaultStatus::of_fetch(read_register(cpu_register::pc));
     case UnicornEngine::Stop::asked:
+    case UnicornEngine::Stop::block_refused:
         break;
     }
     return {};
 }
 
-bool UnicornCpu::on_instruction(std::uint32_t address)
+Portion UnicornCpu::portion_at(std::uint32_t address) const
 {
-    if (result_.instructions == limit_) {
-        return false;
-    }
-    const auto instruction = fetch(address);
-    const bool is_decided = !begun_; // advance() has chosen to execute the first one
-    if (!instruction || !(is_decided || is_for_engine(thumb::classify(*instruction)))) {
-        return false;
-    }
-    begun_ = address;
-    ++result_.instructions;
-    return true;
+    return jlinksim::portion_at(address, traps_, [this](std::uint32_t at) { return fetch(at); });
 }
 
 bool UnicornCpu::on_read(std::uint32_t address, unsigned size, std::uint64_t& value)

@@ -29,13 +29,13 @@ public:
     void restore(const CpuState& state) override { engine_->restore(state); }
     RunResult run(std::uint64_t budget) override;
     void end_run() override;
-    std::uint64_t begun() const override { return result_.instructions; }
+    std::uint64_t begun() const override { return result_.instructions + (executing_ ? engine_->executed() : 0); }
     void set_traps(CpuTraps traps) override { traps_ = traps; }
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return true; }
 
 private:
-    bool on_instruction(std::uint32_t address) override;
+    Portion portion_at(std::uint32_t address) const override;
     bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) override;
     bool on_write(std::uint32_t address, unsigned size, std::uint64_t value) override;
 
@@ -43,13 +43,12 @@ private:
     void renew_engine();
     std::optional<thumb::Instruction> fetch(std::uint32_t address) const;
     void advance(std::uint64_t budget);
-    void execute(std::uint64_t limit);
+    void execute(std::uint64_t most, bool is_decided = false);
     void execute_conditional(thumb::IfThen block);
     void carry_out(thumb::Kind kind, thumb::Instruction instruction);
     void execute_alone();
     void divide(thumb::Instruction instruction);
     void complete(thumb::Instruction instruction);
-    bool is_for_engine(thumb::Kind kind) const;
     bool is_exception_return(UnicornEngine::Stop reason) const;
     void stop(StopReason why);
     void fault(std::string text, FaultStatus status = {});
@@ -65,10 +64,9 @@ private:
     // The run under way.
     bool running_ = false;
     bool stopped_ = false;
-    bool ended_ = false; ///< by the bus
+    bool ended_ = false;     ///< by the bus
+    bool executing_ = false; ///< in the engine
     RunResult result_;
-    std::uint64_t limit_ = 0;            ///< of result_.instructions, until which the engine goes on
-    std::optional<std::uint32_t> begun_; ///< address of the instruction that was counted last by this execute()
 };
 
 } // namespace jlinksim

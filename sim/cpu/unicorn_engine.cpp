@@ -1,5 +1,6 @@
 #include "sim/cpu/unicorn_engine.h"
 
+#include "sim/cpu/thumb.h"
 #include "sim/cpu/unicorn_registers.h"
 
 #include <unicorn/unicorn.h>
@@ -8,6 +9,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace jlinksim {
 
@@ -16,6 +18,8 @@ namespace {
 constexpr std::uint64_t address_space = std::uint64_t{1} << 32U;
 /// Never reached: the engine's own end address is not used.
 constexpr std::uint64_t no_end = ~std::uint64_t{0};
+
+constexpr std::uint32_t it_bytes = 2;
 
 /// Numbers of the engine's interrupts.
 constexpr std::uint32_t prefetch_abort = 3;
@@ -47,6 +51,38 @@ bool is_write(uc_mem_type type)
 
 } // namespace
 
+/// The way of every instruction: it decides how fast the simulated CPU is.
+inline bool UnicornEngine::begin(std::uint32_t address)
+{
+    if (stop_requested_) {
+        return false;
+    }
+    const Portion portion = portion_at(address);
+    if (portion.instructions == 0 || portion.instructions > most_ - executed_) {
+        return false;
+    }
+    executed_ += portion.instructions;
+    begun_ = address;
+    block_ = {address + it_bytes, portion.instructions > 1 ? portion.bytes - it_bytes : 0U};
+    return true;
+}
+
+inline Portion UnicornEngine::portion_at(std::uint32_t address)
+{
+    const Portion known = portions_.find(address);
+    return known.bytes != 0 && !is_decided_ ? known : ask_for_portion(address);
+}
+
+Portion UnicornEngine::ask_for_portion(std::uint32_t address)
+{
+    if (std::exchange(is_decided_, false)) {
+        return {.instructions = 1};
+    }
+    const Portion portion = observer_.portion_at(address);
+    portions_.keep(address, portion);
+    return portion;
+}
+
 /// The engine's callbacks, in its types. `user` is the engine's owner.
 struct UnicornEngine::Hooks
 {
@@ -55,7 +91,9 @@ struct UnicornEngine::Hooks
     static void code(uc_engine* engine, std::uint64_t address, std::uint32_t /*size*/, void* user)
     {
         UnicornEngine& self = owner(user);
-        if (self.stop_requested_ || !self.observer_.on_instruction(static_cast<std::uint32_t>(address))) {
+        const auto where = static_cast<std::uint32_t>(address);
+        const bool is_within_block = where - self.block_.address < self.block_.length;
+        if (!is_within_block && !self.begin(where)) {
             uc_emu_stop(engine);
         }
     }
@@ -66,6 +104,9 @@ struct UnicornEngine::Hooks
         UnicornEngine& self = owner(user);
         if (is_fetch(type)) {
             return self.refuse(Stop::fetch);
+        }
+        if (self.block_.length != 0) {
+            return self.refuse(Stop::block_refused);
         }
         const auto where = static_cast<std::uint32_t>(address);
         const auto bytes = static_cast<unsigned>(size);
@@ -110,6 +151,10 @@ UnicornEngine::UnicornEngine(std::span<const DirectMemory> memories, Observer& o
     require(uc_ctl_set_cpu_model(engine_.get(), UC_CPU_ARM_CORTEX_M4), "choose the Cortex-M4");
     map_memories();
     add_hooks();
+    const auto code = std::ranges::find(memories_, false, &DirectMemory::writable);
+    if (code != memories_.end()) {
+        portions_ = KnownPortions{*code};
+    }
 }
 
 void UnicornEngine::map_memories()
@@ -177,14 +222,24 @@ void UnicornEngine::restore(const CpuState& state)
     unicorn_registers::restore(*engine_, state);
 }
 
-UnicornEngine::Stop UnicornEngine::execute()
+UnicornEngine::Stop UnicornEngine::execute(std::uint64_t most, bool is_decided)
 {
     stopped_by_.reset();
     stop_requested_ = false;
+    most_ = most;
+    executed_ = 0;
+    begun_.reset();
+    block_ = {};
+    is_decided_ = is_decided;
     executing_ = true;
     uc_emu_start(engine_.get(), read_register(cpu_register::pc) | 1U, no_end, 0, 0);
     executing_ = false;
     settle();
+    if (stopped_by_ == Stop::block_refused) {
+        executed_ -= portion_at(*begun_).instructions;
+        write_register(cpu_register::pc, *begun_);
+        write_register(cpu_register::xpsr, thumb::IfThen{}.put_into(read_register(cpu_register::xpsr)));
+    }
     // The result of uc_emu_start says no more than the hooks have noted.
     return stopped_by_.value_or(Stop::asked);
 }
@@ -261,6 +316,7 @@ void UnicornEngine::settle()
 /// engine would try a fetch there.
 void UnicornEngine::forget_now(const Range& range)
 {
+    portions_.forget(range.address, range.length);
     const std::uint64_t range_end = std::uint64_t{range.address} + range.length;
     for (const DirectMemory& memory : memories_) {
         const std::uint64_t begin = std::max<std::uint64_t>(range.address, memory.base);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/cpu/cpu.h"
+#include "sim/cpu/portion.h"
 
 #include <array>
 #include <cstdint>
@@ -23,8 +24,9 @@ public:
     class Observer
     {
     public:
-        /// Before every instruction; false stops in front of it. Not heard inside an IT block: step through those.
-        virtual bool on_instruction(std::uint32_t address) = 0;
+        /// What the engine may execute at once; nothing stops in front of the instruction. Not asked inside an IT
+        /// block. An answer with bytes for read-only memory holds until forget_code.
+        virtual Portion portion_at(std::uint32_t address) const = 0;
         /// An access outside the direct memories, or a write to one that is not writable. `size` is 1, 2, 4 or 8 bytes,
         /// `address` any. False aborts the instruction.
         virtual bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) = 0;
@@ -41,6 +43,8 @@ public:
         fetch,            ///< no code memory at the program counter
         undefined,        ///< no instruction of this CPU at the program counter
         exception_return, ///< a branch to an EXC_RETURN value, which the program counter holds
+        block_refused,    ///< an access within an IT block that the observer would have to be asked about; nothing of
+                          ///< the block is done or counted
     };
 
     /// All memory outside `memories` belongs to the observer. Throws std::runtime_error when the engine cannot be had.
@@ -54,8 +58,13 @@ public:
     /// Only into an engine that has not executed yet.
     void restore(const CpuState& state);
 
-    /// Execute from the program counter on. XPSR's Thumb bit must be set.
-    Stop execute();
+    /// Execute from the program counter on, `most` instructions at most, an instruction that an IT block skips counted.
+    /// XPSR's Thumb bit must be set. Of the first instruction the observer is not asked if it `is_decided`.
+    Stop execute(std::uint64_t most, bool is_decided = false);
+    /// Instructions of execute() so far; the one under way counts.
+    std::uint64_t executed() const { return executed_; }
+    /// Address of the portion that it began last, if it began one.
+    std::optional<std::uint32_t> begun() const { return begun_; }
     /// End execute() after the instruction that is being executed.
     void request_stop();
     /// Drop what was translated of these bytes; after the instruction that is being executed, if one is.
@@ -97,10 +106,19 @@ private:
     void settle();
     void forget_now(const Range& range);
     void forget_bytes(std::span<const std::uint8_t> bytes);
+    bool begin(std::uint32_t address);
+    Portion portion_at(std::uint32_t address);
+    Portion ask_for_portion(std::uint32_t address);
 
     std::unique_ptr<uc_struct, Close> engine_;
     Observer& observer_;
     std::vector<DirectMemory> memories_;
+    KnownPortions portions_; ///< of the first read-only memory
+    std::uint64_t most_ = 0;
+    std::uint64_t executed_ = 0;
+    std::optional<std::uint32_t> begun_;
+    bool is_decided_ = false;
+    Range block_; ///< the instructions of the IT block that was begun last
     bool executing_ = false;
     bool stop_requested_ = false;
     std::optional<Stop> stopped_by_;
