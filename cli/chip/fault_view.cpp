@@ -20,6 +20,7 @@ constexpr std::uint32_t bus_fault_address = 0xE000ED38;    // BFAR
 
 // What an exception puts onto the stack, lowest address first: R0 to R3, R12, LR, the program counter, xPSR.
 constexpr std::size_t frame_words = 8;
+constexpr std::size_t frame_lr = 5;
 constexpr std::size_t frame_pc = 6;
 constexpr std::size_t frame_xpsr = 7;
 constexpr std::size_t most_words_of_handler = 64; // that its beginning may have put on top of the frame
@@ -58,22 +59,28 @@ bool is_on_process_stack(std::uint32_t exception_return)
 bool is_frame(const std::uint32_t* words)
 {
     constexpr std::uint32_t thumb_state = 1U << 24;
-    constexpr std::uint32_t first_device_address = 0x40000000;
-    return (words[frame_xpsr] & thumb_state) != 0 && words[frame_pc] % 2 == 0 && words[frame_pc] < first_device_address;
+    constexpr std::uint32_t reserved = 0x00F00000;
+    return (words[frame_xpsr] & (thumb_state | reserved)) == thumb_state && words[frame_pc] % 2 == 0;
 }
 
-std::optional<std::uint32_t> first_interrupted_pc(const std::vector<std::uint32_t>& stack, std::size_t first)
+struct Place
+{
+    std::uint32_t pc;
+    std::uint32_t lr; ///< mostly where the function was called that it was in
+};
+
+std::optional<Place> first_frame(const std::vector<std::uint32_t>& stack, std::size_t first)
 {
     for (std::size_t i = first; i + frame_words <= stack.size(); ++i) {
         if (is_frame(&stack[i])) {
-            return stack[i + frame_pc];
+            return Place{stack[i + frame_pc], stack[i + frame_lr]};
         }
     }
     return {};
 }
 
 // Where the firmware was when the exception came. The handler may have put LR and more onto the main stack meanwhile.
-std::optional<std::uint32_t> interrupted_pc(const Target& target)
+std::optional<Place> interrupted_place(const Target& target)
 {
     const std::uint32_t lr = read_register(target, R14);
     const std::vector<std::uint32_t> stack = read_stack(read_register(target, MSP), most_words_of_handler);
@@ -88,8 +95,8 @@ std::optional<std::uint32_t> interrupted_pc(const Target& target)
     if (!how) {
         return {};
     }
-    return is_on_process_stack(*how) ? first_interrupted_pc(read_stack(read_register(target, PSP), frame_words), 0)
-                                     : first_interrupted_pc(stack, after);
+    return is_on_process_stack(*how) ? first_frame(read_stack(read_register(target, PSP), frame_words), 0)
+                                     : first_frame(stack, after);
 }
 
 } // namespace
@@ -121,9 +128,10 @@ void forget_faults(const Target& target)
 std::string describe_handling(const Target& target, const FaultStatus& status)
 {
     const std::string faults = describe_faults(status);
-    const std::optional<std::uint32_t> pc = interrupted_pc(target);
+    const std::optional<Place> place = interrupted_place(target);
     return fmt::format("{}: {}{}", describe_handler(status), faults.empty() ? "no cause is noted" : faults,
-                       pc ? fmt::format("; the program counter was {:#010x}", *pc) : "");
+                       place ? fmt::format("; the program counter was {:#010x}, LR {:#010x}", place->pc, place->lr)
+                             : "");
 }
 
 } // namespace tessit::cli

@@ -142,6 +142,17 @@ TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
     set_chip("BIRCH_M1_VA_REV2", "faults = [\"connect_fails\"]");
     EXPECT_THAT(tessit({"reset", "--kind", "pin"}).output, HasSubstr("The chip was reset; the CPU is locked up, and"));
     EXPECT_THAT(tessit({"reset", "--kind", "pin", "--halt"}), FailsWith(4, "cannot halt the CPU after the reset"));
+#if defined(TESSIT_SIM_CPU_UNICORN)
+    set_chip("BIRCH_M1_VA_REV2");
+    // In the handler of a fault it runs. One has nothing on its stack but the frame, the other one LR and more.
+    ASSERT_THAT(tessit({"program", FIRMWARE_FOLDER "/fault_void.hex", "--reset"}), Exits(0));
+    EXPECT_THAT(tessit({"halt"}).output, HasSubstr("in the HardFault handler: it went to an address without memory "
+                                                   "(IBUSERR); the program counter was 0x30000000, LR 0x000000a9"));
+    ASSERT_THAT(tessit({"program", FIRMWARE_FOLDER "/fault_handler.hex"}), Exits(0));
+    ASSERT_THAT(tessit({"rtt", "--reset", "--until", "HardFault"}), Exits(0));
+    EXPECT_THAT(tessit({"info"}).output, HasSubstr("handler: no cause is noted; the program counter was 0x000001a8"));
+    take_records();
+#endif
 }
 
 TEST_F(TargetTest, RamSectionsAndDebugRegistersAreReached)
