@@ -1,6 +1,7 @@
 #include "sim/bench/bench_config.h"
 
 #include "sim/bench/example_bench.h"
+#include "sim/bench/register_table.h"
 #include "sim/bench/table_reader.h"
 #include "sim/platform/file_error.h"
 #include "sim/platform/read_file.h"
@@ -187,6 +188,7 @@ ChipConfig read_chip(TableReader& chip, const std::filesystem::path& folder)
     config.content.fill = static_cast<std::uint8_t>(chip.number("flash_fill", 0xFF, 0, 0xFF));
     read_factory_overrides(chip, config.content);
     read_serial_flash(chip, config.options);
+    config.options.registers = read_registers(chip, folder);
     chip.refuse_unknown_keys();
     return config;
 }

@@ -27,6 +27,16 @@ version = "BIRCH_M1_VA_REV2"
 # faults = ["erase_never_ends"]     # and flash_never_ready, ctrl_ap_fails, connect_fails, qspi_never_ready
 # ficr = { part = 0xFFFFFFFF }      # also revision, variant, or an offset such as "0x060"
 # rom_table = { part = 6, revision = 3 }
+# [[probe.chip.register]]           # registers of one's own, for firmware that waits for a peripheral
+# name = "EVENT"
+# address = 0x40002100              # 0x40000000 to 0x5FFFFFFF
+# size = 4                          # 1, 2 or 4 bytes
+# count = 1                         # so many side by side
+# reset = 0
+# read_only = true
+# interrupt = 2                     # raised as long as it is not 0
+# output = "uart.txt"               # gets the lowest byte of every write
+# on_write = [{ sets = "EVENT", to = 1, after_us = 100, repeat = false }, { stops = "EVENT" }]
 
 [[probe]]
 serial = 600000002

@@ -4,6 +4,7 @@
 #include "sim/state/chip_state.h"
 
 #include <array>
+#include <bitset>
 #include <cassert>
 #include <cstring>
 #include <utility>
@@ -105,6 +106,8 @@ void Chip::attach_devices()
     if (model().ram_code_alias != 0) {
         bus_.attach(model().ram_code_alias, model().ram_bytes() - alias_first(model()), code_alias_);
     }
+    // What the bench declares comes before what the chips have: it may lie between their registers.
+    attach_declared_registers();
     // The disable register lies inside another block's window, and so comes before it.
     if (model().release == BlockProtectionRelease::by_register) {
         bus_.attach(model().release_register, BlockProtection::window_bytes, protection_);
@@ -125,6 +128,18 @@ void Chip::attach_devices()
     debug_port_.attach(memory_port_index, memory_port_);
     if (options_.has_control_port) {
         debug_port_.attach(control_port_index, control_port_);
+    }
+}
+
+void Chip::attach_declared_registers()
+{
+    for (const RegisterOptions& options : options_.registers) {
+        DeclaredRegister& added =
+            declared_.emplace_back(options, declared_, take_words(options.state_words()), services_);
+        bus_.attach(options.address, options.bytes(), added);
+        if (options.interrupt || !options.effects.empty()) {
+            interrupts_.push_back({.device = &added, .number = options.interrupt});
+        }
     }
 }
 
@@ -224,6 +239,9 @@ void Chip::reset(ResetKind kind)
     for (Gpio& port : gpio_) {
         port.reset(kind);
     }
+    for (DeclaredRegister& each : declared_) {
+        each.reset(kind);
+    }
     if (qspi_) {
         qspi_->reset(kind);
     }
@@ -300,8 +318,16 @@ void Chip::settle()
 
 void Chip::drive_interrupts()
 {
+    std::bitset<interrupt_count> high; // several devices may share a line
     for (const Interrupt& interrupt : interrupts_) {
-        core_.drive(interrupt.number, interrupt.device->interrupt());
+        if (interrupt.number && interrupt.device->interrupt()) {
+            high.set(*interrupt.number);
+        }
+    }
+    for (const Interrupt& interrupt : interrupts_) {
+        if (interrupt.number) {
+            core_.drive(*interrupt.number, high.test(*interrupt.number));
+        }
     }
 }
 

@@ -73,6 +73,7 @@ public:
 private:
     std::span<std::uint32_t> take_words(std::size_t count);
     void attach_devices();
+    void attach_declared_registers();
     void attach_qspi();
     std::vector<DirectMemory> direct_memories();
     void hold(ResetKind kind, bool held);
@@ -80,7 +81,7 @@ private:
     struct Interrupt
     {
         BusDevice* device;
-        unsigned number;
+        std::optional<unsigned> number; ///< none: it does things by itself alone
     };
     /// What peripherals began is carried out as far as its time has come.
     void settle();
@@ -108,6 +109,7 @@ private:
     std::deque<Gpio> gpio_;
     std::optional<SerialFlash> serial_flash_; ///< behind the QSPI, which BIRCH_M2 chips have
     std::optional<Qspi> qspi_;
+    std::deque<DeclaredRegister> declared_;
     std::vector<Interrupt> interrupts_;
     RomTable rom_table_;
     ControlPort control_port_;

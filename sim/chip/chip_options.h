@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/device/declared_register.h"
 #include "sim/device/services.h"
 #include "sim/model/chip_model.h"
 #include "sim/qspi/serial_flash_options.h"
@@ -19,6 +20,7 @@ struct ChipOptions
     std::vector<std::uint32_t> protected_blocks;
     HardwareFaults faults;
     SerialFlashOptions serial_flash;
+    std::vector<RegisterOptions> registers;
 };
 
 } // namespace jlinksim

@@ -13,8 +13,9 @@ namespace jlinksim {
 /// What a powered chip holds beside its RAM.
 struct VolatileState
 {
-    static constexpr std::uint32_t current_layout = 3; ///< another number means that the words mean something else
-    static constexpr std::size_t register_words = 1000;
+    static constexpr std::uint32_t current_layout = 4; ///< another number means that the words mean something else
+    static constexpr std::size_t declared_register_words = 2000; ///< of registers that a bench declares
+    static constexpr std::size_t register_words = 1000 + declared_register_words;
 
     std::uint32_t layout;
     std::uint32_t reset_line_is_low; ///< the probe drives it until it is told otherwise
