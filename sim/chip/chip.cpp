@@ -54,7 +54,8 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
       flash_controller_(
           areas_of(state), protection_, options_.faults, take_words(register_words(FlashController::table)), services,
           {.on_change = [this](std::uint32_t address, std::uint32_t length) { core_.code_changed(address, length); },
-           .disturbs_cpu = [this] { return debugger_disturbs_cpu(); }}),
+           .is_debugger = [this] { return debugger_writes_; },
+           .cpu_executes_flash = [this] { return executes_flash(); }}),
       code_(flash_controller_, flash_controller_.areas().code),
       factory_area_(flash_controller_, flash_controller_.areas().factory),
       user_area_(flash_controller_, flash_controller_.areas().user),
@@ -302,10 +303,9 @@ bool Chip::poke(std::uint32_t address, std::span<const std::uint8_t> data)
     return ok;
 }
 
-bool Chip::debugger_disturbs_cpu() const
+bool Chip::executes_flash() const
 {
-    return debugger_writes_ && core_.state() == RunState::running &&
-           state_.powered().cpu.registers[cpu_register::pc] < model().flash_bytes;
+    return core_.state() == RunState::running && state_.powered().cpu.registers[cpu_register::pc] < model().flash_bytes;
 }
 
 void Chip::settle()

@@ -89,7 +89,7 @@ private:
     std::uint64_t next_event() const;
     std::uint64_t time_to_event() const;
     void live(std::uint64_t nanoseconds);
-    bool debugger_disturbs_cpu() const;
+    bool executes_flash() const;
     void carry_out_requests();
 
     ChipOptions options_;

@@ -95,6 +95,7 @@ void ControlPort::finish_erase()
 std::uint32_t ControlPort::read_erase_all_status(unsigned /*index*/)
 {
     const std::uint32_t status = word(erase_all_status);
+    is_awaited_ = is_awaited_ && status != 0;
     if (status != 0) {
         clock_.let_host_wait(timing::erase_all_poll_interval_ns);
     }
@@ -117,6 +118,7 @@ void ControlPort::write_erase_all(std::uint32_t value, unsigned /*index*/)
         return;
     }
     word(erase_all_status) = 1;
+    is_awaited_ = true;
     erase_ends_at_ = clock_.device() + timing::flash_erase_all_ns;
 }
 
@@ -129,7 +131,10 @@ void ControlPort::write_reset(std::uint32_t value, unsigned /*index*/)
     if (hold && word(erase_all_status) != 0) {
         records().add("erase-all-aborted", "CTRL-AP RESET while an erase is in progress");
         word(erase_all_status) = 0;
+    } else if (hold && is_awaited_) {
+        records().add("erase-all-not-waited", "CTRL-AP RESET before ERASEALLSTATUS was read as 0");
     }
+    is_awaited_ = is_awaited_ && !hold;
     word(reset_register) = hold ? 1 : 0;
     connections_.hold_in_reset(hold);
 }

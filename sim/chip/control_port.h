@@ -45,6 +45,7 @@ private:
     const HardwareFaults& faults_;
     Clock& clock_;
     Connections connections_;
+    bool is_awaited_ = false;         ///< an erase began, and nobody has read its status as 0
     std::uint64_t erase_ends_at_ = 0; ///< an erase that a process leaves behind is over for the next one
 };
 

@@ -76,12 +76,12 @@ void FlashController::reset(ResetKind kind)
 
 bool FlashController::is_enabled() const
 {
-    return word(config_register) != 0;
+    return is_debuggers_ && word(config_register) != 0;
 }
 
 bool FlashController::is_unlocked() const
 {
-    return word(key_register) != 0;
+    return is_debuggers_ && word(key_register) != 0;
 }
 
 bool FlashController::is_awaited() const
@@ -102,10 +102,11 @@ std::uint32_t FlashController::read_ready(unsigned /*index*/)
 void FlashController::take_step(const char* what, Awaited awaited)
 {
     const bool is_next_word = awaited == Awaited::words && awaited_ == Awaited::words;
-    if (is_awaited() && !is_next_word) {
+    is_debuggers_ = connections_.is_debugger();
+    if (is_debuggers_ && is_awaited() && !is_next_word) {
         records().add("flash-not-waited", fmt::format("{} before READY told that the last step is done", what));
     }
-    awaited_ = awaited;
+    awaited_ = is_debuggers_ ? awaited : Awaited::nothing;
 }
 
 void FlashController::write_key(std::uint32_t /*value*/, unsigned /*index*/)
@@ -138,7 +139,7 @@ bool FlashController::may_erase(const char* what)
         return false;
     }
     take_step(what, Awaited::erase);
-    if (connections_.disturbs_cpu()) {
+    if (is_debuggers_ && connections_.cpu_executes_flash()) {
         records().add("flash-erase-under-cpu", fmt::format("{} while the CPU executes from flash", what));
     }
     return true;

@@ -40,8 +40,8 @@ public:
     {
         /// Learns which addresses have new content.
         std::function<void(std::uint32_t address, std::uint32_t length)> on_change;
-        /// Whether a debugger erases under a CPU that executes from flash.
-        std::function<bool()> disturbs_cpu;
+        std::function<bool()> is_debugger; ///< that the write at hand comes from, and not the CPU
+        std::function<bool()> cpu_executes_flash;
     };
 
     FlashController(const Areas& areas, BlockProtection& protection, const HardwareFaults& faults,
@@ -58,6 +58,7 @@ public:
 
     void reset(ResetKind kind) override;
 
+    // What the debugger left behind; what firmware does with its own flash is its affair.
     bool is_enabled() const;  ///< CONFIG is not read-only
     bool is_unlocked() const; ///< KEY holds something
     bool is_awaited() const;  ///< nobody has read of its last step that it is ready
@@ -100,6 +101,7 @@ private:
     Clock& clock_;
     Connections connections_;
     Awaited awaited_ = Awaited::nothing;
+    bool is_debuggers_ = false;  ///< the last step was the debugger's
     std::uint64_t ready_at_ = 0; ///< device time; an operation that a process leaves behind is over for the next one
 };
 

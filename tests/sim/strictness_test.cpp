@@ -96,6 +96,17 @@ TEST(Strictness, recordsWhatIsDoneAtTheWrongMoment)
     }
 }
 
+TEST(Strictness, theErasesEndIsReadBeforeTheReset)
+{
+    TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2", "protected = true\n");
+    ASSERT_TRUE(open_probe());
+    power_debug_port();
+    write_port(1, 0x04, 1);
+    JLINKSIM_pass_time(200'000'000); // it is over, but nobody knows
+    write_port(1, 0x00, 1);
+    EXPECT_THAT(bench.take_records(), begin_with("erase-all-not-waited"));
+}
+
 TEST(Strictness, aPulseOnTheResetLineTakesItsTimeWhereRealTimeCounts)
 {
     TempBench bench{"real_time = true\n" + TempBench::chip_toml("BIRCH_M1_VA_REV2", "")};
@@ -165,11 +176,17 @@ TEST(Strictness, readsAreStaleUntilTheCacheIsInvalidated)
 }
 
 #if defined(TESSIT_SIM_CPU_UNICORN)
-TEST(Strictness, recordsAnEraseUnderARunningCpu)
+TEST(Strictness, recordsWhatIsTakenAwayFromARunningCpu)
 {
     HaltedChip bench;
     bench.poke_word(0, 0x20001000);
     bench.poke_word(4, 0x9);
+    bench.poke_word(8, 0xE7FDB401); // push {r0}; b back to it
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    write_word(0x40000908, 1); // the section of its stack
+    EXPECT_EQ(JLINKARM_Step(), 0);
+    EXPECT_THAT(bench.take_records(), begin_with("ram-off: write of 4 bytes at 0x20000FFC"));
+    write_word(0x40000904, 1);
     bench.poke_word(8, 0xE7FEE7FE);
     ASSERT_GE(JLINKARM_Reset(), 0);
     JLINKARM_Go();
