@@ -68,6 +68,16 @@ std::vector<std::uint8_t> flash_bytes(std::uint32_t address, std::uint32_t lengt
     return bytes;
 }
 
+/// Writes do not wait until the last page is programmed.
+void wait_for_flash()
+{
+    std::uint8_t status = 0xFF;
+    for (int polls = 0; status != 0; ++polls) {
+        ASSERT_LT(polls, 1000);
+        EXPECT_OK(TESSIT_qspi_custom(0x05, 2, nullptr, &status));
+    }
+}
+
 TEST(LibraryQspi, configuresEveryFieldInItsPlace)
 {
     const QspiDevice device;
@@ -98,10 +108,7 @@ TEST(LibraryQspi, movesBytesFromAndToAnyAddress)
         EXPECT_THAT(flash_bytes(base - 4, 4), testing::Each(0xFF));
         EXPECT_THAT(flash_bytes(base + 10003, 5), testing::Each(0xFF));
         EXPECT_THAT(flash_bytes(base + 1, 1), testing::ElementsAre(bytes[1]));
-        std::uint8_t status = 0xFF; // writes do not wait for the last page
-        while (status != 0) {
-            ASSERT_EQ(TESSIT_qspi_custom(0x05, 2, nullptr, &status), RESULT_OK);
-        }
+        wait_for_flash();
         EXPECT_OK(TESSIT_qspi_erase(base & ~0xFFFU, ERASE4KB));
         EXPECT_THAT(flash_bytes(base, 0xFFD), testing::Each(0xFF));
         EXPECT_EQ(flash_bytes(base + 0xFFD, 1).front(), bytes[0xFFD]);
@@ -109,8 +116,7 @@ TEST(LibraryQspi, movesBytesFromAndToAnyAddress)
         EXPECT_THAT(flash_bytes(base, 10003), testing::Each(0xFF));
         for (const auto length : {ERASE64KB, ERASEALL}) {
             EXPECT_OK(TESSIT_qspi_write(base & ~0xFFFFU, bytes.data(), 4));
-            while (TESSIT_qspi_custom(0x05, 2, nullptr, &status) == RESULT_OK && status != 0) {
-            }
+            wait_for_flash();
             EXPECT_OK(TESSIT_qspi_erase(base & ~0xFFFFU, length));
             EXPECT_THAT(flash_bytes(base & ~0xFFFFU, 4), testing::Each(0xFF));
         }
@@ -125,10 +131,7 @@ TEST(LibraryQspi, sendsInstructionsOfAnyLength)
     std::vector<std::uint8_t> program{0x00, 0x10, 0x00};
     program.insert(program.end(), bytes.begin(), bytes.end());
     EXPECT_OK(TESSIT_qspi_custom(0x02, 34, program.data(), nullptr));
-    std::uint8_t status = 0xFF;
-    while (status != 0) {
-        ASSERT_EQ(TESSIT_qspi_custom(0x05, 2, nullptr, &status), RESULT_OK);
-    }
+    wait_for_flash();
     EXPECT_EQ(flash_bytes(0x1000, 30), bytes);
     std::vector<std::uint8_t> received(33);
     const std::vector<std::uint8_t> address(33, 0);
