@@ -94,6 +94,7 @@ RttChannels wait_for_channels(RttLink& link, const CpuWatch& cpu, const Deadline
             cpu.require_alive(no_control_block);
         }
         if (deadline.has_passed()) {
+            cpu.require_sound(no_control_block);
             throw Failure{ExitCode::failure, fmt::format("no RTT control block was found {}", deadline.text()),
                           "Check that the firmware uses RTT and gets that far, or tell where its control block is with "
                           "--address."};
@@ -239,6 +240,7 @@ bool Conversation::is_over()
     }
     cpu_.require_not_crashed(has_crashed);
     if (!options_.until.empty()) {
+        cpu_.require_sound(has_crashed);
         throw Failure{ExitCode::failure, fmt::format("'{}' did not come {}", options_.until, deadline_.text()),
                       "Give it more time with --timeout, or look at what came instead."};
     }

@@ -1,5 +1,7 @@
 #include "cli/rtt/cpu_watch.h"
 
+#include <fmt/format.h>
+
 namespace tessit::cli {
 
 void CpuWatch::require_alive(std::string_view what) const
@@ -19,13 +21,31 @@ void CpuWatch::require_not_crashed(std::string_view what) const
     }
 }
 
-// Without a connection there is no answer; whoever reads the channels notices that, and connects again.
-bool CpuWatch::is_halted() const
+void CpuWatch::require_sound(std::string_view what) const
+{
+    if (!is_connected() || is_halted()) {
+        return;
+    }
+    const std::string trouble = describe_trouble(target_);
+    target_.go();
+    if (!trouble.empty()) {
+        const Session& session = target_.session();
+        throw Failure{ExitCode::failure, fmt::format("{}: the CPU is {}", what, trouble),
+                      fmt::format("`{}` starts the firmware again.", session.command_line("reset"))};
+    }
+}
+
+bool CpuWatch::is_connected()
 {
     bool connected = false;
+    return TESSIT_is_connected_to_device(&connected) == RESULT_OK && connected;
+}
+
+// Without a connection there is no answer; whoever reads the channels notices that, and connects again.
+bool CpuWatch::is_halted()
+{
     bool halted = false;
-    return TESSIT_is_connected_to_device(&connected) == RESULT_OK && connected &&
-           TESSIT_is_halted(&halted) == RESULT_OK && halted;
+    return is_connected() && TESSIT_is_halted(&halted) == RESULT_OK && halted;
 }
 
 } // namespace tessit::cli

@@ -26,8 +26,13 @@ public:
     /// As above, but a CPU that the user left halted is alive.
     void require_not_crashed(std::string_view what) const;
 
+    /// At the end of a wait that was in vain: halts a running CPU for a moment, and throws when it is locked up or in a
+    /// fault's handler.
+    void require_sound(std::string_view what) const;
+
 private:
-    bool is_halted() const;
+    static bool is_connected();
+    static bool is_halted();
 
     const Target& target_;
     Options options_;

@@ -156,7 +156,14 @@ TEST_F(RttTest, ACrashEndsItWithItsCause)
     const std::size_t system_control = crashing.find("\x4F\xF0\xE0\x23");
     ASSERT_NE(system_control, std::string::npos);
     crashing[system_control + 2] = '\x30';
-    // The handler of its faults has a breakpoint for the debugger: b . becomes bkpt.
+    // Its handler of faults goes nowhere, which is looked at when the time is up, and tells no debugger.
+    program(file("crashing.bin", crashing));
+    const Outcome stuck = talk_with_input("abcR", {"--reset", "--until", "start over", "--timeout", "0.2"});
+    EXPECT_THAT(stuck, FailsWith(1, "the firmware has stopped: the CPU is in the HardFault handler: "));
+    EXPECT_THAT(stuck.errors, AllOf(HasSubstr("PRECISERR"), HasSubstr("the program counter was 0x0000")));
+    EXPECT_THAT(tessit({"info"}).output, HasSubstr("running")) << "as it was";
+
+    // The handler has a breakpoint for the debugger: b . becomes bkpt.
     const std::size_t handler = crashing.find("\xFE\xE7");
     ASSERT_NE(handler, std::string::npos);
     crashing.replace(handler, 2, {'\0', '\xBE'});
