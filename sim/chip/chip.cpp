@@ -47,6 +47,8 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
       state_(state),
       services_(services),
       bus_(services.records),
+      ram_bits_(bus_, Ram::base),
+      peripheral_bits_(bus_, Power::base),
       ram_(model(), state.ram(), services.records),
       code_alias_(ram_, alias_first(model())),
       protection_(model(), options.protected_blocks, take_words(register_words(BlockProtection::table)),
@@ -70,7 +72,9 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
             {.core = take_words(register_words(Core::table)),
              .control = take_words(register_words(SystemControl::table)),
              .timer = take_words(register_words(SysTick::table)),
-             .nvic = take_words(register_words(Nvic::table))},
+             .nvic = take_words(register_words(Nvic::table)),
+             .fpb = take_words(register_words(Fpb::table)),
+             .dwt = take_words(register_words(Dwt::table))},
             services.records,
             {.request_reset = [this] { reset_requested_ = true; },
              .memories = [this] { return direct_memories(); },
@@ -125,6 +129,8 @@ void Chip::attach_devices()
         attach_qspi();
     }
     core_.attach_to(bus_);
+    bus_.attach(BitBand::ram_window, BitBand::bytes, ram_bits_);
+    bus_.attach(BitBand::peripheral_window, BitBand::bytes, peripheral_bits_);
     bus_.attach(RomTable::base, RomTable::bytes, rom_table_);
     debug_port_.attach(memory_port_index, memory_port_);
     if (options_.has_control_port) {

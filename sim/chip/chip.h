@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/chip/bit_band.h"
 #include "sim/chip/block_protection.h"
 #include "sim/chip/bus.h"
 #include "sim/chip/chip_options.h"
@@ -98,6 +99,8 @@ private:
     std::size_t words_taken_ = 0;
 
     Bus bus_;
+    BitBand ram_bits_;
+    BitBand peripheral_bits_;
     Ram ram_;
     RamAlias code_alias_;
     BlockProtection protection_;

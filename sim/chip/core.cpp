@@ -1,5 +1,6 @@
 #include "sim/chip/core.h"
 
+#include "sim/chip/register_selector.h"
 #include "sim/time/timing.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ constexpr std::uint32_t register_data = 0xDF8;     // DCRDR
 constexpr std::uint32_t exception_monitor = 0xDFC; // DEMCR
 constexpr std::uint32_t run_state_flag = 0x10000;  // beyond every address: the hardware's own
 constexpr std::uint32_t lock_up_flag = 0x10004;    // it goes on locked up when it was halted
+constexpr std::uint32_t reset_flag = 0x10008;      // it was reset since somebody looked
 
 constexpr std::uint32_t debug_key = 0xA05F;
 constexpr std::uint32_t debug_enable = 1U << 0;
@@ -24,7 +26,10 @@ constexpr std::uint32_t status_halted = 1U << 17;
 constexpr std::uint32_t status_sleeping = 1U << 18;
 constexpr std::uint32_t status_locked_up = 1U << 19;
 
+constexpr std::uint32_t status_was_reset = 1U << 25;
+
 constexpr std::uint32_t catch_core_reset = 1U << 0;
+constexpr std::uint32_t trace_enable = 1U << 24;
 constexpr std::uint32_t register_transfer_write = 1U << 16;
 
 constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
@@ -44,6 +49,7 @@ struct CoreTable
         Register<Core>{.name = "DEMCR", .offset = exception_monitor, .writable = 0x010F07F1, .retained = true},
         Register<Core>{.name = "(run state)", .offset = run_state_flag, .retained = true},
         Register<Core>{.name = "(lock-up)", .offset = lock_up_flag},
+        Register<Core>{.name = "(reset)", .offset = reset_flag, .reset = status_was_reset},
         // clang-format on
     };
 };
@@ -59,7 +65,9 @@ Core::Core(Bus& bus, ProcessorState& kept, const Words& words, Records& records,
       control_(exceptions_, words.control, records,
                {.request_reset = [this] { request_reset(); }, .clear_active = [this] { clear_active(); }}),
       timer_(exceptions_, words.timer, records),
-      nvic_(exceptions_, words.nvic, records)
+      nvic_(exceptions_, words.nvic, records),
+      fpb_(words.fpb, records),
+      dwt_(words.dwt, records)
 {
 }
 
@@ -72,6 +80,8 @@ void Core::attach_to(Bus& bus)
     bus.attach(base + SystemControl::window_begin, SystemControl::window_bytes, control_, SystemControl::window_begin);
     bus.attach(base + SystemControl::float_begin, SystemControl::float_bytes, control_, SystemControl::float_begin);
     bus.attach(base, bytes, *this);
+    bus.attach(Fpb::base, Fpb::bytes, fpb_);
+    bus.attach(Dwt::base, Dwt::bytes, dwt_);
 }
 
 RunState Core::state() const
@@ -98,15 +108,36 @@ void Core::enable_debug()
 Processor& Core::processor()
 {
     if (!processor_) {
-        processor_.emplace(Processor::Parts{bus_, exceptions_, control_, kept_, records()},
-                           Processor::Surroundings{.pass = [this](std::uint64_t cycles) { pass(cycles); },
-                                                   .cycles_to_event = [this] { return cycles_to_event(); },
-                                                   .peripheral_written = connections_.peripheral_written});
+        processor_.emplace(
+            Processor::Parts{bus_, exceptions_, control_, kept_, records()},
+            Processor::Surroundings{.pass = [this](std::uint64_t cycles) { pass(cycles); },
+                                    .cycles_to_event = [this] { return cycles_to_event(); },
+                                    .peripheral_written = connections_.peripheral_written,
+                                    .watchpoint_met = [this](unsigned comparator) { dwt_.note_match(comparator); }});
     }
     if (std::exchange(memories_are_stale_, false)) {
         processor_->cpu().set_memories(connections_.memories());
     }
     return *processor_;
+}
+
+/// To execute: with what stops it for a debugger who is there.
+Processor& Core::ready()
+{
+    cpu().set_stops(is_debug_enabled() ? stops() : CpuStops{});
+    return processor();
+}
+
+CpuStops Core::stops() const
+{
+    return {.breakpoints = fpb_.breakpoints(),
+            .watchpoints = is_trace_enabled() ? dwt_.watchpoints() : std::vector<Watchpoint>{}};
+}
+
+/// TRCENA: without it the watchpoint unit is off.
+bool Core::is_trace_enabled() const
+{
+    return (word(exception_monitor) & trace_enable) != 0;
 }
 
 void Core::keep_registers()
@@ -150,7 +181,7 @@ void Core::step(bool masks_interrupts)
     if (word(lock_up_flag) == 0) {
         Processor::DebugRequests requests = debug_requests();
         requests.masks_interrupts = masks_interrupts;
-        ended(processor().step(requests));
+        ended(ready().step(requests));
         kept_.sleep = Sleep::none;
     }
     set_state(RunState::halted);
@@ -189,7 +220,7 @@ FaultStatus Core::first_fetch(std::uint32_t handler)
 
 void Core::reset(ResetKind kind)
 {
-    for (BusDevice* const part : std::initializer_list<BusDevice*>{&control_, &timer_, &nvic_}) {
+    for (BusDevice* const part : std::initializer_list<BusDevice*>{&control_, &timer_, &nvic_, &fpb_, &dwt_}) {
         part->reset(kind);
     }
     RegisterBlock::reset(kind);
@@ -225,8 +256,7 @@ void Core::elapse(std::uint64_t nanoseconds)
     const std::uint64_t cycles = nanoseconds / second * timing::cpu_hertz + unspent_ / second;
     unspent_ %= second;
     if (cycles != 0) {
-        ended(
-            processor().run({.cycles = cycles, .instructions = timing::most_instructions_per_call}, debug_requests()));
+        ended(ready().run({.cycles = cycles, .instructions = timing::most_instructions_per_call}, debug_requests()));
     }
 }
 
@@ -270,6 +300,9 @@ void Core::pass(std::uint64_t cycles)
 {
     constexpr std::uint64_t second = 1'000'000'000;
     timer_.advance(cycles);
+    if (is_trace_enabled()) {
+        dwt_.advance(cycles);
+    }
     unlived_ += cycles % timing::cpu_hertz * second;
     connections_.live(cycles / timing::cpu_hertz * second + unlived_ / timing::cpu_hertz);
     unlived_ %= timing::cpu_hertz;
@@ -306,7 +339,8 @@ void Core::clear_active()
 std::uint32_t Core::read_debug_control(unsigned /*index*/)
 {
     constexpr std::array status{0U, status_halted | debug_halt, status_sleeping, status_locked_up};
-    return word(debug_control) | status_register_ready | status.at(static_cast<std::size_t>(state()));
+    return word(debug_control) | status_register_ready | std::exchange(word(reset_flag), 0) |
+           status.at(static_cast<std::size_t>(state()));
 }
 
 void Core::write_debug_control(std::uint32_t value, unsigned /*index*/)
@@ -327,15 +361,19 @@ void Core::write_debug_control(std::uint32_t value, unsigned /*index*/)
 
 void Core::transfer_register(std::uint32_t value, unsigned /*index*/)
 {
-    const unsigned index = value & 0x7F;
-    if (!is_halted() || index >= cpu_register_count) {
+    const unsigned selector = value & 0x7F;
+    const bool writes = (value & register_transfer_write) != 0;
+    if (!is_halted() || !is_selector(selector)) {
         records().add("cpu-register", fmt::format("DCRSR = 0x{:08X} {}", value, is_halted() ? "" : "while running"));
         return;
     }
-    if ((value & register_transfer_write) != 0) {
-        write_cpu_register(index, word(register_data));
+    if (selector < cpu_register_count && writes) {
+        write_cpu_register(selector, word(register_data));
+    } else if (writes) {
+        write_selected(cpu(), selector, word(register_data));
+        keep_registers();
     } else {
-        word(register_data) = read_cpu_register(index);
+        word(register_data) = read_selected(cpu(), selector);
     }
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "sim/chip/bus.h"
+#include "sim/chip/dwt.h"
+#include "sim/chip/fpb.h"
 #include "sim/chip/nvic.h"
 #include "sim/chip/processor.h"
 #include "sim/chip/system_control.h"
@@ -49,11 +51,13 @@ public:
         std::span<std::uint32_t> control;
         std::span<std::uint32_t> timer;
         std::span<std::uint32_t> nvic;
+        std::span<std::uint32_t> fpb;
+        std::span<std::uint32_t> dwt;
     };
 
     /// `kept` is what a process leaves of the CPU for the next one.
     Core(Bus& bus, ProcessorState& kept, const Words& words, Records& records, Connections connections);
-    /// All of the system control space.
+    /// All of the system control space, and the units of breakpoints and watchpoints.
     void attach_to(Bus& bus);
 
     RunState state() const;
@@ -100,6 +104,9 @@ private:
     std::uint64_t cycles_to_event();
     void request_reset();
     void clear_active();
+    Processor& ready();
+    CpuStops stops() const;
+    bool is_trace_enabled() const;
     void lock_up();
     void keep_registers();
     void set_state(RunState state);
@@ -111,6 +118,8 @@ private:
     SystemControl control_;
     SysTick timer_;
     Nvic nvic_;
+    Fpb fpb_;
+    Dwt dwt_;
     std::optional<Processor> processor_; ///< made when first needed: most sessions never run it
     bool memories_are_stale_ = true;
     bool held_ = false;

@@ -212,6 +212,13 @@ void Processor::handle(const RunResult& result)
     case StopReason::breakpoint:
         meet_breakpoint();
         return;
+    case StopReason::hardware_breakpoint:
+        halt_for_debugger(debug_event::breakpoint);
+        return;
+    case StopReason::watchpoint:
+        surroundings_.watchpoint_met(result.comparator);
+        halt_for_debugger(debug_event::watchpoint);
+        return;
     case StopReason::fault:
         fault(result.status, result.fault);
         return;
@@ -242,7 +249,8 @@ CpuTraps Processor::traps() const
 {
     return {.mask_writes = parts_.exceptions.first_pending().has_value(),
             .floating_point = !parts_.control.is_floating_point_on(is_privileged()) || parts_.control.unsaved_singles(),
-            .division_by_zero = parts_.control.traps_division_by_zero()};
+            .division_by_zero = parts_.control.traps_division_by_zero(),
+            .unaligned = parts_.control.traps_unaligned()};
 }
 
 /// Stack what is interrupted, and begin the handler.
@@ -297,9 +305,14 @@ void Processor::take(unsigned number, ExceptionReturn how)
     cpu_->write_register(reg::lr, how.value());
     cpu_->write_register(reg::pc, vector & ~1U);
     if (is_caught(number)) {
-        parts_.control.note_debug_event(debug_event::vector_catch);
-        ending_ = Ending::debug_event;
+        halt_for_debugger(debug_event::vector_catch);
     }
+}
+
+void Processor::halt_for_debugger(std::uint32_t event)
+{
+    parts_.control.note_debug_event(event);
+    ending_ = Ending::debug_event;
 }
 
 bool Processor::is_caught(unsigned number) const
@@ -433,8 +446,7 @@ void Processor::use_floating_point()
 void Processor::meet_breakpoint()
 {
     if (debug_.attached) {
-        parts_.control.note_debug_event(debug_event::breakpoint);
-        ending_ = Ending::debug_event;
+        halt_for_debugger(debug_event::breakpoint);
         return;
     }
     const std::uint32_t pc = cpu_->read_register(reg::pc);

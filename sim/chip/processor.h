@@ -34,6 +34,7 @@ public:
         std::function<void(std::uint64_t cycles)> pass;
         std::function<std::uint64_t()> cycles_to_event; ///< after which an interrupt may come; at least 1
         std::function<void()> peripheral_written;
+        std::function<void(unsigned comparator)> watchpoint_met;
     };
 
     /// What a debugger has asked for in DHCSR and DEMCR.
@@ -104,6 +105,7 @@ private:
     void raise(unsigned number);
     void use_floating_point();
     void meet_breakpoint();
+    void halt_for_debugger(std::uint32_t event);
     bool is_caught(unsigned number) const;
     void lock_up();
 

@@ -24,6 +24,7 @@ constexpr unsigned grouping_shift = 8;
 constexpr std::uint32_t sleep_on_exit = 1U << 1;
 constexpr std::uint32_t event_on_pending = 1U << 4;
 constexpr std::uint32_t thread_from_nested = 1U << 0; // NONBASETHRDENA
+constexpr std::uint32_t trap_unaligned = 1U << 3;
 constexpr std::uint32_t trap_division = 1U << 4;
 constexpr std::uint32_t align_stack = 1U << 9;
 
@@ -142,6 +143,11 @@ bool SystemControl::is_floating_point_on(bool privileged) const
 bool SystemControl::traps_division_by_zero() const
 {
     return (word(configuration) & trap_division) != 0;
+}
+
+bool SystemControl::traps_unaligned() const
+{
+    return (word(configuration) & trap_unaligned) != 0;
 }
 
 bool SystemControl::saves_singles_lazily() const

@@ -51,6 +51,7 @@ public:
 
     bool is_floating_point_on(bool privileged) const;
     bool traps_division_by_zero() const;
+    bool traps_unaligned() const;
     bool saves_singles_lazily() const;
     /// Where the floating point registers of an interrupted program have yet to be saved.
     std::optional<std::uint32_t> unsaved_singles() const;

@@ -47,6 +47,12 @@ bool BusAccesses::write(std::uint32_t address, unsigned size, std::uint64_t valu
     return true;
 }
 
+bool BusAccesses::require_alignment(const char* access, std::uint32_t address, unsigned size)
+{
+    const bool is_aligned = address % std::min(size, widest_piece) == 0;
+    return is_aligned || refuse(access, address, size, "not aligned", {fault_bit::unaligned});
+}
+
 bool BusAccesses::refuse(const char* access, std::uint32_t address, unsigned size, const char* why, FaultStatus status)
 {
     status_ = status;

@@ -17,6 +17,9 @@ public:
     bool read(std::uint32_t address, unsigned size, std::uint64_t& value);
     bool write(std::uint32_t address, unsigned size, std::uint64_t value);
 
+    /// Whether an access of memory is aligned, which is refused otherwise; of 8 bytes each word counts.
+    bool require_alignment(const char* access, std::uint32_t address, unsigned size);
+
     /// Of the access that was refused last.
     const std::string& refusal() const { return refusal_; }
     FaultStatus status() const { return status_; }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace jlinksim {
 
@@ -67,8 +68,26 @@ struct CpuTraps
     bool mask_writes = false;      ///< it stops behind them: something waits that may come then
     bool floating_point = false;   ///< the unit is off, or somebody's registers have to be saved first
     bool division_by_zero = false; ///< a fault instead of the result 0
+    bool unaligned = false;        ///< a fault also where memory would take it
 
     bool operator==(const CpuTraps&) const = default;
+};
+
+/// Data whose accesses a debugger wants to know of.
+struct Watchpoint
+{
+    unsigned comparator = 0; ///< whose it is
+    std::uint32_t address = 0;
+    std::uint64_t length = 0;
+    bool reads = false;
+    bool writes = false;
+};
+
+/// What stops the CPU for a debugger.
+struct CpuStops
+{
+    std::vector<std::uint32_t> breakpoints; ///< addresses of instructions
+    std::vector<Watchpoint> watchpoints;
 };
 
 /// How the CPU's accesses outside its direct memories reach the chip. `width` is 1, 2 or 4 bytes, the address is a
@@ -95,16 +114,18 @@ struct DirectMemory
 
 enum class StopReason
 {
-    budget_spent,       ///< all instructions asked for were executed
-    run_ended,          ///< end_run was called
-    masks_written,      ///< PRIMASK, BASEPRI, FAULTMASK or CONTROL may be others; the program counter is after the
-                        ///< instruction
-    breakpoint,         ///< a BKPT; the program counter is at it
-    floating_point,     ///< a trapped one; the program counter is at it
-    wait_for_interrupt, ///< WFI; the program counter is after it, and after all below but a fault
-    wait_for_event,     ///< WFE
-    event_sent,         ///< SEV
-    supervisor_call,    ///< SVC
+    budget_spent,        ///< all instructions asked for were executed
+    run_ended,           ///< end_run was called
+    masks_written,       ///< PRIMASK, BASEPRI, FAULTMASK or CONTROL may be others; the program counter is after the
+                         ///< instruction
+    breakpoint,          ///< a BKPT; the program counter is at it
+    hardware_breakpoint, ///< an instruction whose address is one; the program counter is at it
+    watchpoint,          ///< the program counter is after the instruction that made the access
+    floating_point,      ///< a trapped one; the program counter is at it
+    wait_for_interrupt,  ///< WFI; the program counter is after it, and after all below but a fault
+    wait_for_event,      ///< WFE
+    event_sent,          ///< SEV
+    supervisor_call,     ///< SVC
     exception_return, ///< a branch to an EXC_RETURN value in handler mode, which the program counter and Thumb bit hold
     fault,            ///< an access or an instruction that the CPU cannot carry out; the program counter is at it
 };
@@ -116,6 +137,7 @@ struct RunResult
     StopReason why = StopReason::budget_spent;
     std::string fault; ///< what happened, for the record; empty without a fault
     FaultStatus status{};
+    unsigned comparator = 0; ///< of the watchpoint
 };
 
 /// The instruction engine of a chip: it executes between exceptions, which are its owner's to take. Run state, modelled
@@ -143,6 +165,7 @@ public:
     virtual std::uint64_t begun() const = 0;
     /// For the next run.
     virtual void set_traps(CpuTraps traps) = 0;
+    virtual void set_stops(const CpuStops& stops) = 0;
     /// The host (or the chip) changed these bytes; translated code of theirs is dropped.
     virtual void code_changed(std::uint32_t address, std::uint32_t length) = 0;
     /// False for the register file, which holds registers and executes nothing.

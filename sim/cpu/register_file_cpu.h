@@ -22,6 +22,7 @@ public:
     void end_run() override {}
     std::uint64_t begun() const override { return 0; }
     void set_traps(CpuTraps /*traps*/) override {}
+    void set_stops(const CpuStops& /*stops*/) override {}
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return false; }
 

@@ -44,11 +44,24 @@ void UnicornCpu::set_memories(std::span<const DirectMemory> memories)
     }
 }
 
+void UnicornCpu::set_stops(const CpuStops& stops)
+{
+    // The engine remembers where it does not have to ask.
+    memories_changed_ = memories_changed_ || stops.breakpoints != stops_.breakpoints;
+    stops_ = stops;
+}
+
 void UnicornCpu::open_engine()
 {
     UnicornEngine::Observer& observer = *this;
-    engine_ = std::make_unique<UnicornEngine>(memories_, observer);
+    watching_ = wanted_watching();
+    engine_ = std::make_unique<UnicornEngine>(memories_, observer, watching_);
     memories_changed_ = false;
+}
+
+UnicornEngine::Watching UnicornCpu::wanted_watching() const
+{
+    return {.tells_accesses = !stops_.watchpoints.empty(), .asks_always = traps_.unaligned};
 }
 
 /// To take a large window out of the engine's map costs it half a second, to open another engine less than a
@@ -104,7 +117,7 @@ RunResult UnicornCpu::run(std::uint64_t budget)
     ended_ = false;
     result_ = {};
     while (result_.instructions < budget && !stopped_ && !ended_) {
-        if (memories_changed_) {
+        if (memories_changed_ || watching_ != wanted_watching()) {
             renew_engine();
         }
         advance(budget);
@@ -127,6 +140,10 @@ void UnicornCpu::advance(std::uint64_t budget)
 {
     const std::uint32_t pc = read_register(cpu_register::pc);
     const std::uint32_t xpsr = read_register(cpu_register::xpsr);
+    if (has_breakpoint(pc)) {
+        stop(StopReason::hardware_breakpoint);
+        return;
+    }
     if ((xpsr & cpu_register::xpsr_thumb) == 0) {
         fault(fmt::format("no Thumb state at 0x{:08X}: a branch target or vector had bit 0 clear", pc),
               {fault_bit::no_thumb_state});
@@ -152,29 +169,39 @@ void UnicornCpu::advance(std::uint64_t budget)
     }
 }
 
+bool UnicornCpu::has_breakpoint(std::uint32_t address) const
+{
+    return !stops_.breakpoints.empty() && std::ranges::find(stops_.breakpoints, address) != stops_.breakpoints.end();
+}
+
+const DirectMemory* UnicornCpu::find_memory(std::uint32_t address) const
+{
+    const auto found = std::ranges::find_if(memories_, [address](const DirectMemory& memory) {
+        return address >= memory.base && address - memory.base < memory.bytes.size();
+    });
+    return found == memories_.end() ? nullptr : &*found;
+}
+
 std::optional<Instruction> UnicornCpu::fetch(std::uint32_t address) const
 {
-    for (const DirectMemory& memory : memories_) {
-        const std::uint64_t offset = std::uint64_t{address} - memory.base;
-        if (address < memory.base || offset + 2 > memory.bytes.size()) {
-            continue;
-        }
-        const auto halfword = [&](std::size_t at) {
-            return static_cast<std::uint16_t>(memory.bytes[at] | (memory.bytes[at + 1] << 8U));
-        };
-        Instruction instruction{.first = halfword(offset)};
-        if (instruction.is_wide() && offset + 4 <= memory.bytes.size()) {
-            instruction.second = halfword(offset + 2);
-        }
-        return instruction;
+    const DirectMemory* const memory = find_memory(address);
+    if (memory == nullptr) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    const std::span<const std::uint8_t> bytes = memory->bytes.subspan(address - memory->base);
+    const auto halfword = [&](std::size_t at) { return static_cast<std::uint16_t>(bytes[at] | (bytes[at + 1] << 8U)); };
+    Instruction instruction{.first = halfword(0)}; // memories are made of whole words
+    if (instruction.is_wide() && bytes.size() >= 4) {
+        instruction.second = halfword(2);
+    }
+    return instruction;
 }
 
 /// Run the engine for `most` instructions, or until something else needs to be done.
 void UnicornCpu::execute(std::uint64_t most, bool is_decided)
 {
     executing_ = true;
+    watched_.reset();
     const UnicornEngine::Stop reason = engine_->execute(most, is_decided);
     executing_ = false;
     const std::uint64_t executed = engine_->executed();
@@ -184,7 +211,10 @@ void UnicornCpu::execute(std::uint64_t most, bool is_decided)
         return;
     }
     if (reason == UnicornEngine::Stop::asked) {
-        if (executed == 0) {
+        if (watched_) {
+            stop(StopReason::watchpoint);
+            result_.comparator = *watched_;
+        } else if (executed == 0) {
             fault(fmt::format("the instruction engine does not go on at 0x{:08X}", read_register(cpu_register::pc)));
         }
         return;
@@ -219,9 +249,10 @@ void UnicornCpu::execute_conditional(IfThen block)
     const auto put = [this](IfThen state) {
         write_register(cpu_register::xpsr, state.put_into(read_register(cpu_register::xpsr)));
     };
+    const std::uint64_t before = result_.instructions;
     put(block.only_next());
     execute(1, true);
-    put(stopped_ ? block : block.next());
+    put(result_.instructions == before ? block : block.next());
 }
 
 void UnicornCpu::carry_out(Kind kind, Instruction instruction)
@@ -352,17 +383,41 @@ FaultStatus UnicornCpu::status_of(UnicornEngine::Stop reason) const
 
 Portion UnicornCpu::portion_at(std::uint32_t address) const
 {
-    return jlinksim::portion_at(address, traps_, [this](std::uint32_t at) { return fetch(at); });
+    const Portion portion = jlinksim::portion_at(address, traps_, [this](std::uint32_t at) { return fetch(at); });
+    if (portion.instructions <= 1) {
+        return has_breakpoint(address) ? Portion{} : portion;
+    }
+    // A block in which something could stop the CPU is executed piece by piece.
+    const bool may_stop = !stops_.watchpoints.empty() || std::ranges::any_of(stops_.breakpoints, [&](std::uint32_t at) {
+        return at - address < portion.bytes;
+    });
+    return may_stop ? Portion{} : portion;
 }
 
 bool UnicornCpu::on_read(std::uint32_t address, unsigned size, std::uint64_t& value)
 {
-    return accesses_.read(address, size, value);
+    // The engine makes accesses of the direct memories itself.
+    return find_memory(address) != nullptr ? accesses_.require_alignment("read", address, size)
+                                           : accesses_.read(address, size, value);
 }
 
 bool UnicornCpu::on_write(std::uint32_t address, unsigned size, std::uint64_t value)
 {
-    return accesses_.write(address, size, value);
+    const DirectMemory* const memory = find_memory(address);
+    return memory != nullptr && memory->writable ? accesses_.require_alignment("write", address, size)
+                                                 : accesses_.write(address, size, value);
+}
+
+void UnicornCpu::on_access(std::uint32_t address, unsigned size, bool is_write)
+{
+    for (const Watchpoint& watchpoint : stops_.watchpoints) {
+        const bool overlaps = std::uint64_t{address} < watchpoint.address + watchpoint.length &&
+                              watchpoint.address < std::uint64_t{address} + size;
+        if (overlaps && (is_write ? watchpoint.writes : watchpoint.reads)) {
+            watched_ = watchpoint.comparator;
+            engine_->request_stop();
+        }
+    }
 }
 
 } // namespace jlinksim

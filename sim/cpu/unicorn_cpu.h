@@ -31,6 +31,7 @@ public:
     void end_run() override;
     std::uint64_t begun() const override { return result_.instructions + (executing_ ? engine_->executed() : 0); }
     void set_traps(CpuTraps traps) override { traps_ = traps; }
+    void set_stops(const CpuStops& stops) override;
     void code_changed(std::uint32_t address, std::uint32_t length) override;
     bool executes() const override { return true; }
 
@@ -38,10 +39,14 @@ private:
     Portion portion_at(std::uint32_t address) const override;
     bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) override;
     bool on_write(std::uint32_t address, unsigned size, std::uint64_t value) override;
+    void on_access(std::uint32_t address, unsigned size, bool is_write) override;
 
     void open_engine();
     void renew_engine();
     std::optional<thumb::Instruction> fetch(std::uint32_t address) const;
+    const DirectMemory* find_memory(std::uint32_t address) const;
+    UnicornEngine::Watching wanted_watching() const;
+    bool has_breakpoint(std::uint32_t address) const;
     void advance(std::uint64_t budget);
     void execute(std::uint64_t most, bool is_decided = false);
     void execute_conditional(thumb::IfThen block);
@@ -60,6 +65,8 @@ private:
     std::unique_ptr<UnicornEngine> engine_;
     bool memories_changed_ = false; ///< the engine still has the former ones
     CpuTraps traps_;
+    CpuStops stops_;
+    UnicornEngine::Watching watching_; ///< the engine's
 
     // The run under way.
     bool running_ = false;
@@ -67,6 +74,7 @@ private:
     bool ended_ = false;     ///< by the bus
     bool executing_ = false; ///< in the engine
     RunResult result_;
+    std::optional<unsigned> watched_; ///< comparator that the instruction under way has met
 };
 
 } // namespace jlinksim

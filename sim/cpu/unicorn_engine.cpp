@@ -114,6 +114,13 @@ struct UnicornEngine::Hooks
                               : self.read_observer(where, bytes);
     }
 
+    static void watch(uc_engine* /*engine*/, uc_mem_type type, std::uint64_t address, int size, std::int64_t /*value*/,
+                      void* user)
+    {
+        owner(user).observer_.on_access(static_cast<std::uint32_t>(address), static_cast<unsigned>(size),
+                                        type == UC_MEM_WRITE);
+    }
+
     /// Comes after access(), in one piece of up to 4 bytes or two.
     static std::uint64_t granted_read(uc_engine* /*engine*/, std::uint64_t offset, unsigned /*size*/, void* user)
     {
@@ -145,8 +152,8 @@ void UnicornEngine::Close::operator()(uc_struct* engine) const
     uc_close(engine);
 }
 
-UnicornEngine::UnicornEngine(std::span<const DirectMemory> memories, Observer& observer)
-    : engine_{open_engine()}, observer_{observer}, memories_{memories.begin(), memories.end()}
+UnicornEngine::UnicornEngine(std::span<const DirectMemory> memories, Observer& observer, Watching watching)
+    : engine_{open_engine()}, observer_{observer}, watching_{watching}, memories_{memories.begin(), memories.end()}
 {
     require(uc_ctl_set_cpu_model(engine_.get(), UC_CPU_ARM_CORTEX_M4), "choose the Cortex-M4");
     map_memories();
@@ -164,7 +171,8 @@ void UnicornEngine::map_memories()
     std::uint64_t end = 0;
     for (const DirectMemory& memory : memories_) {
         map_bus(end, memory.base);
-        const unsigned rights = memory.writable ? UC_PROT_ALL : UC_PROT_READ | UC_PROT_EXEC;
+        const unsigned data_rights = memory.writable ? UC_PROT_READ | UC_PROT_WRITE : UC_PROT_READ;
+        const unsigned rights = UC_PROT_EXEC | (watching_.asks_always ? 0 : data_rights);
         require(uc_mem_map_ptr(engine_.get(), memory.base, memory.bytes.size(), rights, memory.bytes.data()),
                 "map its memory");
         end = memory.base + memory.bytes.size();
@@ -200,6 +208,11 @@ void UnicornEngine::add_hooks()
     add_hook(UC_HOOK_MEM_INVALID, reinterpret_cast<void*>(&Hooks::access));
     add_hook(UC_HOOK_INSN_INVALID, reinterpret_cast<void*>(&Hooks::undefined));
     add_hook(UC_HOOK_INTR, reinterpret_cast<void*>(&Hooks::interrupt));
+    if (watching_.tells_accesses || watching_.asks_always) {
+        // Also what makes the engine look at a memory's rights at every access, and not at the first one only.
+        add_hook(UC_HOOK_MEM_READ, reinterpret_cast<void*>(&Hooks::watch));
+        add_hook(UC_HOOK_MEM_WRITE, reinterpret_cast<void*>(&Hooks::watch));
+    }
 }
 
 std::uint32_t UnicornEngine::read_register(unsigned index) const
@@ -278,7 +291,7 @@ void UnicornEngine::keep_as_written(std::uint32_t address, unsigned size)
 {
     for (const DirectMemory& memory : memories_) {
         const std::uint64_t offset = std::uint64_t{address} - memory.base;
-        if (address < memory.base || offset >= memory.bytes.size()) {
+        if (memory.writable || address < memory.base || offset >= memory.bytes.size()) {
             continue;
         }
         const auto bytes = memory.bytes.subspan(offset, std::min<std::size_t>(size, memory.bytes.size() - offset));

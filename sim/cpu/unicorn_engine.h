@@ -31,6 +31,8 @@ public:
         /// `address` any. False aborts the instruction.
         virtual bool on_read(std::uint32_t address, unsigned size, std::uint64_t& value) = 0;
         virtual bool on_write(std::uint32_t address, unsigned size, std::uint64_t value) = 0;
+        /// Every access, before it is made or refused, of an engine that tells.
+        virtual void on_access(std::uint32_t address, unsigned size, bool is_write) = 0;
 
     protected:
         ~Observer() = default;
@@ -47,8 +49,18 @@ public:
                           ///< the block is done or counted
     };
 
+    /// What costs speed, and is there for who asks.
+    struct Watching
+    {
+        bool tells_accesses = false;
+        bool asks_always =
+            false; ///< the observer grants accesses of the direct memories, too, which are then made there
+
+        bool operator==(const Watching&) const = default;
+    };
+
     /// All memory outside `memories` belongs to the observer. Throws std::runtime_error when the engine cannot be had.
-    UnicornEngine(std::span<const DirectMemory> memories, Observer& observer);
+    UnicornEngine(std::span<const DirectMemory> memories, Observer& observer, Watching watching);
     UnicornEngine(const UnicornEngine&) = delete;
     UnicornEngine& operator=(const UnicornEngine&) = delete;
 
@@ -112,6 +124,7 @@ private:
 
     std::unique_ptr<uc_struct, Close> engine_;
     Observer& observer_;
+    Watching watching_;
     std::vector<DirectMemory> memories_;
     KnownPortions portions_; ///< of the first read-only memory
     std::uint64_t most_ = 0;
