@@ -184,6 +184,30 @@ TEST_F(Execution, GoesOnInAnItBlockWhereItFaulted)
     EXPECT_EQ((std::vector{r(1), r(2), xpsr()}), (std::vector<std::uint32_t>{peripherals, 5, 0x01000000}));
 }
 
+TEST_F(Execution, StopsForADebuggerWithinAnItBlockThatItHasExecutedBefore)
+{
+    put(0x100, {0xBF1C, 0x6801, 0x2205, 0xE7FB}); // itt ne; ldrne r1, [r0]; movne r2, #5; b 0x100
+    set_pc(0x100);
+    set_r(0, ram_base);
+    EXPECT_EQ(cpu.run(8).why, StopReason::budget_spent);
+    const std::vector<std::pair<CpuStops, StopReason>> rows{
+        {{.breakpoints = {0x104}, .watchpoints = {}}, StopReason::hardware_breakpoint},
+        {{.breakpoints = {}, .watchpoints = {{.comparator = 2, .address = ram_base, .length = 4, .reads = true}}},
+         StopReason::watchpoint},
+    };
+    for (const auto& [stops, why] : rows) {
+        cpu.set_stops(stops);
+        const RunResult result = cpu.run(100);
+        EXPECT_EQ(result.why, why);
+        EXPECT_EQ(result.comparator, why == StopReason::watchpoint ? 2U : 0U);
+        EXPECT_EQ(pc(), 0x104);
+        EXPECT_EQ(xpsr(), 0x01001800) << "the rest of the block";
+        cpu.set_stops({});
+        EXPECT_EQ(cpu.run(2).why, StopReason::budget_spent);
+        EXPECT_EQ(pc(), 0x100);
+    }
+}
+
 TEST_F(Execution, FaultsOnlyWhenTheBudgetGetsThere)
 {
     put(0x100, {0x4700}); // bx r0
