@@ -38,14 +38,6 @@ TempBench bench_with_program(std::span<const std::uint16_t> program)
     return TempBench::with_chip("BIRCH_M1_VA_REV2", "flash_file = \"" + path.string() + "\"\n");
 }
 
-/// Let modelled time pass: a poll takes about a quarter of a millisecond, 16000 instructions.
-void pass_time(int polls)
-{
-    for (int i = 0; i < polls; ++i) {
-        JLINKARM_IsHalted();
-    }
-}
-
 TEST(RunControl, haltsStepsAndGoesOn)
 {
     const TempBench bench = bench_with_program(counting_program);
@@ -79,7 +71,15 @@ TEST(RunControl, timePassesForAHostThatWaits)
     EXPECT_EQ(timed(), wait);
     EXPECT_EQ(read_word(counter), 0U) << "halted";
 #if defined(TESSIT_SIM_CPU_UNICORN) // the register-file CPU executes nothing
-    for (const std::uint32_t address : {10U, 12U, 14U, 16U, 10U}) {
+ /// Let modelled time pass: a poll takes about a quarter of a millisecond, 16000 instructions.
+void pass_time(int polls)
+{
+    for (int i = 0; i < polls; ++i) {
+        JLINKARM_IsHalted();
+    }
+}
+
+   for (const std::uint32_t address : {10U, 12U, 14U, 16U, 10U}) {
         EXPECT_EQ(JLINKARM_Step(), 0);
         EXPECT_EQ(JLINKARM_ReadReg(program_counter), address);
     }
