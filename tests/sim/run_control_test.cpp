@@ -71,15 +71,7 @@ TEST(RunControl, timePassesForAHostThatWaits)
     EXPECT_EQ(timed(), wait);
     EXPECT_EQ(read_word(counter), 0U) << "halted";
 #if defined(TESSIT_SIM_CPU_UNICORN) // the register-file CPU executes nothing
- /// Let modelled time pass: a poll takes about a quarter of a millisecond, 16000 instructions.
-void pass_time(int polls)
-{
-    for (int i = 0; i < polls; ++i) {
-        JLINKARM_IsHalted();
-    }
-}
-
-   for (const std::uint32_t address : {10U, 12U, 14U, 16U, 10U}) {
+    for (const std::uint32_t address : {10U, 12U, 14U, 16U, 10U}) {
         EXPECT_EQ(JLINKARM_Step(), 0);
         EXPECT_EQ(JLINKARM_ReadReg(program_counter), address);
     }
@@ -160,6 +152,14 @@ TEST(RunControl, leavesTheRunStateToTheNextSessionAsTheHostChose)
 }
 
 #if defined(TESSIT_SIM_CPU_UNICORN) // the register-file CPU executes nothing
+
+/// Let modelled time pass: a poll takes about a quarter of a millisecond, 16000 instructions.
+void pass_time(int polls)
+{
+    for (int i = 0; i < polls; ++i) {
+        JLINKARM_IsHalted();
+    }
+}
 
 TEST(RunControl, aResetThatFirmwareAsksForComesBeforeItsNextInstruction)
 {
