@@ -3,9 +3,9 @@
 #include "sim/chip/bus.h"
 #include "sim/chip/system_control.h"
 #include "sim/cpu/cpu.h"
-#include "sim/cpu/exception_frame.h"
 #include "sim/cpu/exceptions.h"
 #include "sim/cpu/processor_state.h"
+#include "sim/cpu/stacked_frame.h"
 
 #include <cstdint>
 #include <functional>
@@ -112,7 +112,7 @@ private:
     Parts parts_;
     Surroundings surroundings_;
     std::unique_ptr<Cpu> cpu_;
-    ExceptionFrame frame_;
+    StackedFrame frame_;
 
     // The run under way.
     DebugRequests debug_;

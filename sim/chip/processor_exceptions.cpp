@@ -61,7 +61,7 @@ void Processor::enter(unsigned number)
         return;
     }
     if (how.is_extended() && parts_.control.saves_singles_lazily()) {
-        parts_.control.set_unsaved_singles(*frame + ExceptionFrame::singles_offset);
+        parts_.control.set_unsaved_singles(*frame + StackedFrame::singles_offset);
     }
     take(number, how);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "sim/cpu/exception_frame.h"
 #include "sim/cpu/exceptions.h"
 #include "sim/cpu/fault_status.h"
+#include "sim/cpu/stacked_frame.h"
 #include "sim/device/register_block.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "sim/cpu/exception_frame.h"
 #include "sim/cpu/exceptions.h"
 #include "sim/cpu/register_file_cpu.h"
+#include "sim/cpu/stacked_frame.h"
 
 #include <gtest/gtest.h>
 
@@ -107,7 +107,7 @@ private:
     static bool is_there(std::uint32_t address) { return address >= 0x20000000 && address < 0x20001000; }
 };
 
-TEST(ExceptionFrame, PutsBackWhatItHasStacked)
+TEST(StackedFrame, PutsBackWhatItHasStacked)
 {
     namespace reg = cpu_register;
     struct Row
@@ -142,7 +142,7 @@ TEST(ExceptionFrame, PutsBackWhatItHasStacked)
         cpu.write_register(reg::sp, row.stack);
         const CpuState before = cpu.save();
 
-        ExceptionFrame frame{cpu, memory};
+        StackedFrame frame{cpu, memory};
         const ExceptionReturn how = ExceptionReturn::to_now(cpu);
         EXPECT_EQ(how.value(), row.how);
         EXPECT_EQ(frame.push(row.layout).value_or(0), row.frame);

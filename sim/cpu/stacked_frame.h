@@ -39,12 +39,12 @@ struct FrameLayout
 };
 
 /// Puts what an exception interrupts onto its stack, and takes it back.
-class ExceptionFrame
+class StackedFrame
 {
 public:
     static constexpr std::uint32_t singles_offset = 0x20;
 
-    ExceptionFrame(Cpu& cpu, CpuBus& bus) : cpu_{cpu}, bus_{bus} {}
+    StackedFrame(Cpu& cpu, CpuBus& bus) : cpu_{cpu}, bus_{bus} {}
 
     /// Onto the stack in use, whose pointer goes down also when memory refuses the frame. It gives the frame's address,
     /// or nothing when it was refused.

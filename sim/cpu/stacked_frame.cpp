@@ -1,4 +1,4 @@
-#include "sim/cpu/exception_frame.h"
+#include "sim/cpu/stacked_frame.h"
 
 #include <array>
 
@@ -37,12 +37,12 @@ ExceptionReturn ExceptionReturn::to_now(const Cpu& cpu)
     return ExceptionReturn{value};
 }
 
-std::uint32_t ExceptionFrame::stack_pointer(ExceptionReturn how) const
+std::uint32_t StackedFrame::stack_pointer(ExceptionReturn how) const
 {
     return cpu_.read_register(how.is_to_process_stack() ? reg::psp : reg::msp);
 }
 
-std::optional<std::uint32_t> ExceptionFrame::push(FrameLayout layout)
+std::optional<std::uint32_t> StackedFrame::push(FrameLayout layout)
 {
     const bool is_extended = ExceptionReturn::to_now(cpu_).is_extended();
     const std::uint32_t top = cpu_.read_register(reg::sp);
@@ -61,7 +61,7 @@ std::optional<std::uint32_t> ExceptionFrame::push(FrameLayout layout)
     return is_written ? std::optional{frame} : std::nullopt;
 }
 
-bool ExceptionFrame::save_singles(std::uint32_t address)
+bool StackedFrame::save_singles(std::uint32_t address)
 {
     bool is_written = write(address + 4 * stacked_singles, cpu_.read_register(reg::fpscr));
     for (unsigned i = 0; is_written && i < stacked_singles; ++i) {
@@ -70,7 +70,7 @@ bool ExceptionFrame::save_singles(std::uint32_t address)
     return is_written;
 }
 
-bool ExceptionFrame::load_singles(std::uint32_t address)
+bool StackedFrame::load_singles(std::uint32_t address)
 {
     std::array<std::uint32_t, stacked_singles + 1> words{};
     for (unsigned i = 0; i < words.size(); ++i) {
@@ -85,13 +85,13 @@ bool ExceptionFrame::load_singles(std::uint32_t address)
     return true;
 }
 
-std::optional<std::uint32_t> ExceptionFrame::stacked_status(ExceptionReturn how)
+std::optional<std::uint32_t> StackedFrame::stacked_status(ExceptionReturn how)
 {
     std::uint32_t status = 0;
     return bus_.cpu_read(stack_pointer(how) + status_offset, 4, status) ? std::optional{status} : std::nullopt;
 }
 
-bool ExceptionFrame::pop(ExceptionReturn how, FrameLayout layout)
+bool StackedFrame::pop(ExceptionReturn how, FrameLayout layout)
 {
     const std::uint32_t frame = stack_pointer(how);
     const std::optional<std::uint32_t> status = stacked_status(how);
