@@ -1,10 +1,12 @@
-// Each shared library offers what its header declares, and nothing else.
+// Each shared library offers what its header declares, and nothing else, and loads no more than it needs.
 #include "src/jlink/functions.h"
 
 #include <cstdio>
+#include <dlfcn.h>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <set>
 #include <string>
 
@@ -56,6 +58,16 @@ TEST(ExportedSymbols, OfTheSimulationAreTheJLinkFunctionsAndItsOwn)
     JLINK_FUNCTIONS(EXPECT_FUNCTION)
 #undef EXPECT_FUNCTION
     EXPECT_EQ(exported_by(SIM_LIBRARY), expected);
+}
+
+TEST(Simulation, loadsNoEngineBeforeACpuExecutes)
+{
+    void* const simulation = ::dlopen(SIM_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(simulation, nullptr);
+    std::ifstream loaded{"/proc/self/maps"};
+    EXPECT_THAT((std::string{std::istreambuf_iterator<char>{loaded}, {}}),
+                testing::AllOf(testing::HasSubstr("libjlinkarm_sim"), testing::Not(testing::HasSubstr("unicorn"))));
+    ::dlclose(simulation);
 }
 #endif
 
