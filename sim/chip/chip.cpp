@@ -257,6 +257,7 @@ void Chip::reset(ResetKind kind)
     control_port_.set_protected((protection & 0xFF) != 0xFF);
     reset_requested_ = false;
     core_.hold(is_held());
+    drive_interrupts(); // the lines of peripherals that were reset are low again
     core_.reset(kind);
     state_.powered().layout = VolatileState::current_layout;
 }

@@ -193,6 +193,19 @@ TEST(Exceptions, APeripheralWakesTheCpuWhenItsTimeHasCome)
     close_probe();
 }
 
+TEST(Exceptions, AResetTakesAwayWhatAPeripheralHasPended)
+{
+    constexpr std::uint32_t second_pending = 0xE000E204;
+    HaltedChip chip{m2};
+    write_word(qspi + 0x304, 1);
+    start();
+    EXPECT_EQ(read_word(second_pending), 1U << (41 - 32));
+    ASSERT_GE(JLINKARM_Reset(), 0);
+    EXPECT_EQ(read_word(second_pending), 0U);
+    chip.take_records(); // the interface was left on
+    close_probe();
+}
+
 TEST(Exceptions, PrioritiesAreWrittenByTheByte)
 {
     Program program{{0xE7FE}, {0xE7FE}};
