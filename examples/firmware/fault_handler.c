@@ -1,5 +1,5 @@
-/* Faults that firmware handles: it prints what was stacked and why, steps over the instruction, and goes on. The last one
- * comes with the handlers off and PRIMASK set, and so as a HardFault, after which there is nothing to go on with.
+/* Faults that firmware handles: it prints what was stacked and why, steps over the instruction, and goes on. The last
+ * one comes with the handlers off and PRIMASK set, and so as a HardFault, after which there is nothing to go on with.
  */
 #include "console.h"
 #include "cortex.h"

@@ -1,5 +1,5 @@
-/* Two tasks compute with the floating point unit, each with numbers of its own, while SysTick takes the CPU from them in
- * the middle, computes, too, and PendSV hands it over. A register of one that leaks into the other is seen.
+/* Two tasks compute with the floating point unit, each with numbers of its own, while SysTick takes the CPU from them
+ * in the middle, computes, too, and PendSV hands it over. A register of one that leaks into the other is seen.
  *
  * Prints `float_tasks: 100 sums are right` when each task has 50 right ones; `counter` counts them. A wrong sum ends
  * the program with `float_tasks: a sum is wrong`.
@@ -22,7 +22,7 @@ void on_tick(void)
     tick_value = tick_value * 1.5F - 0.25F;
 }
 
-/* Adds up `step` a thousand times in S0 to S3 and S16 to S19; these are small whole numbers, so that each sum is exact. */
+/* Adds up `step` a thousand times in S0 to S3 and S16 to S19; these are small whole numbers, so that a sum is exact. */
 static uint32_t add_up(float step)
 {
     uint32_t sum = 0;

@@ -1,5 +1,5 @@
-/* Two tasks that never give the CPU away: SysTick takes it from them, and PendSV hands it to the other. Each prints over
- * RTT, by a call of the supervisor (SVC): what they share belongs to privileged code.
+/* Two tasks that never give the CPU away: SysTick takes it from them, and PendSV hands it to the other. Each prints
+ * over RTT, by a call of the supervisor (SVC): what they share belongs to privileged code.
  *
  *   one 1, two 1, one 2, two 2, ...    a line whenever the task has seen 5 more ticks
  */
