@@ -145,30 +145,6 @@ TEST_F(MemoryTest, ErasesSwitchTheControllerAndEndWithADummyRead)
     EXPECT_EQ(TESSIT_erase_all(), ERR_JLINK_CALL_FAILED) << "the dummy read's failure is the export's";
 }
 
-TEST_F(MemoryTest, BlockProtectionIsLiftedWhereTheVersionHasIt)
-{
-    struct Chip
-    {
-        std::uint32_t part;
-        std::uint32_t revision;
-        const char* write;
-    };
-    for (const Chip& chip : {Chip{6, 3, "[40000608]=1"}, Chip{6, 9, "[40000608]=1"}, Chip{10, 0, "[40000608]=1"},
-                             Chip{8, 0, "[4001E704]=1"}, Chip{8, 2, nullptr}, Chip{8, 9, nullptr}}) {
-        use_chip(chip.part, chip.revision);
-        open_device();
-        EXPECT_EQ(TESSIT_disable_bprot(), RESULT_OK);
-        auto made = calls();
-        made.erase(made.begin(), made.begin() + 4); // halt and identification
-        if (chip.write != nullptr) {
-            EXPECT_THAT(made, ElementsAre(chip.write, "SetResetType(0x8)", "Reset()"));
-        } else {
-            EXPECT_THAT(made, ElementsAre("SetResetType(0x8)", "Reset()"));
-        }
-        TESSIT_close_dll();
-    }
-}
-
 TEST_F(MemoryTest, RamSectionsFollowTheChip)
 {
     struct Chip
@@ -203,7 +179,7 @@ TEST_F(MemoryTest, RamSectionsFollowTheChip)
     }
 }
 
-TEST_F(MemoryTest, RamPowerIsReadFromNineBlocksAndSwitchedBitByBit)
+TEST_F(MemoryTest, RamPowerIsReadFromNineBlocksBitByBit)
 {
     open_device();
     jlink.memory[0x40000900] = 2;  // section 1
@@ -221,13 +197,6 @@ TEST_F(MemoryTest, RamPowerIsReadFromNineBlocksAndSwitchedBitByBit)
     EXPECT_EQ(power[22], 9u);
     EXPECT_EQ(std::ranges::count_if(jlink.calls, [](auto& call) { return call.starts_with("[400009"); }), 9);
     EXPECT_EQ(TESSIT_read_ram_sections_power_status(power.data(), 21), ERR_BAD_ARGUMENT);
-
-    const std::pair<std::uint32_t, const char*> sections[]{
-        {5, "[40000928]=2"}, {18, "[40000988]=4"}, {21, "[40000988]=20"}};
-    for (const auto& [section, write] : sections) {
-        EXPECT_EQ(TESSIT_unpower_ram_section(section), RESULT_OK);
-        EXPECT_EQ(last_of(jlink.calls), write);
-    }
 }
 
 TEST_F(MemoryTest, TheDeprecatedRamQueryServesUniformSectionsOnly)
