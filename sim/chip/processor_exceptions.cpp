@@ -20,8 +20,12 @@ struct Catch
     std::uint32_t causes; ///< bits of CFSR
     std::uint32_t bit;
 };
+constexpr std::uint32_t stack_refused =
+    fault_bit::stacking_refused | fault_bit::unstacking_refused | fault_bit::lazy_saving_refused;
 constexpr std::array catches{
     Catch{exception::hard_fault, ~0U, 1U << 10},
+    Catch{exception::hard_fault, stack_refused, 1U << 9},
+    Catch{exception::bus_fault, stack_refused, 1U << 9},
     Catch{exception::bus_fault, ~0U, 1U << 8},
     Catch{exception::memory_management, ~0U, 1U << 4},
     Catch{exception::usage_fault,

@@ -1,5 +1,6 @@
 #include "sim/witness/records.h"
 
+#include <algorithm>
 #include <fmt/core.h>
 
 namespace jlinksim {
@@ -39,11 +40,17 @@ void Records::call_ends()
     for (std::size_t i = call_begin_; file_.is_open() && i < entries_.size(); ++i) {
         file_.add(line(i));
     }
-    call_begin_ = entries_.size();
+    const std::size_t kept = std::min(entries_.size(), most_lines);
+    lost_ += entries_.size() - kept;
+    entries_.resize(kept);
+    call_begin_ = kept;
 }
 
 std::string Records::line(std::size_t index) const
 {
+    if (lost_ != 0 && index == entries_.size()) {
+        return fmt::format("records-not-kept: {} more lines", lost_);
+    }
     const Entry& entry = entries_.at(index);
     if (entry.repetitions == 0) {
         return fmt::format("{}: {}{}", entry.name, entry.what, entry.detail);
@@ -55,6 +62,7 @@ void Records::clear()
 {
     entries_.clear();
     call_begin_ = 0;
+    lost_ = 0;
 }
 
 } // namespace jlinksim

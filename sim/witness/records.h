@@ -19,13 +19,16 @@ public:
 
     /// Lines of one name that one J-Link call can leave; what more there is has a line for all of it.
     static constexpr std::size_t most_places = 16;
+    /// Lines that are kept: a host that does the same wrong thing for ever must not fill the memory. One more tells how
+    /// many came after them; the file has all.
+    static constexpr std::size_t most_lines = 10'000;
 
     /// Equal accesses within one J-Link call are one record, with their count: `what` says which access it was, with
     /// its address and direction. `detail`, such as the value written, is the first one's.
     void add(std::string_view name, std::string_view what, std::string_view detail = {});
     void call_ends();
 
-    std::size_t count() const { return entries_.size(); }
+    std::size_t count() const { return entries_.size() + (lost_ != 0 ? 1 : 0); }
     std::string line(std::size_t index) const;
     void clear();
 
@@ -53,6 +56,7 @@ private:
 
     std::vector<Entry> entries_;
     std::size_t call_begin_ = 0; ///< index of the current call's first record
+    std::uint64_t lost_ = 0;     ///< lines that are not kept
     unsigned mutes_ = 0;
     LineFile file_;
 };

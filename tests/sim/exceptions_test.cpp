@@ -125,14 +125,14 @@ TEST(Exceptions, FaultsEndInTheirHandlersOrInALockUp)
         // mov r0, #0x30000000; msr msp, r0; svc
         {"no stack",
          {0xF04F, 0x5040, 0xF380, 0x8808, 0xDF00},
-         {0xE7FE},
+         {0xBF00},
          0,
-         0,
+         1U << 9,
          handler,
          3,
          1U << 12,
          forced,
-         requested,
+         caught,
          2},
         // vmov s0, r0 with the unit off
         {"no FPU", {0xEE00, 0x0A10}, {0xE7FE}, usage, 0, handler, 6, 1U << 19, 0, requested, 0},

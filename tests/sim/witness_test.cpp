@@ -146,6 +146,11 @@ TEST(Records, foldEqualAccessesOnlyAndAreCapped)
     const std::vector<std::string> capped = bench.take_records();
     ASSERT_EQ(capped.size(), 17U);
     EXPECT_EQ(capped.back(), "register-reserved: at further places (and 23 more in this call)");
+    for (int i = 0; i < 10'005; ++i) {
+        JLINKARM_WriteU32(0x4001E700, 0);
+    }
+    EXPECT_EQ(bench.take_records().back(), "records-not-kept: 5 more lines");
+    EXPECT_TRUE(bench.take_records().empty());
 }
 
 TEST(Environment, ordersFaultsTraceAndRecords)
