@@ -32,7 +32,6 @@ constexpr std::uint32_t catch_core_reset = 1U << 0;
 constexpr std::uint32_t trace_enable = 1U << 24;
 constexpr std::uint32_t register_transfer_write = 1U << 16;
 
-constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
 constexpr unsigned program_counter = 15;
 constexpr std::uint32_t reset_vectors = 0; // where VTOR points after a reset
 

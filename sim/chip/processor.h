@@ -15,6 +15,9 @@
 
 namespace jlinksim {
 
+/// Where the program counter of a CPU stands that is locked up.
+inline constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
+
 /// The engine and the exceptions: between them the engine executes, at them the architecture's rules are carried out.
 class Processor final : private CpuBus
 {

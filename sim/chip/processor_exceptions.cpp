@@ -11,8 +11,6 @@ namespace {
 
 namespace reg = cpu_register;
 
-constexpr std::uint32_t lock_up_address = 0xFFFFFFFE;
-
 /// Bits of DEMCR that halt where a handler begins, by the cause in CFSR; those of usage faults differ by it.
 struct Catch
 {

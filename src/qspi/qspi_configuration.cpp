@@ -14,9 +14,6 @@
 namespace tessit {
 namespace {
 
-// A request to a probe on USB high speed and its answer: two microframes of 125 us.
-constexpr std::chrono::microseconds shortest_request{250};
-
 using Config = qspi_init_config_t;
 
 // A field with a closed set of codes.

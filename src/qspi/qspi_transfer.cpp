@@ -103,7 +103,7 @@ result_code_t start_erase(std::uint32_t addr, qspi_erase_len_t length)
 }
 
 // Three reads, of the ready event and of the two data registers, each of which waits for the probe's answer.
-constexpr std::chrono::microseconds shortest_instruction{3 * 250};
+constexpr std::chrono::microseconds shortest_instruction = 3 * shortest_request;
 
 result_code_t wait_for_erase()
 {
