@@ -1,5 +1,6 @@
 #include "cli/chip/cpu_state.h"
 
+#include "cli/chip/cpu_registers.h"
 #include "cli/chip/fault_view.h"
 #include "cli/session/memory_map.h"
 
@@ -122,12 +123,12 @@ bool has_no_firmware(const Target& target)
 
 bool is_at_lock_up(const Target& target)
 {
-    return read_program_counter(target) == lock_up_address;
+    return read_register(target, R15) == lock_up_address;
 }
 
 std::string describe_trouble(const Target& target)
 {
-    const std::uint32_t pc = read_program_counter(target);
+    const std::uint32_t pc = read_register(target, R15);
     if (pc == lock_up_address) {
         return "locked up" + describe_reason(target, pc, has_no_firmware(target));
     }
@@ -137,7 +138,7 @@ std::string describe_trouble(const Target& target)
 
 CpuStop describe_stop(const Target& target, CpuState state)
 {
-    const std::uint32_t pc = read_program_counter(target);
+    const std::uint32_t pc = read_register(target, R15);
     const bool is_empty = pc == lock_up_address && has_no_firmware(target);
     std::string text =
         fmt::format("{} at {:#010x}{}", cpu_state_name(state), pc, describe_reason(target, pc, is_empty));

@@ -1,6 +1,7 @@
 #include "cli/chip/fault_view.h"
 
 #include "base/little_endian.h"
+#include "cli/chip/cpu_registers.h"
 
 #include <array>
 #include <fmt/format.h>
@@ -24,13 +25,6 @@ constexpr std::size_t frame_lr = 5;
 constexpr std::size_t frame_pc = 6;
 constexpr std::size_t frame_xpsr = 7;
 constexpr std::size_t most_words_of_handler = 64; // that its beginning may have put on top of the frame
-
-std::uint32_t read_register(const Target& target, cpu_register_t which)
-{
-    std::uint32_t value = 0;
-    target.session().check(TESSIT_read_cpu_register(which, &value), "read a CPU register");
-    return value;
-}
 
 // As many words as there are, up to `most`.
 std::vector<std::uint32_t> read_stack(std::uint32_t address, std::size_t most)
@@ -100,11 +94,6 @@ std::optional<Place> interrupted_place(const Target& target)
 }
 
 } // namespace
-
-std::uint32_t read_program_counter(const Target& target)
-{
-    return read_register(target, R15);
-}
 
 FaultStatus read_fault_status(const Target& target)
 {

@@ -9,8 +9,6 @@
 
 namespace tessit::cli {
 
-std::uint32_t read_program_counter(const Target& target);
-
 FaultStatus read_fault_status(const Target& target);
 
 /// Clears the fault status registers, which otherwise keep what earlier faults left.

@@ -1,4 +1,4 @@
-#include "cli/commands/cpu_view.h"
+#include "cli/chip/cpu_registers.h"
 #include "cli/commands/on_probes.h"
 #include "cli/text/table.h"
 
