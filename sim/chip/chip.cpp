@@ -4,7 +4,6 @@
 #include "sim/state/chip_state.h"
 
 #include <array>
-#include <bitset>
 #include <cassert>
 #include <cstring>
 #include <utility>
@@ -63,13 +62,14 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
       user_area_(flash_controller_, flash_controller_.areas().user),
       power_(model(), ram_, take_words(register_words(Power::table)), services.records,
              [this] { core_.memories_changed(); }),
+      lines_([this](unsigned interrupt, bool high) { core_.drive(interrupt, high); }),
       rom_table_(options.rom_part, options.rom_revision, take_words(register_words(RomTable::table)), services.records),
       control_port_(options_.faults, take_words(register_words(ControlPort::table)), services,
                     {.erase_everything = [this] { flash_controller_.erase_everything(); },
                      .hold_in_reset = [this](bool held) { hold(ResetKind::control, held); }}),
       debug_port_(take_words(register_words(DebugPort::table)), services.records),
       core_(bus_, state.powered().cpu,
-            {.core = take_words(register_words(Core::table)),
+            {.debug = take_words(register_words(DebugControl::table)),
              .control = take_words(register_words(SystemControl::table)),
              .timer = take_words(register_words(SysTick::table)),
              .nvic = take_words(register_words(Nvic::table)),
@@ -80,7 +80,7 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
              .memories = [this] { return direct_memories(); },
              .live = [this](std::uint64_t nanoseconds) { live(nanoseconds); },
              .time_to_event = [this] { return time_to_event(); },
-             .peripheral_written = [this] { drive_interrupts(); }}),
+             .peripheral_written = [this] { lines_.drive(); }}),
       memory_port_(
           take_words(register_words(MemoryPort::table)), services.records,
           {.read = [this](std::uint32_t address, std::span<std::uint8_t> data) { return debug_read(address, data); },
@@ -145,7 +145,7 @@ void Chip::attach_declared_registers()
             declared_.emplace_back(options, declared_, take_words(options.state_words()), services_);
         bus_.attach(options.address, options.bytes(), added);
         if (options.interrupt || !options.effects.empty()) {
-            interrupts_.push_back({.device = &added, .number = options.interrupt});
+            lines_.add(added, options.interrupt);
         }
     }
 }
@@ -171,7 +171,7 @@ void Chip::attach_qspi()
                 },
         });
     bus_.attach(Qspi::base, peripheral_bytes, *qspi_);
-    interrupts_.push_back({.device = &*qspi_, .number = interrupt_of(Qspi::base)});
+    lines_.add(*qspi_, interrupt_of(Qspi::base));
 }
 
 std::vector<DirectMemory> Chip::direct_memories()
@@ -189,27 +189,6 @@ std::vector<DirectMemory> Chip::direct_memories()
     }
     return memories;
 }
-
-namespace {
-
-/// Whether the memories cover a stretch, one after the other.
-bool covers(std::span<const DirectMemory> memories, std::uint32_t address, std::uint64_t length)
-{
-    const std::uint64_t end = address + length;
-    std::uint64_t covered = address;
-    for (bool goes_on = true; goes_on && covered < end;) {
-        goes_on = false;
-        for (const DirectMemory& memory : memories) {
-            if (covered >= memory.base && covered - memory.base < memory.bytes.size()) {
-                covered = memory.base + memory.bytes.size();
-                goes_on = true;
-            }
-        }
-    }
-    return covered >= end;
-}
-
-} // namespace
 
 bool Chip::is_ram(std::uint32_t address, std::uint64_t length)
 {
@@ -257,7 +236,7 @@ void Chip::reset(ResetKind kind)
     control_port_.set_protected((protection & 0xFF) != 0xFF);
     reset_requested_ = false;
     core_.hold(is_held());
-    drive_interrupts(); // the lines of peripherals that were reset are low again
+    lines_.drive(); // the lines of peripherals that were reset are low again
     core_.reset(kind);
     state_.powered().layout = VolatileState::current_layout;
 }
@@ -284,7 +263,7 @@ void Chip::drive_reset_line(bool low)
 
 bool Chip::debug_read(std::uint32_t address, std::span<std::uint8_t> data)
 {
-    settle();
+    lines_.settle();
     return is_debuggable() && bus_.read(address, data);
 }
 
@@ -293,12 +272,12 @@ bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data
     if (!is_debuggable()) {
         return false;
     }
-    settle();
+    lines_.settle();
     debugger_writes_ = true;
     const bool ok = bus_.write(address, data);
     debugger_writes_ = false;
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
-    drive_interrupts();
+    lines_.drive();
     carry_out_requests();
     return ok;
 }
@@ -315,41 +294,9 @@ bool Chip::executes_flash() const
     return core_.state() == RunState::running && state_.powered().cpu.registers[cpu_register::pc] < model().flash_bytes;
 }
 
-void Chip::settle()
-{
-    for (const Interrupt& interrupt : interrupts_) {
-        interrupt.device->settle();
-    }
-    drive_interrupts();
-}
-
-void Chip::drive_interrupts()
-{
-    std::bitset<interrupt_count> high; // several devices may share a line
-    for (const Interrupt& interrupt : interrupts_) {
-        if (interrupt.number && interrupt.device->interrupt()) {
-            high.set(*interrupt.number);
-        }
-    }
-    for (const Interrupt& interrupt : interrupts_) {
-        if (interrupt.number) {
-            core_.drive(*interrupt.number, high.test(*interrupt.number));
-        }
-    }
-}
-
-std::uint64_t Chip::next_event() const
-{
-    std::uint64_t next = BusDevice::no_event;
-    for (const Interrupt& interrupt : interrupts_) {
-        next = std::min(next, interrupt.device->next_event());
-    }
-    return next;
-}
-
 std::uint64_t Chip::time_to_event() const
 {
-    const std::uint64_t next = next_event();
+    const std::uint64_t next = lines_.next_event();
     const std::uint64_t now = services_.clock.device();
     return next == BusDevice::no_event ? next : std::max(next, now) - now;
 }
@@ -357,8 +304,8 @@ std::uint64_t Chip::time_to_event() const
 void Chip::live(std::uint64_t nanoseconds)
 {
     services_.clock.live(nanoseconds);
-    if (next_event() <= services_.clock.device()) {
-        settle();
+    if (lines_.next_event() <= services_.clock.device()) {
+        lines_.settle();
     }
 }
 
@@ -366,11 +313,11 @@ void Chip::elapse(std::uint64_t from, std::uint64_t nanoseconds)
 {
     {
         const Clock::Life life{services_.clock, from};
-        settle();
+        lines_.settle();
         core_.elapse(nanoseconds);
     }
     const Clock::Life end{services_.clock, from + nanoseconds};
-    settle();
+    lines_.settle();
     carry_out_requests();
 }
 

@@ -9,6 +9,7 @@
 #include "sim/chip/debug_port.h"
 #include "sim/chip/flash_controller.h"
 #include "sim/chip/gpio.h"
+#include "sim/chip/interrupt_lines.h"
 #include "sim/chip/memory_port.h"
 #include "sim/chip/power.h"
 #include "sim/chip/ram.h"
@@ -78,16 +79,6 @@ private:
     void attach_qspi();
     std::vector<DirectMemory> direct_memories();
     void hold(ResetKind kind, bool held);
-    /// A peripheral that does things by itself and can interrupt the CPU.
-    struct Interrupt
-    {
-        BusDevice* device;
-        std::optional<unsigned> number; ///< none: it does things by itself alone
-    };
-    /// What peripherals began is carried out as far as its time has come.
-    void settle();
-    void drive_interrupts();
-    std::uint64_t next_event() const;
     std::uint64_t time_to_event() const;
     void live(std::uint64_t nanoseconds);
     bool executes_flash() const;
@@ -113,7 +104,7 @@ private:
     std::optional<SerialFlash> serial_flash_; ///< behind the QSPI, which BIRCH_M2 chips have
     std::optional<Qspi> qspi_;
     std::deque<DeclaredRegister> declared_;
-    std::vector<Interrupt> interrupts_;
+    InterruptLines lines_;
     RomTable rom_table_;
     ControlPort control_port_;
     DebugPort debug_port_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/chip/bus.h"
+#include "sim/chip/debug_control.h"
 #include "sim/chip/dwt.h"
 #include "sim/chip/fpb.h"
 #include "sim/chip/nvic.h"
@@ -17,22 +18,13 @@
 
 namespace jlinksim {
 
-enum class RunState : std::uint32_t
-{
-    running,
-    halted,    ///< in debug state: registers can be read and written
-    sleeping,  ///< after WFI or WFE, until an exception, an event, a halt or a reset
-    locked_up, ///< it cannot execute what it finds, and no debugger caught it
-};
-
-/// The CPU as a debugger sees it: its debug registers, its run state and its share of time. The parts of the system
-/// control space that firmware drives it with are members.
-class Core final : public RegisterBlock<Core>
+/// The CPU as a debugger sees it: its run state and its share of time. The parts of the system control space are
+/// members.
+class Core
 {
 public:
     static constexpr std::uint32_t base = 0xE000E000;
     static constexpr std::uint32_t bytes = 0x1000;
-    static const std::span<const Register<Core>> table;
 
     /// What the core asks of the chip around it.
     struct Connections
@@ -47,7 +39,7 @@ public:
     /// For the registers of each part.
     struct Words
     {
-        std::span<std::uint32_t> core;
+        std::span<std::uint32_t> debug;
         std::span<std::uint32_t> control;
         std::span<std::uint32_t> timer;
         std::span<std::uint32_t> nvic;
@@ -62,8 +54,7 @@ public:
 
     RunState state() const;
     bool is_halted() const { return state() == RunState::halted; }
-    bool is_debug_enabled() const;
-    void enable_debug();
+    void enable_debug() { debug_.enable(); }
 
     void halt();
     /// As the vector catch does: at the reset handler's first instruction. The chip was reset just now.
@@ -78,7 +69,7 @@ public:
 
     /// Held in reset: it does not execute.
     void hold(bool held) { held_ = held; }
-    void reset(ResetKind kind) override;
+    void reset(ResetKind kind);
     /// Execute what fits into this time, within the bound for one call.
     void elapse(std::uint64_t nanoseconds);
 
@@ -88,17 +79,11 @@ public:
     void memories_changed();
 
 private:
-    friend struct CoreTable;
-
-    std::uint32_t read_debug_control(unsigned index);
-    void write_debug_control(std::uint32_t value, unsigned index);
-    void transfer_register(std::uint32_t value, unsigned index);
-
+    void write_selected_register(unsigned selector, std::uint32_t value);
     /// What the fetch of a program's first instruction meets; no bits when there could be one.
     FaultStatus first_fetch(std::uint32_t handler);
     Processor& processor();
     Cpu& cpu() { return processor().cpu(); }
-    Processor::DebugRequests debug_requests() const;
     void ended(Processor::Ending how);
     void pass(std::uint64_t cycles);
     std::uint64_t cycles_to_event();
@@ -106,14 +91,14 @@ private:
     void clear_active();
     Processor& ready();
     CpuStops stops() const;
-    bool is_trace_enabled() const;
     void lock_up();
     void keep_registers();
-    void set_state(RunState state);
 
     Bus& bus_;
     ProcessorState& kept_;
+    Records& records_;
     Connections connections_;
+    DebugControl debug_;
     Exceptions exceptions_;
     SystemControl control_;
     SysTick timer_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/cpu/direct_memory.h"
 #include "sim/cpu/fault_status.h"
 
 #include <array>
@@ -101,15 +102,6 @@ public:
 
 protected:
     ~CpuBus() = default;
-};
-
-/// Memory that the CPU reads and executes without asking the bus; writes go to the bus where it is not writable.
-/// Base and size are multiples of 4 KiB; the bytes outlive the CPU.
-struct DirectMemory
-{
-    std::uint32_t base = 0;
-    std::span<std::uint8_t> bytes;
-    bool writable = false;
 };
 
 enum class StopReason
