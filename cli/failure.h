@@ -1,10 +1,13 @@
 /// How the command ends: its exit codes, and the one exception by which a failure travels up to main().
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
 namespace tessit::cli {
+
+class Json;
 
 enum class ExitCode : int
 {
@@ -16,6 +19,7 @@ enum class ExitCode : int
     is_protected = 5,    ///< readback protection forbids it
     verify_mismatch = 6, ///< the chip holds something else than the file
     some_failed = 7,     ///< with several probes: some done, some failed
+    probe_in_use = 8,    ///< another program holds the probe
     interrupted = 130,   ///< Ctrl-C
 };
 
@@ -31,9 +35,27 @@ public:
     ExitCode code() const noexcept { return code_; }
     const std::string& hint() const noexcept { return hint_; }
 
+    /// The chip's memories are neither as they were nor as they were to be.
+    bool is_half_written() const noexcept { return is_half_written_; }
+    Failure& half_written(bool is = true)
+    {
+        is_half_written_ = is;
+        return *this;
+    }
+
+    /// What else a script can go by: members of the error as JSON. May be null.
+    const Json* details() const noexcept { return details_.get(); }
+    Failure& with(std::shared_ptr<const Json> details)
+    {
+        details_ = std::move(details);
+        return *this;
+    }
+
 private:
     ExitCode code_;
     std::string hint_;
+    bool is_half_written_ = false;
+    std::shared_ptr<const Json> details_; // a copy of an exception must not throw
 };
 
 } // namespace tessit::cli

@@ -28,7 +28,7 @@ constexpr const char* footer =
     "\n"
     "`tessit VERB --help` explains a verb. Exit codes: 0 done, 1 failure, 2 usage, 3 no probe,\n"
     "4 no target or low voltage, 5 protected, 6 verify mismatch, 7 some of several probes failed,\n"
-    "130 interrupted.";
+    "8 the probe is in use, 130 interrupted.";
 
 ExitCode run_command(const std::vector<Command>& commands, const Invocation& invocation)
 {
@@ -77,21 +77,25 @@ int run_application(int argc, const char* const* argv)
     root.footer(footer); // after the commands, which would take it over
 
     ExitCode code = ExitCode::done;
-    const auto console = [&settings] { return Console{{settings.json, settings.verbose, settings.yes}}; };
+    Console console{Console::Options{.json = settings.json}};
     try {
-        if (command_line.parse(argc, argv)) {
+        const bool goes_on = command_line.parse(argc, argv);
+        console = Console{{settings.json, settings.verbose, settings.yes, settings.events}};
+        console.at_command(command_line.command());
+        if (goes_on) {
             complete_settings(root, settings);
             std::optional<Bench> bench; // keeps the simulation loaded until the command is done
             if (settings.simulated) {
                 bench.emplace().open();
             }
-            code = run_command(commands, {settings, console()});
+            code = run_command(commands, {settings, console});
         }
     } catch (const Failure& failure) {
-        console().report(failure);
+        console.at_command(command_line.command());
+        console.report(failure);
         code = failure.code();
     } catch (const std::exception& error) {
-        console().report({ExitCode::failure, error.what()});
+        console.report({ExitCode::failure, error.what()});
         code = ExitCode::failure;
     }
     return static_cast<int>(flush_output(code));

@@ -50,15 +50,17 @@ Location describe_location(const Target& target, const Registers& registers)
              {"xpsr", registers[XPSR]}}};
 }
 
-std::string describe_changes(const Registers& before, const Registers& after)
+Changes describe_changes(const Registers& before, const Registers& after)
 {
     std::vector<std::string> changes;
+    Json json = Json::list();
     for (std::size_t i = 0; i < before.size(); ++i) {
         if (before[i] != after[i]) {
             changes.push_back(fmt::format("{} {:#010x} -> {:#010x}", register_names[i], before[i], after[i]));
+            json.push_back({{"register", register_names[i]}, {"before", before[i]}, {"after", after[i]}});
         }
     }
-    return fmt::format("{}", fmt::join(changes, ", "));
+    return {changes.empty() ? "no register changed" : fmt::format("{}", fmt::join(changes, ", ")), std::move(json)};
 }
 
 } // namespace tessit::cli

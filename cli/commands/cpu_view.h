@@ -20,7 +20,12 @@ struct Location
 };
 Location describe_location(const Target& target, const Registers& registers);
 
-/// "r0 0x00000000 -> 0x00000001, ..." of those that differ.
-std::string describe_changes(const Registers& before, const Registers& after);
+/// Of those that differ.
+struct Changes
+{
+    std::string text; ///< "r0 0x00000000 -> 0x00000001, ...", or that there is none
+    Json json;
+};
+Changes describe_changes(const Registers& before, const Registers& after);
 
 } // namespace tessit::cli

@@ -115,12 +115,10 @@ Report erase(const Target& target, const Options& options, const Console& consol
     return {fmt::format("Erased {} on probe {} in {}, and found blank ({}){}; the CPU is halted.\n", what, serial,
                         format_seconds(elapsed), describe_proof(result.proof, chip.memories.front().traits.units),
                         result.protection_was_lifted ? " after the block protection was lifted" : ""),
-            {{"probe", serial},
-             {"erased", what},
-             {"ranges", to_json(pieces)},
+            {{"what", what},
+             {"erased", to_json(pieces)},
              {"proof", name_of(result.proof)},
-             {"protection_lifted", result.protection_was_lifted},
-             {"seconds", std::chrono::duration<double>{elapsed}.count()}}};
+             {"protection_lifted", result.protection_was_lifted}}};
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)

@@ -50,6 +50,8 @@ public:
         json_[key] = std::move(value);
     }
 
+    void add_to_json(const char* key, Json value) { json_[key] = std::move(value); }
+
     Report report() const { return {format_table(rows_), json_}; }
 
 private:
@@ -73,7 +75,7 @@ void add_probe(InfoBuilder& info, const Session& session)
     info.add("SWD speed", "speed_khz", fmt::format("{} kHz", session.settings().speed_khz),
              session.settings().speed_khz);
     info.add("J-Link library", "jlink_version", fmt::format("{} ({})", version, session.jlink_path()), version);
-    info.add("tessit", "version", TESSIT_VERSION, TESSIT_VERSION);
+    info.add("tessit", "tessit", TESSIT_VERSION, TESSIT_VERSION);
     constexpr std::uint32_t least_millivolts = 1500; // less is refused at the connection; more is not told
     info.add("Target supply", "supply_at_least_millivolts", "at least 1.5 V", least_millivolts);
 }
@@ -95,6 +97,7 @@ void add_chip(InfoBuilder& info, const Target& target)
              fmt::format("{} in {} pages of {}", format_size(flash.size), flash.size / flash.page_size,
                          format_size(flash.page_size)),
              flash.size);
+    info.add_to_json("flash_page_bytes", flash.page_size);
     // No register shows it; whether it stands in the way, only an erase or a write without effect tells.
     info.add("Block protection", "block_protection", "not told by the chip; lifted where it stands in the way", Json());
     info.add("RAM", "ram_bytes", format_size(ram.total_bytes()), ram.total_bytes());

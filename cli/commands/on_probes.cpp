@@ -23,18 +23,22 @@ void connect(Session& session, std::uint32_t serial)
     }
 }
 
-Report run_on(Session& session, std::uint32_t serial, const ProbeWork& work)
+Report run_on(const Console& console, Session& session, std::uint32_t serial, const ProbeWork& work)
 {
+    console.at_probe(serial);
+    const Stopwatch stopwatch{session.clock()};
     connect(session, serial);
     Target target{session};
     Report report = work(target);
     session.disconnect();
+    const std::optional<double> modelled = stopwatch.modelled_seconds();
+    report.json.append({{"seconds", stopwatch.seconds()}, {"modelled_seconds", modelled ? Json(*modelled) : Json()}});
     return report;
 }
 
 ExitCode run_on_one(const Invocation& invocation, Session& session, std::uint32_t serial, const ProbeWork& work)
 {
-    const Report report = run_on(session, serial, work);
+    const Report report = run_on(invocation.console, session, serial, work);
     invocation.console.show(report.text, report.json);
     return session.close(ExitCode::done, invocation.console);
 }
@@ -46,9 +50,9 @@ struct Outcome
     Json json;
 };
 
-Outcome failed(std::uint32_t serial, const Failure& failure)
+Outcome failed(const Console& console, std::uint32_t serial, const Failure& failure)
 {
-    return {serial, failure.code(), Json{{"probe", serial}, {"error", Console::to_json(failure)}}};
+    return {serial, failure.code(), Json{{"probe", serial}, {"error", console.to_json(failure)}}};
 }
 
 // A report of several lines is set off from the next board's.
@@ -62,15 +66,17 @@ Outcome try_on(const Invocation& invocation, Session& session, std::uint32_t ser
     try {
         stop_if_interrupted("this probe was not begun");
         invocation.console.note(fmt::format("Probe {}", serial));
-        Report report = run_on(session, serial, work);
+        Report report = run_on(invocation.console, session, serial, work);
         if (!invocation.console.is_json()) {
             invocation.console.show(separated(report.text), {});
         }
-        return {serial, ExitCode::done, std::move(report.json)};
+        Json json{{"probe", serial}};
+        json.append(std::move(report.json));
+        return {serial, ExitCode::done, std::move(json)};
     } catch (const Failure& failure) {
         invocation.console.report_line(failure);
         session.abandon();
-        return failed(serial, failure);
+        return failed(invocation.console, serial, failure);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/firmware.h"
 #include "cli/memory/chip.h"
+#include "cli/memory/eraser.h"
 #include "cli/memory/programmer.h"
 #include "cli/session/memory_map.h"
 #include "cli/terminal/progress.h"
@@ -84,22 +85,32 @@ std::string describe_erases(const Plan& plan)
     return plan.erases.everything ? "the whole chip" : format_count(plan.erased_units, "pages");
 }
 
-Report summarize(const Session& session, const Options& options, const Plan& plan, const ProgramResult& result,
-                 Clock::Duration elapsed)
+std::vector<Piece> whole(const Device& device)
+{
+    std::vector<Piece> pieces;
+    std::ranges::transform(device.memories, std::back_inserter(pieces), [](const Memory& memory) {
+        return Piece{&memory, memory.traits.range};
+    });
+    return pieces;
+}
+
+Report summarize(const Session& session, const Device& chip, const Options& options, const Plan& plan,
+                 const ProgramResult& result, Clock::Duration elapsed)
 {
     Json json{
-        {"probe", session.serial()},
         {"image_bytes", plan.image_bytes},
         {"pages_touched", plan.touched_units},
         {"pages_changed", plan.changed_units ? Json(*plan.changed_units) : Json()},
         {"pages_written", plan.written_units},
         {"pages_erased", plan.erased_units},
         {"erased_all", plan.erases.everything},
+        {"changed", plan.changed_units ? to_json(plan.changed) : Json()},
+        {"erased", plan.erases.everything ? to_json(whole(chip)) : to_json(plan.erases.blocks)},
+        {"written", to_json(plan.changes)},
         {"written_bytes", result.written_bytes},
         {"verified", options.verify || plan.changes_nothing()},
         {"protection_lifted", result.protection_was_lifted},
         {"reset", options.reset},
-        {"seconds", std::chrono::duration<double>{elapsed}.count()},
     };
     return {fmt::format("Programmed {} on probe {}: {}, {} erased, {} written, {}{}{}.\n",
                         format_size(plan.image_bytes), session.serial(), describe_changes(plan, "pages"),
@@ -125,7 +136,7 @@ Report program(Target& target, const Image& image, const Options& options, const
     const auto elapsed = clock.now() - start;
     const bool is_protecting = protects_chip(image);
     const std::string ending = finish(target, options, is_protecting);
-    Report report = summarize(target.session(), options, plan, result, elapsed);
+    Report report = summarize(target.session(), chip, options, plan, result, elapsed);
     report.text += ending;
     report.json["protected"] = is_protecting && options.reset;
     return report;

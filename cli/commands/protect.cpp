@@ -16,7 +16,7 @@ Report report_protected(const Session& session, bool was_protected)
 {
     return {fmt::format("The chip is readback-protected {}. `{}` is the only way back; it erases everything.\n",
                         was_protected ? "already" : "now", session.command_line("recover --yes")),
-            {{"probe", session.serial()}, {"is_protected", true}, {"was_protected", was_protected}}};
+            {{"is_protected", true}, {"was_protected", was_protected}}};
 }
 
 Report protect(const Target& target, const Console& console)

@@ -176,7 +176,6 @@ ExitCode run_on_external_flash(const Invocation& invocation, const QspiOptions& 
         }
         Report report = work(flash);
         leave(flash, run_state, target.session(), invocation);
-        report.json["probe"] = target.session().serial();
         return report;
     });
 }

@@ -96,10 +96,9 @@ Report summarize(const ExternalFlash& flash, const Plan& plan, const ProgramResu
               {"sectors_touched", plan.touched_units},
               {"sectors_changed", plan.changed_units ? Json(*plan.changed_units) : Json()},
               {"sectors_written", plan.written_units},
-              {"erases", to_json(plan.erases.everything ? whole : plan.erases.blocks)},
+              {"erased", to_json(plan.erases.everything ? whole : plan.erases.blocks)},
               {"written_bytes", result.written_bytes},
-              {"verified_bytes", result.verified_bytes},
-              {"seconds", std::chrono::duration<double>{elapsed}.count()}};
+              {"verified_bytes", result.verified_bytes}};
     return {std::move(text), std::move(json)};
 }
 

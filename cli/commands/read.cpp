@@ -1,3 +1,4 @@
+#include "base/little_endian.h"
 #include "cli/chip/ram_power.h"
 #include "cli/commands/bounds.h"
 #include "cli/commands/on_probes.h"
@@ -59,6 +60,18 @@ std::string dump(const Options& options, const Range& range, const std::vector<s
     return options.as_words ? format_word_dump(range.first, bytes) : format_hex_dump(range.first, bytes);
 }
 
+void add_content(const Options& options, const std::vector<std::uint8_t>& bytes, Json& json)
+{
+    if (!options.as_words) {
+        json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
+        return;
+    }
+    json["words"] = Json::list();
+    for (std::size_t i = 0; i < bytes.size(); i += 4) {
+        json["words"].push_back(little_endian::load_u32(std::span{bytes}.subspan(i, 4)));
+    }
+}
+
 Report read(const Target& target, const Options& options, const Console& console)
 {
     RunStateKeeper run_state{target};
@@ -71,9 +84,9 @@ Report read(const Target& target, const Options& options, const Console& console
     progress.finish();
     run_state.restore();
 
-    Json json{{"probe", target.session().serial()}, {"address", range.first}, {"length", range.length}};
+    Json json{{"address", range.first}, {"length", range.length}};
     if (options.output.empty()) {
-        json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
+        add_content(options, bytes, json);
         return {dump(options, range, bytes), std::move(json)};
     }
     json["output"] = options.output;

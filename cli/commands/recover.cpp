@@ -36,8 +36,7 @@ Report summarize(const Target& target, bool was_protected, const EraseResult& er
                         session.serial(), format_table(rows),
                         erased.protection_was_lifted ? "The flash's block protection was lifted.\n" : "",
                         session.command_line("program FILE --reset")),
-            {{"probe", session.serial()},
-             {"was_protected", was_protected},
+            {{"was_protected", was_protected},
              {"is_protected", is_protected},
              {"proof", name_of(erased.proof)},
              {"protection_lifted", erased.protection_was_lifted}}};

@@ -70,10 +70,10 @@ Report access(const Target& target, const std::vector<Item>& items, const Consol
         }
     }
     std::vector<std::uint32_t> values;
-    Json json;
+    Json json{{"registers", Json()}};
     for (const Item& item : items) {
         values.push_back(read_register(target, item.which));
-        json[item.name()] = values.back();
+        json["registers"][item.name()] = values.back();
         if (item.value && *item.value != values.back()) {
             console.note(fmt::format("{} holds {:#010x}, not the {:#010x} that was given.", item.name(), values.back(),
                                      *item.value));

@@ -62,19 +62,16 @@ std::string describe_start(const Target& target, std::optional<CpuState> state)
 Report reset(const Target& target, const Options& options)
 {
     reset_chip(target, options.kind);
-    const std::uint32_t serial = target.session().serial();
     if (options.halt) {
         target.session().check(TESSIT_halt(), "halt the CPU after the reset");
-        return {"The chip was reset; the CPU is halted.\n", {{"probe", serial}, {"halted", true}, {"cpu", "halted"}}};
+        return {"The chip was reset; the CPU is halted.\n", {{"halted", true}, {"cpu", "halted"}}};
     }
     if (options.kind == Kind::system) {
         target.go();
     }
     const std::optional<CpuState> state = state_after_start(target);
     return {describe_start(target, state),
-            {{"probe", serial},
-             {"halted", state == CpuState::halted},
-             {"cpu", state ? cpu_state_name(*state) : "unknown"}}};
+            {{"halted", state == CpuState::halted}, {"cpu", state ? cpu_state_name(*state) : "unknown"}}};
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)

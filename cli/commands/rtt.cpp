@@ -84,16 +84,23 @@ Report talk(const Target& target, const Options& options, const Console& console
     if (options.list) {
         return describe(wait_for_channels(link, cpu, Deadline{session.clock(), options.conversation.timeout}, console));
     }
-    Conversation{link, cpu, options.conversation, console}.run();
-    return {};
+    Conversation conversation{link, cpu, options.conversation, console};
+    conversation.run();
+    const std::string& until = options.conversation.until;
+    return {"", {{"until", until.empty() ? Json() : Json(until)}, {"until_came", conversation.has_text_come()}}};
 }
 
 ExitCode run(const Invocation& invocation, Options& options)
 {
-    if (invocation.console.is_json() && !options.list) {
-        throw Failure{ExitCode::usage, "what channels say cannot be shown as JSON", "--json goes with --list."};
-    }
     ConversationOptions& conversation = options.conversation;
+    if (invocation.console.is_json() && !options.list) {
+        if (options.raw || conversation.output.timestamps) {
+            throw Failure{ExitCode::usage, "with --json every line of a channel is JSON that holds its time",
+                          "Leave --raw and --timestamps away."};
+        }
+        invocation.console.speak_in_lines();
+        conversation.output.json = true;
+    }
     if (!options.channels.empty()) {
         conversation.up = options.channels;
     }

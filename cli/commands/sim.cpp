@@ -53,12 +53,12 @@ std::vector<std::string> describe_row(const BenchProbe& bench_probe)
 Json describe_json(const BenchProbe& bench_probe)
 {
     const jlinksim_probe_t& probe = bench_probe.description;
-    Json json{{"serial", probe.serial_number},
+    Json json{{"probe", probe.serial_number},
               {"firmware", probe.firmware_text},
               {"plugged", probe.plugged != 0},
               {"in_use", probe.in_use != 0},
               {"supply_millivolts", probe.supply_millivolts},
-              {"chip", probe.chip_version},
+              {"chip", has_chip(bench_probe) ? Json(probe.chip_version) : Json()},
               {"state_folder", probe.state_folder}};
     if (!bench_probe.problem.empty()) {
         json["problem"] = bench_probe.problem;
@@ -80,7 +80,7 @@ ExitCode show(const Console& console)
     const std::string path = bench.path();
     std::vector<std::vector<std::string>> rows{
         {"PROBE", "STATE", "SUPPLY", "CHIP", "PROTECTION", "FLASH", "USED", "UICR", "RAM", "EXTERNAL FLASH"}};
-    Json json{{"bench", path}, {"probes", Json::list()}};
+    Json json{{"bench", path.empty() ? Json() : Json(path)}, {"probes", Json::list()}};
     for (const BenchProbe& probe : bench.probes()) {
         rows.push_back(describe_row(probe));
         json["probes"].push_back(describe_json(probe));
@@ -89,7 +89,7 @@ ExitCode show(const Console& console)
             console.note(fmt::format("Probe {}: {}.\n{}", serial, probe.problem, state_hint(serial)));
         }
     }
-    console.show(fmt::format("Bench: {}\n{}", path.empty() ? "built-in" : path, format_table(rows)), json);
+    console.show(fmt::format("Bench: {}\n{}", path.empty() ? "built-in" : path, format_table(rows)), std::move(json));
     return ExitCode::done;
 }
 
@@ -140,9 +140,9 @@ ExitCode change(const Invocation& invocation, const Options& options, bool reset
         }
         text += fmt::format("The chip on probe {} {}.\n", serial,
                             resets ? "has its factory state again" : "was switched off and on");
-        json["probes"].push_back(serial);
+        json["probes"].push_back({{"probe", serial}});
     }
-    invocation.console.show(text, json);
+    invocation.console.show(text, std::move(json));
     return ExitCode::done;
 }
 

@@ -25,9 +25,9 @@ Report step(const Target& target, std::uint32_t count, const Console& console)
         target.session().check(TESSIT_step(), "execute one instruction");
         const Registers after = read_registers(target);
         Location location = describe_location(target, after);
-        const std::string changes = describe_changes(before, after);
-        text += fmt::format("{}\n    {}\n", location.text, changes.empty() ? "no register changed" : changes);
-        location.json["changes"] = changes;
+        Changes changes = describe_changes(before, after);
+        text += fmt::format("{}\n    {}\n", location.text, changes.text);
+        location.json["changes"] = std::move(changes.json);
         steps.push_back(std::move(location.json));
         before = after;
     }

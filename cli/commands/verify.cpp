@@ -25,7 +25,7 @@ Report verify(const Target& target, const Image& image, const Files& files, cons
 
     const std::uint32_t serial = target.session().serial();
     return {fmt::format("Verified {} on probe {}: equal.\n", format_size(image.size()), serial),
-            {{"probe", serial}, {"image_bytes", image.size()}, {"equal", true}}};
+            {{"image_bytes", image.size()}, {"equal", true}}};
 }
 
 ExitCode run(const Invocation& invocation, const Files& files)

@@ -135,7 +135,7 @@ Report write(const Target& target, const Options& options, const Data& data)
     run_state.restore();
     return {fmt::format("Wrote {} at {:#010x}{}.\n", format_size(data.bytes.size()), data.address,
                         options.ficr || options.flash ? "; the CPU is halted" : ""),
-            {{"probe", target.session().serial()}, {"address", data.address}, {"length", data.bytes.size()}}};
+            {{"address", data.address}, {"length", data.bytes.size()}}};
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)

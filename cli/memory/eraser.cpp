@@ -1,5 +1,6 @@
 #include "cli/memory/eraser.h"
 
+#include "cli/platform/platform.h"
 #include "cli/terminal/progress.h"
 
 #include <algorithm>
@@ -44,7 +45,10 @@ EraseResult erase_blocks(const Device& device, const std::vector<Piece>& blocks,
     ProvenErases erases{device};
     std::uint64_t erased = 0;
     for (const Piece& block : blocks) {
-        stop_if_interrupted(fmt::format("{} of {} are erased", format_size(erased), format_size(total)));
+        if (platform::is_interrupted()) {
+            throw interrupted(fmt::format("{} of {} are erased", format_size(erased), format_size(total)))
+                .half_written(erased != 0);
+        }
         const Memory& memory = *block.memory;
         const BlankProof proof = prove ? cheapest_proof(memory, block.range, erase_seconds(block)) : BlankProof::none;
         result.proof = std::max(result.proof, proof);

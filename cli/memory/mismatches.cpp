@@ -1,6 +1,6 @@
 #include "cli/memory/mismatches.h"
 
-#include "cli/failure.h"
+#include "cli/text/json.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -23,22 +23,30 @@ void Mismatches::compare(std::uint32_t address, std::span<const std::uint8_t> ex
     }
 }
 
-void Mismatches::require_none(std::string_view what, std::string_view holder, const std::string& hint) const
+Failure Mismatches::failure(std::string_view what, std::string_view holder, const std::string& hint) const
 {
-    if (count_ == 0) {
-        return;
-    }
     std::string list;
+    Json json = Json::list();
     for (const Mismatch& mismatch : first_) {
+        json.push_back({{"address", mismatch.address}, {"expected", mismatch.expected}, {"found", mismatch.found}});
         fmt::format_to(std::back_inserter(list), "\n  {:#010x}  expected {:#04x}, found {:#04x}", mismatch.address,
                        mismatch.expected, mismatch.found);
     }
     if (count_ > first_.size()) {
         fmt::format_to(std::back_inserter(list), "\n  and {} more", count_ - first_.size());
     }
-    throw Failure{ExitCode::verify_mismatch,
-                  fmt::format("{} differs from {} in {} byte{}:{}", holder, what, count_, count_ == 1 ? "" : "s", list),
-                  hint};
+    Failure failure{
+        ExitCode::verify_mismatch,
+        fmt::format("{} differs from {} in {} byte{}:{}", holder, what, count_, count_ == 1 ? "" : "s", list), hint};
+    return failure.with(
+        std::make_shared<const Json>(Json{{"mismatches", std::move(json)}, {"mismatch_count", count_}}));
+}
+
+void Mismatches::require_none(std::string_view what, std::string_view holder, const std::string& hint) const
+{
+    if (count_ != 0) {
+        throw failure(what, holder, hint);
+    }
 }
 
 } // namespace tessit::cli

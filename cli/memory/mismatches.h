@@ -1,6 +1,8 @@
 /// Bytes that differ from what they should be.
 #pragma once
 
+#include "cli/failure.h"
+
 #include <cstdint>
 #include <span>
 #include <string>
@@ -25,8 +27,10 @@ public:
     std::uint64_t count() const { return count_; }
     const std::vector<Mismatch>& first() const { return first_; }
 
-    /// Throws a Failure with ExitCode::verify_mismatch that lists them, unless there are none. `what` was compared with
-    /// what `holder` names; the hint says what to do about a difference.
+    /// A Failure with ExitCode::verify_mismatch that lists them. `what` was compared with what `holder` names; the hint
+    /// says what to do about a difference.
+    Failure failure(std::string_view what, std::string_view holder, const std::string& hint) const;
+    /// Throws it unless there are none.
     void require_none(std::string_view what, std::string_view holder, const std::string& hint) const;
 
 private:

@@ -46,7 +46,6 @@ public:
     Plan build()
     {
         bool all_seen = true;
-        std::size_t changed = 0;
         for (const UnitMap& map : survey_.maps()) {
             StretchBuilder writes{map.memory->traits.bridge_bytes};
             StretchBuilder changes{0};
@@ -54,13 +53,15 @@ public:
                 add_unit(map, i, writes, changes);
                 const Unit& unit = map.units[i];
                 all_seen = all_seen && (unit.was_seen || !unit.is_touched);
-                changed += unit.is_touched && unit.state != UnitState::equal ? 1U : 0U;
+                if (unit.is_touched && unit.state != UnitState::equal) {
+                    plan_.changed.push_back({map.memory, map.memory->traits.unit(i)});
+                }
             }
             append(plan_.writes, *map.memory, writes.take());
             append(plan_.changes, *map.memory, changes.take());
         }
         if (all_seen) {
-            plan_.changed_units = changed;
+            plan_.changed_units = plan_.changed.size();
         }
         return std::move(plan_);
     }

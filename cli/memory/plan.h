@@ -35,6 +35,7 @@ struct Plan
     std::size_t written_units = 0;
     std::size_t erased_units = 0;             ///< by block; none where everything is erased
     std::optional<std::size_t> changed_units; ///< of the touched ones; nothing when not all of them were looked at
+    std::vector<Piece> changed;               ///< those that were found to differ
 
     bool changes_nothing() const { return erases.blocks.empty() && !erases.everything && writes.empty(); }
 };

@@ -28,7 +28,8 @@ public:
         } catch (const Failure& failure) {
             throw Failure{failure.code(), fmt::format("{}; {} is partly written now", failure.what(), device_.name),
                           failure.hint().empty() ? "Run the command again; it goes on where it stopped."
-                                                 : failure.hint()};
+                                                 : failure.hint()}
+                .half_written();
         }
         if (verify) {
             result.verified_bytes = this->verify();
@@ -98,8 +99,10 @@ private:
             comparison = compare(plan_.changes, plan_.contents, narration_);
         }
         if (!comparison.differing_units.empty()) {
-            comparison.mismatches.require_none("what was written", device_.name,
-                                               comparison.differing_units.front().memory->traits.mismatch_hint);
+            throw comparison.mismatches
+                .failure("what was written", device_.name,
+                         comparison.differing_units.front().memory->traits.mismatch_hint)
+                .half_written();
         }
         return comparison.bytes;
     }

@@ -182,4 +182,11 @@ bool CommandLine::parse(int argc, const char* const* argv)
     return true;
 }
 
+std::string CommandLine::command() const
+{
+    Verbs verbs = chosen_verbs(*app_);
+    verbs.erase(verbs.begin());
+    return typed(verbs);
+}
+
 } // namespace tessit::cli

@@ -22,6 +22,9 @@ public:
     /// False when help or version were asked for, which are printed then. Throws a Failure with ExitCode::usage.
     bool parse(int argc, const char* const* argv);
 
+    /// The verbs that were recognised: "qspi write". Empty when there was none.
+    std::string command() const;
+
 private:
     std::unique_ptr<CLI::App> app_;
 };

@@ -36,6 +36,8 @@ constexpr std::array lasting_options{
     Lasting{"verbose", "TESSIT_VERBOSE"},
 };
 
+constexpr Choice<bool> progress_styles[]{{"auto", false}, {"json", true}};
+
 std::string environment(const char* name)
 {
     const char* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): one thread
@@ -158,6 +160,9 @@ void add_global_options(const Verb& root, Settings& settings)
     add_size(root, "--flash-size", settings.flash_size, "flash size");
     add_size(root, "--page-size", settings.page_size, "page size");
     root.flag("--json", settings.json, "Print the result as JSON");
+    root.choice("--progress", progress_styles, settings.events,
+                "How progress is shown: as it fits standard error, or as lines of JSON")
+        .with_default("auto");
     root.flag("-v,--verbose", settings.verbose, "Show on standard error what the library does");
     root.text("--log", "FILE", settings.log_file, "Write what the library does to a file");
     root.parsed(

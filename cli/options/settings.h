@@ -23,6 +23,7 @@ struct Settings
     bool verbose = false;
     std::string log_file; ///< empty: none
     bool yes = false;
+    bool events = false; ///< progress and everything else on standard error as lines of JSON
 
     /// The flags of the command line that select the J-Link library, as they are to be typed again.
     std::string library_flags;

@@ -53,16 +53,18 @@ Failure no_channel(const char* direction, std::uint32_t index, const std::vector
             fmt::format("Its {} channels: {}.", direction, list_channels(channels))};
 }
 
-std::vector<std::string> names_of(const std::vector<std::uint32_t>& indexes, const std::vector<RttChannel>& channels)
+std::vector<RttOutput::ShownChannel> shown_channels(const std::vector<std::uint32_t>& indexes,
+                                                    const std::vector<RttChannel>& channels)
 {
-    std::vector<std::string> names;
+    std::vector<RttOutput::ShownChannel> shown;
     for (const std::uint32_t index : indexes) {
         if (index >= channels.size()) {
             throw no_channel("up", index, channels);
         }
-        names.push_back(channels[index].name.empty() ? fmt::format("channel {}", index) : channels[index].name);
+        const std::string& name = channels[index].name;
+        shown.push_back({index, name.empty() ? fmt::format("channel {}", index) : name});
     }
-    return names;
+    return shown;
 }
 
 } // namespace
@@ -145,7 +147,7 @@ void Conversation::run()
 void Conversation::attach()
 {
     const RttChannels channels = wait_for_channels(link_, cpu_, deadline_, console_);
-    output_.show_channels(names_of(options_.up, channels.up));
+    output_.show_channels(shown_channels(options_.up, channels.up));
     can_send_ = options_.down < channels.down.size();
     if (!can_send_ && options_.needs_down) {
         throw no_channel("down", options_.down, channels.down);

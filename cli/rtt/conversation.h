@@ -56,6 +56,8 @@ public:
     /// and the firmware has had its say, standard output is closed, the firmware has crashed (a Failure), or Ctrl-C (a
     /// Failure).
     void run();
+    /// Whether it was the text that ended it.
+    bool has_text_come() const { return has_come_; }
 
 private:
     void attach();

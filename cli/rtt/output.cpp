@@ -1,6 +1,8 @@
 #include "cli/rtt/output.h"
 
 #include "cli/failure.h"
+#include "cli/text/base64.h"
+#include "cli/text/json.h"
 
 #include <cerrno>
 #include <chrono>
@@ -45,7 +47,8 @@ Failure log_failure(const std::string& file)
 
 } // namespace
 
-RttOutput::RttOutput(const Clock& clock, Options options) : clock_{clock}, options_{std::move(options)}
+RttOutput::RttOutput(const Clock& clock, Options options)
+    : clock_{clock}, options_{std::move(options)}, begin_{clock.now()}
 {
     if (!options_.log_file.empty()) {
         log_.reset(std::fopen(options_.log_file.c_str(), "wb"));
@@ -67,12 +70,12 @@ void RttOutput::finish()
     flush();
 }
 
-void RttOutput::show_channels(const std::vector<std::string>& names)
+void RttOutput::show_channels(const std::vector<ShownChannel>& channels)
 {
     finish_lines();
     channels_.clear();
-    for (const std::string& name : names) {
-        channels_.push_back({names.size() > 1 ? name + ": " : "", {}, true});
+    for (const ShownChannel& channel : channels) {
+        channels_.push_back({channel.index, channels.size() > 1 ? channel.name + ": " : "", {}, true});
     }
 }
 
@@ -80,7 +83,7 @@ void RttOutput::finish_lines()
 {
     for (Channel& channel : channels_) {
         if (!channel.unfinished.empty()) {
-            write(line_begin(channel) + channel.unfinished + "\n");
+            write_line(channel, channel.unfinished);
             channel.unfinished.clear();
         }
     }
@@ -88,7 +91,7 @@ void RttOutput::finish_lines()
 
 void RttOutput::take(std::size_t channel, std::string_view bytes)
 {
-    if (channels_.size() > 1) {
+    if (channels_.size() > 1 || options_.json) {
         take_lines(channels_[channel], bytes);
     } else {
         take_as_it_comes(channels_[channel], bytes);
@@ -120,10 +123,26 @@ void RttOutput::take_lines(Channel& channel, std::string_view bytes)
         channel.unfinished += part;
         bytes.remove_prefix(part.size());
         if (part.ends_with('\n') || channel.unfinished.size() >= longest_line) {
-            write(line_begin(channel) + channel.unfinished + (part.ends_with('\n') ? "" : "\n"));
+            write_line(channel, channel.unfinished);
             channel.unfinished.clear();
         }
     }
+}
+
+void RttOutput::write_line(const Channel& channel, std::string_view line)
+{
+    if (!options_.json) {
+        write(line_begin(channel) + std::string{line} + (line.ends_with('\n') ? "" : "\n"));
+        return;
+    }
+    const std::chrono::duration<double> time = clock_.now() - begin_;
+    Json json{{"time", time.count()}, {"channel", channel.index}};
+    if (is_utf8(line)) {
+        json["text"] = line;
+    } else {
+        json["base64"] = base64(line);
+    }
+    write(json.dump_line() + "\n");
 }
 
 std::string RttOutput::line_begin(const Channel& channel) const

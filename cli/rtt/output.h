@@ -18,6 +18,7 @@ public:
     struct Options
     {
         bool timestamps = false; ///< the time of day before every line, or the modelled time
+        bool json = false;       ///< every line as JSON, with the seconds since the command's begin
         std::string log_file;    ///< gets all that is shown, too; may be empty
     };
 
@@ -28,12 +29,17 @@ public:
     RttOutput(const RttOutput&) = delete;
     RttOutput& operator=(const RttOutput&) = delete;
 
-    /// The channels that are shown from now on, by their positions in `names`. Unfinished lines of the others are
-    /// ended.
-    void show_channels(const std::vector<std::string>& names);
+    struct ShownChannel
+    {
+        std::uint32_t index = 0;
+        std::string name;
+    };
+
+    /// The channels that are shown from now on. Unfinished lines of the others are ended.
+    void show_channels(const std::vector<ShownChannel>& channels);
     /// The regular end: shows what is left, and throws a Failure when the log is not complete.
     void finish();
-    /// All that a call gets is shown when it returns, up to the last line's begin.
+    /// All that a call gets is shown when it returns, up to the last line's begin. `channel` is a position in the list.
     void take(std::size_t channel, std::string_view bytes);
 
     /// Standard output takes no more: its reader has gone.
@@ -42,6 +48,7 @@ public:
 private:
     struct Channel
     {
+        std::uint32_t index = 0;
         std::string prefix;
         std::string unfinished; ///< with several channels: a line's begin
         bool at_line_begin = true;
@@ -53,6 +60,7 @@ private:
 
     void finish_lines();
     void take_as_it_comes(Channel& channel, std::string_view bytes);
+    void write_line(const Channel& channel, std::string_view line);
     void take_lines(Channel& channel, std::string_view bytes);
     std::string line_begin(const Channel& channel) const;
     void write(std::string_view text);
@@ -60,6 +68,7 @@ private:
 
     const Clock& clock_;
     Options options_;
+    Clock::Duration begin_;
     std::unique_ptr<std::FILE, FileCloser> log_;
     std::vector<Channel> channels_;
 };

@@ -30,7 +30,7 @@ std::string_view without_line_end(std::string_view text)
 
 LibraryLog* LibraryLog::active = nullptr;
 
-LibraryLog::LibraryLog(bool is_shown, const std::string& file) : is_shown_{is_shown}, file_name_{file}
+LibraryLog::LibraryLog(Show show, const std::string& file) : show_{std::move(show)}, file_name_{file}
 {
     if (!file.empty()) {
         file_.reset(std::fopen(file.c_str(), "w"));
@@ -70,8 +70,8 @@ void LibraryLog::receive(const char* line)
 void LibraryLog::take(std::string_view line)
 {
     const std::string_view shown = line.substr(0, line.find_last_not_of("\r\n") + 1);
-    if (is_shown_) {
-        print_to(stderr, "{}\n", shown);
+    if (show_) {
+        show_(shown);
     }
     if (file_) {
         print_to(file_.get(), "{}\n", shown);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <jlinkarm_birch_tessit.h>
 #include <memory>
 #include <string>
@@ -13,8 +14,10 @@ namespace tessit::cli {
 class LibraryLog
 {
 public:
-    /// `file` may be empty. Throws a Failure when it cannot be written.
-    LibraryLog(bool is_shown, const std::string& file);
+    using Show = std::function<void(std::string_view line)>;
+
+    /// `show` and `file` may be empty. Throws a Failure when the file cannot be written.
+    LibraryLog(Show show, const std::string& file);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
     ~LibraryLog();
@@ -39,7 +42,7 @@ private:
 
     static LibraryLog* active; ///< set and cleared by the constructor and the destructor
 
-    bool is_shown_;
+    Show show_;
     std::string file_name_;
     std::unique_ptr<std::FILE, FileCloser> file_;
     std::string complaint_;    ///< newest message of the call that reports a failure

@@ -3,6 +3,7 @@
 #include "cli/session/jlink_location.h"
 #include "cli/session/result.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/stream.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +12,7 @@ namespace tessit::cli {
 Session::Session(const Settings& settings)
     : settings_{settings},
       jlink_path_{find_jlink_library(settings)},
-      log_{settings.verbose, settings.log_file},
+      log_{shown_log(), settings.log_file},
       clock_{settings.simulated ? std::make_unique<Clock>(jlink_path_) : std::make_unique<Clock>()}
 {
     check(TESSIT_open_dll(jlink_path_.c_str(), &LibraryLog::receive, BIRCH_FAMILY),
@@ -82,6 +83,21 @@ void Session::check(result_code_t result, std::string_view what, std::string_vie
     }
     const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
     throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint, !said.empty())};
+}
+
+LibraryLog::Show Session::shown_log() const
+{
+    if (!settings_.verbose) {
+        return {};
+    }
+    if (!settings_.events) {
+        return [](std::string_view line) { print_to(stderr, "{}\n", line); };
+    }
+    return [this](std::string_view line) {
+        Course course;
+        course.probe = serial_ == 0 ? std::nullopt : std::optional{serial_};
+        print_to(stderr, "{}\n", event_json(course, "log", {{"text", line}}).dump_line());
+    };
 }
 
 bool Session::has_lost_probe() const

@@ -20,37 +20,58 @@ bool environment_has(const char* name)
 
 Console::Console(const Options& options)
     : options_{options},
-      draws_bars_{platform::is_terminal(stderr) && !options.narrated},
+      draws_bars_{platform::is_terminal(stderr) && !options.narrated && !options.events},
       has_colours_{platform::is_terminal(stderr) && !environment_has("NO_COLOR")}
 {
 }
 
-void Console::show(std::string_view text, const Json& json) const
+void Console::show(std::string_view text, Json json) const
 {
-    print_to(stdout, "{}", options_.json ? json.dump() + "\n" : std::string{text});
+    if (options_.events && !text.empty()) {
+        tell("result", {{"text", text}});
+    }
+    if (!options_.json) {
+        print_to(stdout, "{}", text);
+        return;
+    }
+    const Json result = result_json(*course_, std::move(json));
+    print_to(stdout, "{}\n", course_->in_lines ? result.dump_line() : result.dump());
+}
+
+void Console::tell(std::string_view event, Json body) const
+{
+    print_to(stderr, "{}\n", event_json(*course_, event, std::move(body)).dump_line());
 }
 
 void Console::note(std::string_view line) const
 {
+    if (options_.events) {
+        tell("note", {{"text", line}});
+        return;
+    }
     print_to(stderr, "{}\n", line);
+}
+
+std::string Console::error_label() const
+{
+    const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
+    return fmt::format(style, "Error:");
 }
 
 void Console::report_line(const Failure& failure) const
 {
+    if (options_.events) {
+        tell("error", {{"error", to_json(failure)}});
+        return;
+    }
     if (failure.code() == ExitCode::interrupted) {
         note(failure.what());
     } else {
-        const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
-        print_to(stderr, "{} {}\n", fmt::format(style, "Error:"), failure.what());
+        print_to(stderr, "{} {}\n", error_label(), failure.what());
     }
     if (!failure.hint().empty()) {
         print_to(stderr, "Hint: {}\n", failure.hint());
     }
-}
-
-Json Console::to_json(const Failure& failure)
-{
-    return {{"code", static_cast<int>(failure.code())}, {"message", failure.what()}, {"hint", failure.hint()}};
 }
 
 void Console::report(const Failure& failure) const
@@ -79,11 +100,15 @@ void Console::confirm(std::string_view consequence) const
     }
 }
 
+Failure interrupted(std::string_view state)
+{
+    return {ExitCode::interrupted, state.empty() ? std::string{"interrupted"} : fmt::format("interrupted: {}", state)};
+}
+
 void stop_if_interrupted(std::string_view state)
 {
     if (platform::is_interrupted()) {
-        throw Failure{ExitCode::interrupted,
-                      state.empty() ? std::string{"interrupted"} : fmt::format("interrupted: {}", state)};
+        throw interrupted(state);
     }
 }
 

@@ -1,4 +1,4 @@
-/// Progress of one phase of a longer work: a bar on a terminal, one line at its end otherwise.
+/// Progress of one phase of a longer work: a bar on a terminal, one line at its end otherwise, or events.
 #pragma once
 
 #include "cli/terminal/narration.h"
@@ -15,7 +15,7 @@ public:
     Progress(const Narration& narration, std::string phase, std::uint64_t total, std::string unit);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    /// A phase that was not finished leaves its bar where it stopped.
+    /// A phase that was not finished leaves its bar where it stopped. The console knows how far it came.
     ~Progress();
 
     void advance(std::uint64_t amount);
@@ -24,20 +24,20 @@ public:
 
 private:
     void draw() const;
+    void tell(bool is_finished) const;
 
     const Narration narration_;
-    std::string phase_;
-    std::string unit_;
-    std::uint64_t total_;
-    std::uint64_t done_ = 0;
+    Phase phase_;
     bool is_finished_ = false;
     Clock::Duration start_;
 };
 
 /// "erase    [######........]  43%  4096 bytes" in as many columns as there are, at most; without the bar where there
-/// are few.
-std::string format_progress(const std::string& phase, std::uint64_t done, std::uint64_t total, const std::string& unit,
-                            std::size_t columns);
+/// are few. Of a phase that has something to do.
+std::string format_progress(const Phase& phase, std::size_t columns);
+
+/// "erase    4096 bytes in 0.09 s"
+std::string format_finished(const Phase& phase, Clock::Duration elapsed);
 
 /// "0.53 s"
 std::string format_seconds(Clock::Duration duration);

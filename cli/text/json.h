@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -52,11 +53,25 @@ public:
     /// Adds the members of another object.
     void append(Json object);
 
+    /// What a text holds; nothing when it is no JSON, or nests too deep to be any of ours.
+    static std::optional<Json> parse(std::string_view text);
+    /// The member of this name; null where there is none, or no object.
+    const Json* find(std::string_view key) const;
+    /// Removes the member of this name, if there is one.
+    void erase(std::string_view key);
+    /// The text or number that it is; an empty one when it is something else.
+    std::string text() const;
+    double number() const;
+    bool is_true() const;
+
     /// Never throws for the sake of a text: what is not UTF-8 in it, as file names may be, is replaced by U+FFFD.
     std::string dump() const;
+    /// The same on one line.
+    std::string dump_line() const;
 
 private:
     struct Writer;
+    struct Reader;
     using List = std::vector<Json>;
     using Object = std::vector<Member>;
 

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace tessit::cli {
@@ -31,6 +32,27 @@ public:
 private:
     struct Simulation;
     std::unique_ptr<Simulation> simulation_; ///< null: the host's time
+};
+
+/// How long something takes.
+class Stopwatch
+{
+public:
+    explicit Stopwatch(const Clock& clock) : clock_{clock}, chip_begin_{clock.now()} {}
+
+    /// By the host's clock.
+    double seconds() const { return std::chrono::duration<double>{std::chrono::steady_clock::now() - begin_}.count(); }
+    /// By the chip's, where it is modelled.
+    std::optional<double> modelled_seconds() const
+    {
+        return clock_.is_modelled() ? std::optional{std::chrono::duration<double>{clock_.now() - chip_begin_}.count()}
+                                    : std::nullopt;
+    }
+
+private:
+    const Clock& clock_;
+    Clock::Duration chip_begin_;
+    std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
 };
 
 } // namespace tessit::cli

@@ -24,7 +24,7 @@ protected:
 TEST_F(ProbesTest, AProbeIsNamedByAUniqueEndingBeforeOrAfterTheVerb)
 {
     EXPECT_EQ(tessit({"list"}).output, "600000011\n600000012\n700000011\n");
-    EXPECT_EQ(tessit_json({"list"})["probes"], nlohmann::json({600000011, 600000012, 700000011}));
+    EXPECT_EQ(tessit_json({"list"})["probes"][2]["probe"], 700000011);
     EXPECT_THAT(tessit({"--probe", "12", "info"}).output, HasSubstr("BIRCH_M3_VA_REV1"));
     EXPECT_THAT(tessit({"info", "--probe", "600000011"}).output, HasSubstr("BIRCH_M1_VA_REV2"));
     EXPECT_THAT(tessit({"info"}), FailsWith(3, "600000011, 600000012, 700000011"));

@@ -44,7 +44,7 @@ TEST_F(QspiTest, AnImageOfTheWholeFlashIsReadBackByAnotherProcess)
     const std::string image = binary("image.bin", flash_bytes);
     const auto written = qspi_json({"write", image + "@0", "--read-mode", "4", "--write-mode", "3", "--divider", "1"});
     EXPECT_EQ(written["verified_bytes"], flash_bytes);
-    EXPECT_EQ(written["erases"].size(), 1U) << "reading all of it would take longer";
+    EXPECT_EQ(written["erased"].size(), 1U) << "reading all of it would take longer";
     EXPECT_TRUE(whole_flash() == content("image.bin"));
     const auto again = qspi_json({"write", image + "@0"});
     EXPECT_EQ(again["sectors_changed"], 0);
@@ -63,7 +63,7 @@ TEST_F(QspiTest, ErasesAreTheLargestThatFitAndWholeSectorsOnly)
 {
     ASSERT_THAT(qspi({"write", binary("before.bin", flash_bytes) + "@0"}), Exits(0));
     const auto written = qspi_json({"write", binary("image.bin", 0x1A000, 2) + "@0xF000"});
-    EXPECT_EQ(written["erases"].dump(), R"([{"address":61440,"bytes":4096},{"address":65536,"bytes":65536},)"
+    EXPECT_EQ(written["erased"].dump(), R"([{"address":61440,"bytes":4096},{"address":65536,"bytes":65536},)"
                                         R"({"address":131072,"bytes":32768},{"address":163840,"bytes":4096}])");
     ASSERT_THAT(qspi({"erase", "--range", "0x8000-0x21000"}), Exits(0));
     std::string expected = content("before.bin");

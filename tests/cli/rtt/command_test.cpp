@@ -264,17 +264,10 @@ TEST_F(RttTest, CtrlCEndsIt)
 
 TEST_F(RttTest, RefusesWhatMakesNoSense)
 {
-    const Arguments cases[] = {{"--raw", "--timestamps"},
-                               {"--raw", "-c", "0", "-c", "1"},
-                               {"--list", "--until", "x"},
-                               {"--until", ""},
-                               {"--reset", "--no-go"},
-                               {"--no-input", "--down", "0"},
-                               {"--timeout", "-1"},
-                               {"--timeout", "soon"},
-                               {"--channel", "x"},
-                               {"--address", "0x20000001"},
-                               {"--json"}};
+    const Arguments cases[] = {
+        {"--raw", "--timestamps"}, {"--raw", "-c", "0", "-c", "1"}, {"--list", "--until", "x"}, {"--until", ""},
+        {"--reset", "--no-go"},    {"--no-input", "--down", "0"},   {"--timeout", "-1"},        {"--timeout", "soon"},
+        {"--channel", "x"},        {"--address", "0x20000001"},     {"--json", "--raw"}};
     for (const Arguments& wrong : cases) {
         EXPECT_THAT(talk(wrong), FailsWith(2, "")) << testing::PrintToString(wrong);
     }

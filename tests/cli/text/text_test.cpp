@@ -2,6 +2,7 @@
 #include "cli/failure.h"
 #include "cli/rtt/text_watch.h"
 #include "cli/terminal/progress.h"
+#include "cli/text/base64.h"
 #include "cli/text/numbers.h"
 #include "cli/text/table.h"
 
@@ -81,12 +82,29 @@ TEST(Table, PadsColumnsAndLeavesNoBlanksAtTheEndOfALine)
 
 TEST(Progress, FitsItsColumnsAndLeavesTheBarOutWhereTheyAreFew)
 {
-    const auto progress = [](std::size_t columns) { return format_progress("read", 1, 4, "pages", columns); };
+    const auto progress = [](std::size_t columns) { return format_progress({"read", 1, 4, "pages"}, columns); };
     EXPECT_EQ(progress(80), "read     [#######.......................]  25%  1 page");
     EXPECT_EQ(progress(33), "read     [##.......]  25%  1 page");
     EXPECT_EQ(progress(26), "read      25%  1 page");
     for (std::size_t columns = 0; columns < 80; ++columns) {
         EXPECT_LE(progress(columns).size(), columns);
+    }
+}
+
+TEST(Base64, BytesThatAreNoUtf8BecomeDigits)
+{
+    const std::pair<std::string_view, const char*> cases[] = {
+        {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xFF\xFE\xFD\xFC", "//79/A=="}};
+    for (const auto& [bytes, digits] : cases) {
+        EXPECT_EQ(base64(bytes), digits);
+    }
+    for (const char* text : {"", "plain", "\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+        EXPECT_TRUE(is_utf8(text)) << text;
+    }
+    // Cut off, too long a way, a surrogate, beyond the last character, out of place.
+    for (const char* bytes :
+         {"\xC3", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xA4", "\xC3z"}) {
+        EXPECT_FALSE(is_utf8(bytes)) << bytes;
     }
 }
 
