@@ -69,6 +69,12 @@ TEST(Library, writesWhatItIsGivenAndNothingElse)
                 ElementsAre(0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4, 5, 6, 7, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF));
     EXPECT_EQ(word_at(0x10001080), 0x12345678U);
     EXPECT_THAT(device.peek(ram + 8, 8), ElementsAre(1, 2, 3, 4, 5, 6, 0x66, 0x55));
+    for (std::uint32_t length = 1; length <= 3; ++length) { // a part of one word
+        device.poke_word(ram + 16, 0xDDCCBBAA);
+        EXPECT_OK(TESSIT_write(ram + 16, bytes.data(), length, 0));
+        const std::uint32_t kept = blank << 8 * length;
+        EXPECT_EQ(device.peek_word(ram + 16), (0xDDCCBBAA & kept) | (0x04030201 & ~kept));
+    }
     EXPECT_EQ(word_at(0x10000200), 0x04030201U);
     EXPECT_EQ(word_at(0x10000204), 0xCAFEU);
     std::array<std::uint8_t, 3> read{};

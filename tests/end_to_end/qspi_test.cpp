@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <vector>
 
 namespace tessit_test {
@@ -107,8 +108,19 @@ TEST(LibraryQspi, movesBytesFromAndToAnyAddress)
         EXPECT_EQ(flash_bytes(base, 10003), bytes);
         EXPECT_THAT(flash_bytes(base - 4, 4), testing::Each(0xFF));
         EXPECT_THAT(flash_bytes(base + 10003, 5), testing::Each(0xFF));
-        EXPECT_THAT(flash_bytes(base + 1, 1), testing::ElementsAre(bytes[1]));
         wait_for_flash();
+        constexpr std::uint32_t words = 0x40000;
+        for (std::uint32_t first = 0; first < 4; ++first) { // parts of one word
+            for (std::uint32_t length = 1; first + length <= 4; ++length) {
+                const std::uint32_t word = words + 16 * first + 4 * length;
+                EXPECT_OK(TESSIT_qspi_write(word + first, bytes.data(), length));
+                wait_for_flash();
+                std::vector<std::uint8_t> expected(4, 0xFF);
+                std::copy_n(bytes.begin(), length, expected.begin() + first);
+                EXPECT_EQ(flash_bytes(word, 4), expected);
+                EXPECT_TRUE(std::ranges::equal(flash_bytes(word + first, length), std::span{bytes}.first(length)));
+            }
+        }
         EXPECT_OK(TESSIT_qspi_erase(base & ~0xFFFU, ERASE4KB));
         EXPECT_THAT(flash_bytes(base, 0xFFD), testing::Each(0xFF));
         EXPECT_EQ(flash_bytes(base + 0xFFD, 1).front(), bytes[0xFFD]);
@@ -139,6 +151,8 @@ TEST(LibraryQspi, sendsInstructionsOfAnyLength)
     sent[1] = 0x10;
     EXPECT_OK(TESSIT_qspi_custom(0x03, 34, sent.data(), received.data()));
     EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), received.begin() + 3));
+    EXPECT_OK(TESSIT_qspi_custom(0x03, 17, sent.data(), received.data())); // two whole steps
+    EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + 13, received.begin() + 3));
     std::array<std::uint8_t, 8> identification{};
     EXPECT_OK(TESSIT_qspi_custom(0x9F, 9, nullptr, identification.data()));
     EXPECT_THAT(identification, testing::ElementsAre(0x5A, 0x51, 25, 0x5A, 0x51, 25, 0x5A, 0x51));
