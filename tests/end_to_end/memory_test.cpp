@@ -110,6 +110,7 @@ TEST(Library, erasesWhatItIsTold)
         EXPECT_EQ(word_at(0x3FFC) == blank, erase.page);
         EXPECT_EQ(word_at(0x4000) == blank, erase.code);
         EXPECT_EQ(word_at(0x10001080) == blank, erase.user);
+        EXPECT_EQ(word_at(0x10000130), 6U) << "the FICR stays";
     }
 }
 

@@ -1,21 +1,9 @@
 // Breakpoints, watchpoints, cycle counter and bit bands: what a debugger that has only memory accesses works with.
-#include "tests/sim/target_session.h"
-
-#include <array>
-#include <cstring>
-#include <string>
-#include <vector>
+#include "tests/sim/program_board.h"
 
 namespace tessit_test {
 namespace {
 
-constexpr unsigned pc = 15;
-constexpr std::uint32_t debug_faults = 0xE000ED30;
-constexpr std::uint32_t debug_control = 0xE000EDF0;
-constexpr std::uint32_t register_selector = 0xE000EDF4;
-constexpr std::uint32_t register_data = 0xE000EDF8;
-constexpr std::uint32_t exception_monitor = 0xE000EDFC;
-constexpr std::uint32_t trace_enable = 1U << 24;
 constexpr std::uint32_t cycle_count = 0xE0001004;
 constexpr std::uint32_t watch_address = 0xE0001020;
 constexpr std::uint32_t watch_mask = 0xE0001024;
@@ -23,55 +11,40 @@ constexpr std::uint32_t watch_function = 0xE0001028;
 constexpr std::uint32_t breakpoints = 0xE0002000;
 constexpr std::uint32_t data = ram + 0x100;
 
-/// A loop at 8 that is halted at its begin: R1 is `data`.
-///  8: nop  10: str r0, [r1]  12: ldrb r2, [r1, #2]  14: strh r0, [r1, #4]  16: str r0, [r1, #9]  18 (wide): nop  22: b
-///  8
-class Loop : public HaltedChip
+/// A loop that is halted at its begin; R1 is `data`.
+///  0: nop  2: str r0, [r1]  4: ldrb r2, [r1, #2]  6: strh r0, [r1, #4]  8 (wide): str r0, [r1, #9]  12: nop  14: b 0
+class Loop : public Program
 {
 public:
-    Loop()
+    Loop() : Program{{0xBF00, 0x6008, 0x788A, 0x8088, 0xF8C1, 0x0009, 0xBF00, 0xE7F7}}
     {
-        constexpr std::array<std::uint32_t, 6> words{0x20001000, 9, 0x6008BF00, 0x8088788A, 0x0009F8C1, 0xE7F6BF00};
-        for (std::uint32_t i = 0; i < words.size(); ++i) {
-            poke_word(4 * i, words[i]);
-        }
-        EXPECT_GE(JLINKARM_Reset(), 0);
         EXPECT_EQ(JLINKARM_WriteReg(1, data), 0);
-        write_word(debug_faults, ~0U);
-        write_word(exception_monitor, trace_enable);
+        write_word(exception_monitor, 1U << 24); // the units are on
     }
 
     /// Where it halts, or 0 when it goes on.
-    static std::uint32_t run()
-    {
-        JLINKARM_Go();
-        JLINKSIM_pass_time(100'000);
-        const bool halted = JLINKARM_IsHalted() == 1;
-        EXPECT_EQ(JLINKARM_Halt(), 0);
-        return halted ? JLINKARM_ReadReg(pc) : 0;
-    }
+    static std::uint32_t run() { return Program::run() == 1 ? JLINKARM_ReadReg(pc) : 0; }
 };
 
 TEST(DebugUnits, ABreakpointHaltsInFrontOfItsInstruction)
 {
     const Loop loop;
     EXPECT_EQ(read_word(breakpoints), 6U << 4) << "six comparators";
-    write_word(breakpoints + 8 + 4 * 5, 0x80000009); // the upper halfword at 8
+    write_word(breakpoints + 8 + 4 * 5, 1U << 31 | entry | 1); // the upper halfword
     EXPECT_EQ(Loop::run(), 0U) << "the unit is off";
     write_word(breakpoints, 1);
     EXPECT_EQ(Loop::run(), 0U) << "switched on without its key";
     write_word(breakpoints, 3);
     write_word(debug_faults, ~0U);
-    EXPECT_EQ(Loop::run(), 10U);
+    EXPECT_EQ(Loop::run(), entry + 2);
     EXPECT_EQ(read_word(debug_faults), 2U);
-    EXPECT_EQ(Loop::run(), 10U) << "there it stays";
-    write_word(breakpoints + 8, 0xC000000D); // both halfwords at 12
+    EXPECT_EQ(Loop::run(), entry + 2) << "there it stays";
+    write_word(breakpoints + 8, 3U << 30 | (entry + 4) | 1); // both halfwords
     write_word(breakpoints + 8 + 4 * 5, 0);
-    EXPECT_EQ(Loop::run(), 12U);
+    EXPECT_EQ(Loop::run(), entry + 4);
     write_word(breakpoints, 2);
     EXPECT_EQ(JLINKARM_Step(), 0);
-    EXPECT_EQ(JLINKARM_ReadReg(pc), 14U);
-    close_probe();
+    EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 6);
 }
 
 TEST(DebugUnits, AWatchpointHaltsBehindTheAccess)
@@ -88,23 +61,23 @@ TEST(DebugUnits, AWatchpointHaltsBehindTheAccess)
     constexpr std::uint32_t on_write = 6;
     constexpr std::uint32_t on_access = 7;
     const std::vector<Row> rows{
-        {"a word is written", data, 2, on_write, 12},
-        {"a byte is read", data + 2, 0, on_read, 14},
-        {"the word of the byte", data, 2, on_read, 14},
-        {"either", data, 2, on_access, 12},
-        {"the upper half of what is written", data + 3, 0, on_write, 12},
+        {"a word is written", data, 2, on_write, entry + 4},
+        {"a byte is read", data + 2, 0, on_read, entry + 6},
+        {"the word of the byte", data, 2, on_read, entry + 6},
+        {"either", data, 2, on_access, entry + 4},
+        {"the upper half of what is written", data + 3, 0, on_write, entry + 4},
         {"a halfword is not read", data + 4, 1, on_read, 0},
-        {"a halfword is written", data + 4, 1, on_write, 16},
+        {"a halfword is written", data + 4, 1, on_write, entry + 8},
         {"beside all of them", data + 6, 1, on_access, 0},
-        {"an access over a word's end", data + 12, 2, on_write, 20},
-        {"a large range", ram, 10, on_read, 14},
+        {"an access over a word's end", data + 12, 2, on_write, entry + 12},
+        {"a large range", ram, 10, on_read, entry + 6},
         {"off", data, 2, 0, 0},
     };
     const Loop loop;
     for (const Row& row : rows) {
         for (const std::uint32_t comparator : {0U, 3U}) {
             SCOPED_TRACE(row.what);
-            EXPECT_EQ(JLINKARM_WriteReg(pc, 8), 0);
+            EXPECT_EQ(JLINKARM_WriteReg(pc, entry), 0);
             write_word(watch_address + 16 * comparator, row.address);
             write_word(watch_mask + 16 * comparator, row.mask);
             write_word(watch_function + 16 * comparator, row.function);
@@ -119,7 +92,6 @@ TEST(DebugUnits, AWatchpointHaltsBehindTheAccess)
     write_word(watch_function, on_access);
     write_word(exception_monitor, 0);
     EXPECT_EQ(Loop::run(), 0U) << "the unit is off";
-    close_probe();
 }
 
 TEST(DebugUnits, TheCycleCounterCountsInstructions)
@@ -134,7 +106,6 @@ TEST(DebugUnits, TheCycleCounterCountsInstructions)
     write_word(exception_monitor, 0);
     EXPECT_EQ(JLINKARM_Step(), 0);
     EXPECT_EQ(read_word(cycle_count), 3U);
-    close_probe();
 }
 
 TEST(DebugUnits, ATrapMakesUnalignedAccessesFaults)
@@ -143,11 +114,10 @@ TEST(DebugUnits, ATrapMakesUnalignedAccessesFaults)
     EXPECT_EQ(Loop::run(), 0U);
     write_word(0xE000ED14, 0x208);           // CCR: trap them
     write_word(exception_monitor, 1U << 10); // catch the HardFault
-    EXPECT_EQ(JLINKARM_WriteReg(pc, 8), 0);
+    EXPECT_EQ(JLINKARM_WriteReg(pc, entry), 0);
     EXPECT_NE(Loop::run(), 0U);
     EXPECT_EQ(read_word(0xE000ED28), 1U << 24);
     EXPECT_THAT(loop.take_records(), begin_with("cpu-fault: write of 4 bytes at 0x20000109 not aligned"));
-    close_probe();
 }
 
 TEST(DebugUnits, RegistersAreReachedBySelectors)
@@ -176,7 +146,6 @@ TEST(DebugUnits, RegistersAreReachedBySelectors)
     EXPECT_EQ(read(33), 0x03000000U);
     EXPECT_EQ(read(20), 0x03012001U);
     EXPECT_EQ(read(13), 0x20000800U);
-    close_probe();
 }
 
 TEST(DebugUnits, AResetIsSeenOnce)
@@ -184,7 +153,6 @@ TEST(DebugUnits, AResetIsSeenOnce)
     const Loop loop;
     EXPECT_NE(read_word(debug_control) & 1U << 25, 0U);
     EXPECT_EQ(read_word(debug_control) & 1U << 25, 0U);
-    close_probe();
 }
 
 TEST(DebugUnits, ABitHasAWordOfItsOwn)
@@ -203,7 +171,6 @@ TEST(DebugUnits, ABitHasAWordOfItsOwn)
     EXPECT_EQ(read_word(data), 0x800000D3U);
     // A peripheral's: RAMON of the first section.
     EXPECT_EQ(read_word(0x42000000 + 0x900 * 32), read_word(0x40000900) & 1U);
-    close_probe();
 }
 
 } // namespace

@@ -1,64 +1,13 @@
 // What a debugger sees of exceptions, and the ends that they can have.
+#include "tests/sim/program_board.h"
 #include "tests/sim/qspi_board.h"
-#include "tests/sim/target_session.h"
-
-#include <array>
-#include <vector>
 
 namespace tessit_test {
 namespace {
 
-constexpr unsigned pc = 15;
-constexpr unsigned lr = 14;
-constexpr unsigned xpsr = 16;
-constexpr unsigned msp = 17;
-
 constexpr std::uint32_t sys_tick_control = 0xE000E010;
 constexpr std::uint32_t interrupt_priorities = 0xE000E400;
-constexpr std::uint32_t interrupt_control = 0xE000ED04;
 constexpr std::uint32_t pend_sys_tick = 1U << 26;
-constexpr std::uint32_t handlers = 0xE000ED24;
-constexpr std::uint32_t fault_status = 0xE000ED28;
-constexpr std::uint32_t hard_fault_status = 0xE000ED2C;
-constexpr std::uint32_t debug_faults = 0xE000ED30;
-constexpr std::uint32_t debug_control = 0xE000EDF0;
-constexpr std::uint32_t exception_monitor = 0xE000EDFC;
-
-constexpr std::uint32_t stack = 0x20001000;
-constexpr std::uint32_t handler = 0x180;
-constexpr std::uint32_t entry = 0x200;
-
-/// A program whose exceptions all have the handler, both given as halfwords.
-class Program : public HaltedChip
-{
-public:
-    Program(const std::vector<std::uint16_t>& code, const std::vector<std::uint16_t>& handler_code,
-            std::string_view version = "BIRCH_M1_VA_REV2")
-        : HaltedChip{version}
-    {
-        poke_word(0, stack);
-        poke_word(4, entry + 1);
-        for (std::uint32_t vector = 2; vector < handler / 4; ++vector) {
-            poke_word(4 * vector, handler + 1);
-        }
-        put(handler, handler_code);
-        put(entry, code);
-        EXPECT_GE(JLINKARM_Reset(), 0);
-        write_word(debug_faults, ~0U);
-    }
-
-    static void run() { JLINKARM_Go(), JLINKSIM_pass_time(1'000'000), JLINKARM_Halt(); }
-
-private:
-    void put(std::uint32_t address, std::vector<std::uint16_t> halfwords)
-    {
-        halfwords.resize(halfwords.size() + halfwords.size() % 2, 0xBF00);
-        for (std::size_t i = 0; i < halfwords.size(); i += 2) {
-            poke_word(address + 2 * static_cast<std::uint32_t>(i),
-                      halfwords[i] | std::uint32_t{halfwords[i + 1]} << 16);
-        }
-    }
-};
 
 TEST(Exceptions, AStepTakesAnExceptionThatWaitsUnlessItMasksThem)
 {
@@ -86,7 +35,6 @@ TEST(Exceptions, AStepTakesAnExceptionThatWaitsUnlessItMasksThem)
     EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 4);
     EXPECT_EQ(JLINKARM_ReadReg(msp), stack);
     EXPECT_EQ(read_word(handlers), 0U);
-    close_probe();
 }
 
 TEST(Exceptions, FaultsEndInTheirHandlersOrInALockUp)
@@ -104,53 +52,56 @@ TEST(Exceptions, FaultsEndInTheirHandlersOrInALockUp)
         std::uint32_t hard;      ///< HFSR
         std::uint32_t event;     ///< DFSR
         std::size_t records;
+        std::uint32_t state; ///< until the host halts it, as Program::run says
+    };
+    enum State : std::uint32_t
+    {
+        runs = 0,
+        halts = 1,
+        sleeps = 2,
+        locks_up = 4,
     };
     constexpr std::uint32_t forced = 1U << 30;
     constexpr std::uint32_t usage = 1U << 18;
     constexpr std::uint32_t nowhere = 0xFFFFFFFE;
     constexpr std::uint32_t requested = 1;
     constexpr std::uint32_t caught = 8;
+    // clang-format off
     const std::vector<Row> rows{
-        {"HardFault", {0xDE00}, {0xE7FE}, 0, 0, handler, 3, 1U << 16, forced, requested, 1},
-        {"UsageFault", {0xDE00}, {0xE7FE}, usage, 0, handler, 6, 1U << 16, 0, requested, 0},
-        {"caught HardFault", {0xDE00}, {0xBF00}, 0, 1U << 10, handler, 3, 1U << 16, forced, caught, 1},
-        {"caught UsageFault", {0xDE00}, {0xBF00}, usage, 1U << 7, handler, 6, 1U << 16, 0, caught, 0},
-        {"another one is caught", {0xDE00}, {0xE7FE}, usage, 1U << 6, handler, 6, 1U << 16, 0, requested, 0},
-        {"a fault in HardFault", {0xDE00}, {0xDE00}, 0, 0, nowhere, 3, 1U << 16, forced, requested, 2},
-        {"a fault in UsageFault", {0xDE00}, {0xDE00}, usage, 0, nowhere, 3, 1U << 16, forced, requested, 2},
-        {"SVC with PRIMASK set", {0xB672, 0xDF00}, {0xE7FE}, 0, 0, handler, 3, 0, forced, requested, 1},
+        {"HardFault", {0xDE00}, {0xE7FE}, 0, 0, handler, 3, 1U << 16, forced, requested, 1, runs},
+        {"UsageFault", {0xDE00}, {0xE7FE}, usage, 0, handler, 6, 1U << 16, 0, requested, 0, runs},
+        {"caught HardFault", {0xDE00}, {0xBF00}, 0, 1U << 10, handler, 3, 1U << 16, forced, caught, 1, halts},
+        {"caught UsageFault", {0xDE00}, {0xBF00}, usage, 1U << 7, handler, 6, 1U << 16, 0, caught, 0, halts},
+        {"another one is caught", {0xDE00}, {0xE7FE}, usage, 1U << 6, handler, 6, 1U << 16, 0, requested, 0, runs},
+        {"a fault in HardFault", {0xDE00}, {0xDE00}, 0, 0, nowhere, 3, 1U << 16, forced, requested, 2, locks_up},
+        {"a fault in UsageFault", {0xDE00}, {0xDE00}, usage, 0, nowhere, 3, 1U << 16, forced, requested, 2, locks_up},
+        {"no handler", {0xDE00}, {}, 0, 0, nowhere, 3, 3U << 16, forced, requested, 2, locks_up},
+        {"no Thumb code", {0x4700}, {0xE7FE}, 0, 0, handler, 3, 1U << 17, forced, requested, 1, runs}, // bx r0
+        {"SVC with PRIMASK set", {0xB672, 0xDF00}, {0xE7FE}, 0, 0, handler, 3, 0, forced, requested, 1, runs},
         // mvn lr, #6: a return to thread mode, in thread mode; mvn lr, #14: to a handler, from the only one
-        {"a return outside handlers", {0xF06F, 0x0E06, 0x4770}, {0xE7FE}, 0, 0, handler, 3, 1, forced, requested, 1},
-        {"a return to nowhere", {0xDF00}, {0xF06F, 0x0E0E, 0x4770}, usage, 1U << 7, handler, 6, 1U << 18, 0, caught, 0},
+        {"a return outside handlers", {0xF06F, 0x0E06, 0x4770}, {0xE7FE}, 0, 0, handler, 3, 1, forced, requested, 1, runs},
+        {"a return to nowhere", {0xDF00}, {0xF06F, 0x0E0E, 0x4770}, usage, 1U << 7, handler, 6, 1U << 18, 0, caught, 0, halts},
         // mov r0, #0x30000000; msr msp, r0; svc
-        {"no stack",
-         {0xF04F, 0x5040, 0xF380, 0x8808, 0xDF00},
-         {0xBF00},
-         0,
-         1U << 9,
-         handler,
-         3,
-         1U << 12,
-         forced,
-         caught,
-         2},
+        {"no stack", {0xF04F, 0x5040, 0xF380, 0x8808, 0xDF00}, {0xBF00}, 0, 1U << 9, handler, 3, 1U << 12, forced, caught, 2, halts},
         // vmov s0, r0 with the unit off
-        {"no FPU", {0xEE00, 0x0A10}, {0xE7FE}, usage, 0, handler, 6, 1U << 19, 0, requested, 0},
+        {"no FPU", {0xEE00, 0x0A10}, {0xE7FE}, usage, 0, handler, 6, 1U << 19, 0, requested, 0, runs},
+        {"a breakpoint", {0xBF00, 0xBE00}, {0xE7FE}, 0, 0, entry + 2, 0, 0, 0, 2, 0, halts},
+        {"WFI", {0xBF30, 0xE7FE}, {0xE7FE}, 0, 0, entry + 2, 0, 0, 0, requested, 0, sleeps},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         Program program{row.code, row.handler};
         program.take_records();
         write_word(handlers, row.enabled);
         write_word(exception_monitor, row.catches);
-        Program::run();
+        EXPECT_EQ(Program::run(), row.state);
         EXPECT_EQ(JLINKARM_ReadReg(pc), row.pc);
         EXPECT_EQ(JLINKARM_ReadReg(xpsr) & 0x1FFU, row.exception);
         EXPECT_EQ(read_word(fault_status), row.causes);
         EXPECT_EQ(read_word(hard_fault_status), row.hard);
         EXPECT_EQ(read_word(debug_faults), row.event);
         EXPECT_EQ(program.take_records().size(), row.records);
-        close_probe();
     }
 }
 
@@ -162,13 +113,12 @@ TEST(Exceptions, TheTimerCountsInstructionsToTheCycle)
                                     0x2105, 0x6001, 0xBF00, 0xBF00, 0xBF00, 0x6882};
     code.insert(code.end(), 130, 0xBF00);
     code.insert(code.end(), {0x6803, 0x6804, 0xE7FE});
-    const Program program{code, {0xE7FE}};
+    const Program program{code};
     Program::run();
     EXPECT_EQ(JLINKARM_ReadReg(2), 96U) << "loaded with 99 in the cycle that starts it";
     EXPECT_EQ(JLINKARM_ReadReg(3), 0x10005U);
     EXPECT_EQ(JLINKARM_ReadReg(4), 5U) << "reading takes the flag away";
     EXPECT_EQ(JLINKARM_ReadReg(xpsr) & 0x1FFU, 0U) << "no exception was asked for";
-    close_probe();
 }
 
 TEST(Exceptions, APeripheralWakesTheCpuWhenItsTimeHasCome)
@@ -190,7 +140,6 @@ TEST(Exceptions, APeripheralWakesTheCpuWhenItsTimeHasCome)
     EXPECT_EQ(JLINKARM_ReadReg(4), 1U) << "once: the handler cleared the event";
     EXPECT_NEAR(0xFFFFFF - JLINKARM_ReadReg(5), 640, 2) << "10 us after its activation";
     EXPECT_EQ(JLINKARM_ReadReg(pc), entry + 16);
-    close_probe();
 }
 
 TEST(Exceptions, AResetTakesAwayWhatAPeripheralHasPended)
@@ -203,12 +152,11 @@ TEST(Exceptions, AResetTakesAwayWhatAPeripheralHasPended)
     ASSERT_GE(JLINKARM_Reset(), 0);
     EXPECT_EQ(read_word(second_pending), 0U);
     chip.take_records(); // the interface was left on
-    close_probe();
 }
 
 TEST(Exceptions, PrioritiesAreWrittenByTheByte)
 {
-    Program program{{0xE7FE}, {0xE7FE}};
+    Program program{{0xE7FE}};
     const auto write_byte = [](std::uint32_t address, std::uint8_t value) {
         EXPECT_EQ(JLINKARM_WriteMem(address, 1, &value), 1);
     };
@@ -218,7 +166,6 @@ TEST(Exceptions, PrioritiesAreWrittenByTheByte)
     EXPECT_EQ(read_word(0xE000ED20), 0x40000000U);
     write_byte(sys_tick_control, 1);
     EXPECT_THAT(program.take_records(), begin_with("register-not-word"));
-    close_probe();
 }
 
 } // namespace

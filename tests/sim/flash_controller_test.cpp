@@ -55,29 +55,6 @@ TEST(SimulatedFlash, erasesThePageOfAnyAddressInIt)
     EXPECT_THAT(bench.take_records(), begin_with("flash-erase-outside"));
 }
 
-TEST(SimulatedFlash, erasesFlashAndUserAreaAndLeavesTheFactoryArea)
-{
-    struct Case
-    {
-        std::uint32_t key, register_address, value;
-        bool code_erased;
-    };
-    const std::array cases{Case{0, flash_erase_all, 1, true}, Case{0, flash_erase_uicr, 1, false},
-                           Case{0x6E71, flash_mass_erase, 3, true}};
-    for (const Case& erase : cases) {
-        SCOPED_TRACE(erase.register_address);
-        const HaltedChip bench{"BIRCH_M2_VA_REV1", "flash_fill = 0\n"};
-        program_word(0x10001080, 5);
-        set_flash(flash_key, erase.key);
-        set_flash(flash_config, 2);
-        write_word(erase.register_address, erase.value);
-        wait_for_flash();
-        EXPECT_EQ(read_word(0x10001080), blank);
-        EXPECT_EQ(read_word(0xFFFFC), erase.code_erased ? blank : 0);
-        EXPECT_EQ(read_word(0x10000130), 8U);
-    }
-}
-
 TEST(SimulatedFlash, guardsFactoryAreaAndMassEraseByTheirKeys)
 {
     HaltedChip bench{"BIRCH_M1_VA_REV2", "flash_fill = 0\n"};

@@ -12,20 +12,23 @@ constexpr std::uint32_t ram_power(std::uint32_t block)
     return 0x40000900 + 0x10 * block;
 }
 
-TEST(SimulatedPower, showsTheSectionsThatTheChipHas)
+TEST(SimulatedPower, showsTheMemoriesThatTheChipHas)
 {
     struct Case
     {
         const char* version;
         std::uint32_t blocks; ///< with two small sections each
         std::uint32_t large_sections;
-        std::uint32_t ram_bytes;
+        std::uint32_t ram_bytes, flash_pages;
     };
-    const std::array cases{Case{"BIRCH_M1_VA_REV2", 8, 0x00, 0x10000}, Case{"BIRCH_M1_VB_REV1", 4, 0x00, 0x8000},
-                           Case{"BIRCH_M2_VA_ENGB", 8, 0x3F, 0x40000}, Case{"BIRCH_M3_VA_REV1", 3, 0x00, 0x6000}};
+    const std::array cases{
+        Case{"BIRCH_M1_VA_REV2", 8, 0x00, 0x10000, 128}, Case{"BIRCH_M1_VB_REV1", 4, 0x00, 0x8000, 64},
+        Case{"BIRCH_M2_VA_ENGB", 8, 0x3F, 0x40000, 256}, Case{"BIRCH_M3_VA_REV1", 3, 0x00, 0x6000, 48}};
     for (const Case& chip : cases) {
         SCOPED_TRACE(chip.version);
         const HaltedChip bench{chip.version};
+        EXPECT_EQ(read_word(0x10000010), 4096U);
+        EXPECT_EQ(read_word(0x10000014), chip.flash_pages);
         for (std::uint32_t block = 0; block <= 8; ++block) {
             write_word(ram_power(block) + 4, 0xFFFF);
             const std::uint32_t small = block < chip.blocks ? 3 : 0;
