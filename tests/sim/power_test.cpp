@@ -5,8 +5,6 @@
 namespace tessit_test {
 namespace {
 
-constexpr std::uint32_t reset_reasons = 0x40000400;
-
 constexpr std::uint32_t ram_power(std::uint32_t block)
 {
     return 0x40000900 + 0x10 * block;
@@ -91,23 +89,6 @@ TEST(SimulatedPower, keepsRamAndItsPowerThroughResetsButNotThroughPowerOn)
     ASSERT_GE(JLINKARM_Connect(), 0);
     EXPECT_EQ(read_word(ram), fresh);
     EXPECT_EQ(read_word(ram_power(7)), 3U);
-}
-
-TEST(SimulatedPower, collectsResetReasonsUntilOnesClearThem)
-{
-    const HaltedChip bench;
-    EXPECT_EQ(read_word(reset_reasons), 0U);
-    ASSERT_GE(JLINKARM_Reset(), 0);
-    EXPECT_EQ(read_word(reset_reasons), 0x4U);
-    pulse_reset_line();
-    write_port(1, 0x00, 1);
-    write_port(1, 0x00, 0);
-    ASSERT_GE(JLINKARM_Connect(), 0);
-    EXPECT_EQ(read_word(reset_reasons), 0x40005U);
-    write_word(reset_reasons, 0x4);
-    EXPECT_EQ(read_word(reset_reasons), 0x40001U);
-    write_word(reset_reasons, 0xFFFFFFFF);
-    EXPECT_EQ(read_word(reset_reasons), 0U);
 }
 
 TEST(SimulatedPower, hasPinConfigurationOfThePortsThatTheChipHas)

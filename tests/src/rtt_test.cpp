@@ -52,14 +52,6 @@ protected:
 
 TEST_F(RttTest, TheFixedAddressOutlivesACloseButNotAStop)
 {
-    open_device();
-    EXPECT_EQ(TESSIT_rtt_start(), RESULT_OK);
-    EXPECT_EQ(command_, 0u);
-    EXPECT_FALSE(record_.has_value());
-    EXPECT_EQ(TESSIT_rtt_stop(), RESULT_OK);
-    EXPECT_EQ(command_, 1u);
-    EXPECT_THAT(*record_, ElementsAre(1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
-    TESSIT_close_dll();
     open();
     EXPECT_EQ(TESSIT_rtt_set_control_block_address(0x20001234), RESULT_OK);
     TESSIT_close_dll();
@@ -68,6 +60,7 @@ TEST_F(RttTest, TheFixedAddressOutlivesACloseButNotAStop)
     EXPECT_THAT(*record_, ElementsAre(0x34, 0x12, 0, 0x20, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
     EXPECT_EQ(TESSIT_rtt_set_control_block_address(1), ERR_WRONG_STATE);
     EXPECT_EQ(TESSIT_rtt_stop(), RESULT_OK);
+    EXPECT_THAT(*record_, ElementsAre(1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
     EXPECT_EQ(TESSIT_rtt_start(), RESULT_OK);
     EXPECT_FALSE(record_.has_value()) << "stopping forgets the address";
 }

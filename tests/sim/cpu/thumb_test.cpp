@@ -8,40 +8,6 @@
 namespace jlinksim::thumb {
 namespace {
 
-TEST(Thumb, TellsTheInstructionsThatTheEngineDoesNotGet)
-{
-    struct Row
-    {
-        Instruction instruction;
-        Kind kind;
-        unsigned length;
-    };
-    const std::vector<Row> rows{
-        {{0xBF00}, Kind::ordinary, 2},
-        {{0xBF10}, Kind::yield, 2},
-        {{0xBF20}, Kind::wait_for_event, 2},
-        {{0xBF30}, Kind::wait_for_interrupt, 2},
-        {{0xBF40}, Kind::send_event, 2},
-        {{0xBF50}, Kind::ordinary, 2},
-        {{0xBF08}, Kind::if_then, 2},
-        {{0xBFE1}, Kind::if_then, 2},
-        {{0xBEAB}, Kind::breakpoint, 2},
-        {{0xDF01}, Kind::supervisor_call, 2},
-        {{0xDE00}, Kind::ordinary, 2},
-        {{0xE7FE}, Kind::ordinary, 2},
-        {{0xF3AF, 0x8000}, Kind::ordinary, 4},
-        {{0xF3AF, 0x8002}, Kind::wait_for_event, 4},
-        {{0xF3AF, 0x8003}, Kind::wait_for_interrupt, 4},
-        {{0xF3BF, 0x8F5F}, Kind::ordinary, 4},
-        {{0xE850, 0x1F00}, Kind::ordinary, 4},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.instruction.first);
-        EXPECT_EQ(classify(row.instruction), row.kind);
-        EXPECT_EQ(row.instruction.length(), row.length);
-    }
-}
-
 TEST(Thumb, EvaluatesAllConditionsOverAllFlags)
 {
     struct Row

@@ -80,25 +80,6 @@ TEST_F(RttChannels, refuseWhatDoesNotExist)
     EXPECT_EQ(bench.take_records().size(), 1U);
 }
 
-TEST_F(RttChannels, giveBytesInOrderAlsoAcrossTheRingsEnd)
-{
-    attach();
-    EXPECT_EQ(read(0), "") << "nothing there is not an error";
-    EXPECT_EQ(read(1, 3), "pay");
-    EXPECT_EQ(read(1, 0), "");
-    EXPECT_EQ(read(1), "load");
-    EXPECT_EQ(get_ring(block, 1).read, 7U);
-    // 63 bytes from 7 on: as much as the ring holds, around its end.
-    std::string sent;
-    for (std::uint32_t i = 0; i < 63; ++i) {
-        sent += static_cast<char>('0' + i);
-        poke(data_buffer + (7 + i) % 64, sent.substr(i, 1));
-    }
-    bench.poke_word(block + 24 + 24 + 12, 6);
-    EXPECT_EQ(read(1), sent);
-    EXPECT_EQ(get_ring(block, 1).read, 6U);
-}
-
 TEST_F(RttChannels, takeBytesAsTheRingHasRoom)
 {
     attach();
