@@ -79,6 +79,8 @@ TEST(Library, reachesTheRegistersOfDebugAndAccessPorts)
     EXPECT_OK(TESSIT_write_debug_port_register(0x14, 0x300)); // DLCR, of bank 1
     EXPECT_OK(TESSIT_read_debug_port_register(0x14, &value));
     EXPECT_EQ(value, 0x340U);
+    EXPECT_OK(TESSIT_read_debug_port_register(0x04, &value)); // of bank 0 again
+    EXPECT_EQ(value, 0xF0000000U);
     EXPECT_OK(TESSIT_read_debug_port_register(0x00, &value));
     EXPECT_EQ(value, 0x2BA01477U);
 }
