@@ -29,6 +29,19 @@ TEST_F(ProtectionTest, ProtectingIsRefusedWhereItCannotBe)
     EXPECT_THAT(log_messages(), IsEmpty());
 }
 
+TEST_F(ProtectionTest, AConnectedDeviceIsErasedByTheFlashControllerTheUicrFirst)
+{
+    open_device();
+    jlink.protect();
+    EXPECT_EQ(TESSIT_recover(), RESULT_OK);
+    const auto made = calls();
+    const auto erase_uicr = std::ranges::find(made, "[4001E514]=1");
+    ASSERT_NE(erase_uicr, made.end());
+    EXPECT_EQ(std::count(erase_uicr, made.end(), "Reset()"), 2);
+    EXPECT_EQ(std::count(erase_uicr, made.end(), "[4001E50C]=1"), 1);
+    EXPECT_EQ(count(made, start_erase), 0);
+}
+
 TEST_F(ProtectionTest, TheEraseIsWaitedForAndAFailedReadOfItsStatusCountsAsBusy)
 {
     jlink.protect();
