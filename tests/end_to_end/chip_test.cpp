@@ -2,7 +2,6 @@
 #include "tests/end_to_end/device.h"
 
 #include <array>
-#include <cstring>
 
 namespace tessit_test {
 namespace {

@@ -1,7 +1,6 @@
 // Registers that a bench file declares.
 #include "tests/sim/target_session.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 

@@ -1,6 +1,5 @@
 #include "tests/sim/target_session.h"
 
-#include <array>
 #include <vector>
 
 namespace tessit_test {

@@ -79,16 +79,24 @@ TEST(SimulatedPower, keepsRamAndItsPowerThroughResetsButNotThroughPowerOn)
 {
     const HaltedChip bench;
     const std::uint32_t fresh = read_word(ram);
-    write_word(ram, 0xCAFE);
-    write_word(ram_power(7) + 8, 1);
-    ASSERT_GE(JLINKARM_Reset(), 0);
-    EXPECT_EQ(read_word(ram), 0xCAFEU);
-    EXPECT_EQ(read_word(ram_power(7)), 2U);
-    ASSERT_EQ(JLINKSIM_power_cycle(TempBench::serial_number), 0);
-    EXPECT_EQ(JLINKARM_IsConnected(), 0);
-    ASSERT_GE(JLINKARM_Connect(), 0);
-    EXPECT_EQ(read_word(ram), fresh);
-    EXPECT_EQ(read_word(ram_power(7)), 3U);
+    for (const bool by_supply : {false, true}) {
+        write_word(ram, 0xCAFE);
+        write_word(ram_power(7) + 8, 1);
+        ASSERT_GE(JLINKARM_Reset(), 0);
+        EXPECT_EQ(read_word(ram), 0xCAFEU);
+        EXPECT_EQ(read_word(ram_power(7)), 2U);
+        if (by_supply) {
+            ASSERT_EQ(JLINKSIM_set_supply(TempBench::serial_number, 1200), 0);
+            ASSERT_EQ(JLINKSIM_set_supply(TempBench::serial_number, 3000), 0);
+        } else {
+            ASSERT_EQ(JLINKSIM_power_cycle(TempBench::serial_number), 0);
+        }
+        EXPECT_EQ(JLINKARM_IsConnected(), 0);
+        ASSERT_GE(JLINKARM_Connect(), 0);
+        EXPECT_EQ(read_word(ram), fresh);
+        EXPECT_EQ(read_word(ram_power(7)), 3U);
+        ASSERT_EQ(JLINKARM_Halt(), 0);
+    }
 }
 
 TEST(SimulatedPower, hasPinConfigurationOfThePortsThatTheChipHas)

@@ -195,17 +195,5 @@ TEST(Session, thatDoesNotTellToLeaveFlashAloneCannotWriteItAndIsLostWhenTheProbe
     connect_halted();
 }
 
-TEST(Session, restartsAChipWhoseSupplyComesBack)
-{
-    const HaltedChip bench;
-    const std::uint32_t fresh = read_word(ram);
-    write_word(ram, ~fresh);
-    ASSERT_EQ(JLINKSIM_set_supply(TempBench::serial_number, 1200), 0);
-    EXPECT_EQ(JLINKARM_IsConnected(), 0);
-    ASSERT_EQ(JLINKSIM_set_supply(TempBench::serial_number, 3000), 0);
-    ASSERT_GE(JLINKARM_Connect(), 0);
-    EXPECT_EQ(read_word(ram), fresh);
-}
-
 } // namespace
 } // namespace tessit_test

@@ -1,7 +1,6 @@
 // What a host leaves on, does not wait for, or does at the wrong moment: each leaves its record, and nothing else does.
 #include "tests/sim/qspi_board.h"
 
-#include <array>
 #include <functional>
 
 namespace tessit_test {

@@ -16,7 +16,6 @@ inline constexpr std::uint32_t flash_ready = 0x4001E400;
 inline constexpr std::uint32_t flash_config = 0x4001E504;
 inline constexpr std::uint32_t flash_erase_page = 0x4001E508;
 inline constexpr std::uint32_t flash_erase_all = 0x4001E50C;
-inline constexpr std::uint32_t flash_erase_uicr = 0x4001E514;
 inline constexpr std::uint32_t flash_key = 0x4001E600;
 inline constexpr std::uint32_t flash_mass_erase = 0x4001E610;
 inline constexpr std::uint32_t protection_word = 0x10001208;

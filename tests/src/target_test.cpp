@@ -3,8 +3,6 @@
 #include "src/target/chip_versions.h"
 #include "src/target/device.h"
 
-#include <sstream>
-
 namespace tessit::test {
 namespace {
 

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
 
 namespace jlinksim {
 namespace {
