@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <span>
 
 namespace tessit_test {
 namespace {
@@ -155,9 +156,12 @@ TEST(Library, switchesRamSectionsAndTellsOfThem)
         for (std::uint32_t section = 0; section < count; ++section) {
             EXPECT_EQ(statuses.at(section), section == chip.section ? RAM_SECTION_OFF : RAM_SECTION_ON) << section;
         }
+        for (std::uint32_t section = 0; section < count; ++section) {
+            EXPECT_OK(TESSIT_unpower_ram_section(section));
+        }
         EXPECT_OK(TESSIT_power_ram_all());
         EXPECT_OK(TESSIT_read_ram_sections_power_status(statuses.data(), 22));
-        EXPECT_EQ(statuses.at(chip.section), RAM_SECTION_ON);
+        EXPECT_THAT(std::span{statuses}.first(count), testing::Each(RAM_SECTION_ON));
     }
 }
 

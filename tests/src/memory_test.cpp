@@ -58,6 +58,17 @@ TEST_F(MemoryTest, AFlashWriteThatFailsEndsTheSequence)
     EXPECT_THAT(calls(), ElementsAre("Halt()", "[4001E504]=1", poll, "[1000]=0"));
 }
 
+TEST_F(MemoryTest, KeysAreGivenToAControllerThatIsReadOnly)
+{
+    open_device();
+    const auto begin = [this] { return std::vector{calls()[1], calls()[2], calls()[3].substr(0, 11)}; };
+    EXPECT_EQ(TESSIT_ficrwrite_u32(0x10000080, 1), RESULT_OK);
+    EXPECT_THAT(begin(), ElementsAre("[4001E504]=0", poll, "[4001E600]="));
+    forget();
+    EXPECT_EQ(TESSIT_masserase(), RESULT_OK);
+    EXPECT_THAT(begin(), ElementsAre("[4001E504]=0", poll, "[4001E600]="));
+}
+
 TEST_F(MemoryTest, AControllerThatIsNeverReadyEndsAfter100000Polls)
 {
     open_device();
@@ -145,6 +156,9 @@ TEST_F(MemoryTest, RawPortAccessesAreRefusedSilentlyWhileTheDeviceIsConnectedAnd
     jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto...) { return -8; };
     EXPECT_THAT(TESSIT_read_access_port_register(1, 0, &data),
                 FailsWith(ERR_JLINK_CALL_FAILED, "JLinkARM.dll CORESIGHT_ReadAPDPReg returned error -8."));
+    jlink.JLINKARM_CORESIGHT_ReadAPDPReg = [](auto...) { return 0; };
+    EXPECT_EQ(TESSIT_read_access_port_register(1, 0, &data), RESULT_OK);
+    EXPECT_EQ(std::ranges::count(jlink.calls, "CORESIGHT_Configure(\"\")"), 2) << "until it is done, and not again";
     jlink.is_connected = true;
     forget();
     EXPECT_EQ(TESSIT_read_debug_port_register(0, &data), ERR_WRONG_STATE);
