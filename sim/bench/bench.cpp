@@ -31,7 +31,8 @@ BenchConfig read_config(const char* path)
 
 } // namespace
 
-Bench::Bench(BenchConfig config, HostTime host_time) : config_(std::move(config)), clock_(config_.real_time, host_time)
+Bench::Bench(BenchConfig config, HostClock host_clock)
+    : config_(std::move(config)), clock_(config_.real_time, host_clock)
 {
     for (const ProbeConfig& probe : config_.probes) {
         probes_.emplace_back(probe, fmt::format("{}/{}", config_.state_folder, probe.serial_number),

@@ -13,7 +13,7 @@ namespace jlinksim {
 class Bench
 {
 public:
-    explicit Bench(BenchConfig config, HostTime host_time = steady_host_time);
+    explicit Bench(BenchConfig config, HostClock host_clock = steady_host_clock);
 
     const BenchConfig& config() const { return config_; }
     std::deque<Probe>& probes() { return probes_; }

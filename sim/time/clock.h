@@ -4,16 +4,21 @@
 
 namespace jlinksim {
 
-/// Nanoseconds on the host's clock, from any instant on.
-using HostTime = std::uint64_t (*)();
-std::uint64_t steady_host_time();
+/// The host's clock, in nanoseconds from any instant on.
+struct HostClock
+{
+    std::uint64_t (*now)();
+    void (*sleep)(std::uint64_t nanoseconds); ///< may take longer
+};
+extern const HostClock steady_host_clock;
 
-/// The bench's time. Modelled time is the sum of what calls cost and hosts wait, and is the same in every run. A
-/// real-time bench counts the host's time between calls, too; no other bench ever looks at the host's clock.
+/// The bench's time. Modelled time is the sum of what calls cost and hosts wait, and is the same in every run. In a
+/// real-time bench every call lasts as long as it costs, and the host's time between calls counts, too; no other bench
+/// ever looks at the host's clock.
 class Clock
 {
 public:
-    explicit Clock(bool real_time, HostTime host_time = steady_host_time);
+    explicit Clock(bool real_time, HostClock host = steady_host_clock);
 
     bool is_real_time() const { return real_time_; }
 
@@ -53,13 +58,18 @@ public:
     void call_ends();
 
 private:
+    void last_as_long_as_it_costs();
+
     bool real_time_;
-    HostTime host_time_;
+    HostClock host_;
     std::uint64_t modelled_ = 0;
     bool lives_ = false;
     std::uint64_t life_ = 0;
-    std::uint64_t gaps_ = 0;      ///< between calls, on the host's clock; 0 where it does not count
-    std::uint64_t last_call_ = 0; ///< its end on the host's clock
+    std::uint64_t gaps_ = 0;        ///< between calls, on the host's clock; 0 where it does not count
+    std::uint64_t last_call_ = 0;   ///< its end on the host's clock
+    std::uint64_t call_began_ = 0;  ///< on the host's clock
+    std::uint64_t cost_before_ = 0; ///< modelled time when it began
+    std::uint64_t lag_ = 0;         ///< by which calls until now have lasted too long
 };
 
 } // namespace jlinksim

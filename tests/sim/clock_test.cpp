@@ -10,6 +10,8 @@ namespace jlinksim {
 namespace {
 
 std::uint64_t host_time = 0;
+std::uint64_t oversleep = 0;
+constexpr HostClock host_clock{[] { return host_time; }, [](std::uint64_t ns) { host_time += ns + oversleep; }};
 
 BenchConfig bench_that_counts(const tessit_test::TempFolder& folder, bool real_time)
 {
@@ -48,7 +50,7 @@ protected:
     }
 
     tessit_test::TempFolder folder;
-    Bench bench{bench_that_counts(folder, GetParam()), [] { return host_time; }};
+    Bench bench{bench_that_counts(folder, GetParam()), host_clock};
     Session session{bench};
 };
 
@@ -82,6 +84,32 @@ TEST_P(HostSleeps, AreTimeForAnEraseThroughTheControlAccessPort)
     EXPECT_EQ(bench.clock().modelled() - modelled >= 500'000'000U, !GetParam()) << "what hosts wait when it is busy";
     EXPECT_EQ(erase_status(), 0U);
     EXPECT_EQ(word(0), 0xFFFFFFFFU);
+}
+
+TEST_P(HostSleeps, ACallLastsAsLongAsOnHardwareWhenTheBenchSaysSo)
+{
+    Clock clock{GetParam(), host_clock};
+    const std::uint64_t begin = host_time;
+    const auto call = [&clock](std::uint64_t cost, std::uint64_t work) {
+        const std::uint64_t before = host_time;
+        clock.call_begins();
+        clock.advance(cost);
+        host_time += work;
+        clock.call_ends();
+        return host_time - before;
+    };
+    EXPECT_EQ(call(300'000, 20'000), GetParam() ? 300'000U : 20'000U);
+    EXPECT_EQ(call(0, 0), 0U);
+    oversleep = 70'000; // the host's sleeps make no call longer on average
+    for (int i = 0; i < 10; ++i) {
+        call(300'000, 20'000);
+    }
+    oversleep = 0;
+    EXPECT_NEAR(static_cast<double>(host_time - begin), GetParam() ? 3'300'000 : 220'000, 70'000);
+    // What a busy machine has lost is not all made good: calls never take no time for long.
+    call(0, 1'000'000'000);
+    EXPECT_GE(call(300'000'000, 0), GetParam() ? 250'000'000U : 0U);
+    EXPECT_EQ(clock.modelled(), 303'300'000U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Benches, HostSleeps, testing::Bool(),
