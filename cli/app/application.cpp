@@ -88,7 +88,7 @@ int run_application(int argc, const char* const* argv)
             if (settings.simulated) {
                 bench.emplace().open();
             }
-            code = run_command(commands, {settings, console});
+            code = run_command(commands, {settings, console, command_line});
         }
     } catch (const Failure& failure) {
         console.at_command(command_line.command());

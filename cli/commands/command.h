@@ -1,6 +1,7 @@
 /// A command of the command line: a verb with its options, and what it does.
 #pragma once
 
+#include "cli/options/command_line.h"
 #include "cli/options/settings.h"
 #include "cli/options/verb.h"
 #include "cli/terminal/console.h"
@@ -13,6 +14,7 @@ struct Invocation
 {
     const Settings& settings;
     const Console& console;
+    const CommandLine& command_line;
 };
 
 struct Command

@@ -135,7 +135,10 @@ Report describe(const Target& target, const Console& console)
 
 ExitCode run(const Invocation& invocation)
 {
-    return run_on_probes(invocation, [&](Target& target) { return describe(target, invocation.console); });
+    LineOptions line;
+    line.shows_reports = true;
+    return run_on_probes(
+        invocation, [&](Target& target) { return describe(target, invocation.console); }, line);
 }
 
 } // namespace

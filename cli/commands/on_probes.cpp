@@ -1,132 +1,146 @@
 #include "cli/commands/on_probes.h"
 
-#include "cli/session/probe_choice.h"
+#include "cli/commands/probe_wait.h"
 #include "cli/sim/bench.h"
-#include "cli/text/table.h"
 
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace tessit::cli {
 namespace {
+
+constexpr std::string_view serial_mark = "{serial}";
+
+// What a process for one board is told anew, or not at all.
+constexpr std::array<std::string_view, 9> not_for_boards{"--probe", "--all-probes", "--jobs",  "--json",  "--progress",
+                                                         "--yes",   "--log",        "--units", "--record"};
 
 /// What a simulated probe's open refuses may lie in its state, which no cable can mend.
 void connect(Session& session, std::uint32_t serial)
 {
     try {
         session.connect(serial);
-    } catch (const Failure&) {
-        if (session.settings().simulated) {
+    } catch (const Failure& failure) {
+        if (session.settings().simulated && failure.code() != ExitCode::probe_in_use) {
             Bench{}.require_usable(serial);
         }
         throw;
     }
 }
 
-Report run_on(const Console& console, Session& session, std::uint32_t serial, const ProbeWork& work)
+Report run_on(const Console& console, Session& session, std::uint32_t serial, ProbeWait& wait, const ProbeWork& work)
 {
     console.at_probe(serial);
-    const Stopwatch stopwatch{session.clock()};
-    connect(session, serial);
+    std::optional<Stopwatch> stopwatch;
+    wait.until_done([&] {
+        stopwatch.emplace(session.clock());
+        connect(session, serial);
+    });
     Target target{session};
     Report report = work(target);
     session.disconnect();
-    const std::optional<double> modelled = stopwatch.modelled_seconds();
-    report.json.append({{"seconds", stopwatch.seconds()}, {"modelled_seconds", modelled ? Json(*modelled) : Json()}});
+    const std::optional<double> modelled = stopwatch->modelled_seconds();
+    report.json.append({{"seconds", stopwatch->seconds()}, {"modelled_seconds", modelled ? Json(*modelled) : Json()}});
     return report;
 }
 
-ExitCode run_on_one(const Invocation& invocation, Session& session, std::uint32_t serial, const ProbeWork& work)
+ExitCode run_on_one(const Invocation& invocation, const ProbeWork& work, const BoardEnded& ended)
 {
-    const Report report = run_on(invocation.console, session, serial, work);
-    invocation.console.show(report.text, report.json);
-    return session.close(ExitCode::done, invocation.console);
-}
-
-struct Outcome
-{
-    std::uint32_t serial;
-    ExitCode code;
-    Json json;
-};
-
-Outcome failed(const Console& console, std::uint32_t serial, const Failure& failure)
-{
-    return {serial, failure.code(), Json{{"probe", serial}, {"error", console.to_json(failure)}}};
-}
-
-// A report of several lines is set off from the next board's.
-std::string separated(const std::string& text)
-{
-    return std::ranges::count(text, '\n') > 1 ? text + "\n" : text;
-}
-
-Outcome try_on(const Invocation& invocation, Session& session, std::uint32_t serial, const ProbeWork& work)
-{
-    try {
-        stop_if_interrupted("this probe was not begun");
-        invocation.console.note(fmt::format("Probe {}", serial));
-        Report report = run_on(invocation.console, session, serial, work);
-        if (!invocation.console.is_json()) {
-            invocation.console.show(separated(report.text), {});
+    const Console& console = invocation.console;
+    Session session{invocation.settings};
+    ProbeWait wait{invocation.settings, console};
+    Outcome outcome;
+    outcome.serial = wait.choose(session).front();
+    const auto begin = std::chrono::steady_clock::now();
+    const auto end = [&] {
+        outcome.seconds = std::chrono::duration<double>{std::chrono::steady_clock::now() - begin}.count();
+        if (ended) {
+            ended(outcome);
         }
-        Json json{{"probe", serial}};
-        json.append(std::move(report.json));
-        return {serial, ExitCode::done, std::move(json)};
-    } catch (const Failure& failure) {
-        invocation.console.report_line(failure);
-        session.abandon();
-        return failed(invocation.console, serial, failure);
-    }
-}
-
-std::string describe(ExitCode code)
-{
-    switch (code) {
-    case ExitCode::done:
-        return "done";
-    case ExitCode::interrupted:
-        return "interrupted";
-    default:
-        return fmt::format("failed (exit code {})", static_cast<int>(code));
-    }
-}
-
-ExitCode summarize(const Invocation& invocation, std::vector<Outcome>& outcomes)
-{
-    Json json{{"probes", Json::list()}};
-    std::vector<std::vector<std::string>> rows{{"PROBE", "RESULT"}};
-    for (Outcome& outcome : outcomes) {
-        rows.push_back({std::to_string(outcome.serial), describe(outcome.code)});
-        json["probes"].push_back(std::move(outcome.json));
-    }
-    invocation.console.show(format_table(rows), json);
-    const auto has_code = [&outcomes](ExitCode code) {
-        return std::ranges::any_of(outcomes, [code](const Outcome& each) { return each.code == code; });
     };
-    if (has_code(ExitCode::interrupted)) {
-        return ExitCode::interrupted;
+    try {
+        Report report = run_on(console, session, outcome.serial, wait, work);
+        outcome.report = std::move(report.text);
+        outcome.json = std::move(report.json);
+    } catch (const Failure& failure) {
+        set_failure(outcome, console.to_json(failure));
+        end();
+        throw;
     }
-    const bool all_done =
-        std::ranges::all_of(outcomes, [](const Outcome& each) { return each.code == ExitCode::done; });
-    return all_done ? ExitCode::done : ExitCode::some_failed;
+    end();
+    console.show(outcome.report, std::move(outcome.json));
+    return session.close(ExitCode::done, console);
 }
 
-ExitCode run_on_several(const Invocation& invocation, Session& session, const std::vector<std::uint32_t>& serials,
-                        const ProbeWork& work)
+std::vector<std::uint32_t> choose_several(const Invocation& invocation)
+{
+    Settings settings = invocation.settings;
+    settings.log_file.clear(); // each board has its own
+    settings.verbose = false;
+    const Session session{settings};
+    return ProbeWait{invocation.settings, invocation.console}.choose(session);
+}
+
+// The command for one board, as it could be typed.
+std::vector<std::string> words_for(const Invocation& invocation, std::uint32_t serial, const LineOptions& options)
+{
+    const Settings& settings = invocation.settings;
+    std::vector<std::string> words{fmt::format("--probe={}", serial), "--json", "--progress=json"};
+    if (settings.yes || !options.consequence.empty()) {
+        words.emplace_back("--yes");
+    }
+    if (!settings.log_file.empty()) {
+        words.push_back(fmt::format("--log={}", with_serial(settings.log_file, serial)));
+    }
+    std::ranges::copy(invocation.command_line.words(not_for_boards), std::back_inserter(words));
+    if (options.more_words) {
+        std::ranges::copy(options.more_words(serial), std::back_inserter(words));
+    }
+    return words;
+}
+
+// Tells whose it is. A report of several lines is set off from the next board's.
+std::string set_off(const Outcome& outcome)
+{
+    const std::string serial = std::to_string(outcome.serial);
+    const std::string& text = outcome.report;
+    const bool tells_probe = text.empty() || text.find(serial) != std::string::npos;
+    return (tells_probe ? "" : fmt::format("Probe {}:\n", serial)) + text +
+           (std::ranges::count(text, '\n') > 1 ? "\n" : "");
+}
+
+ExitCode summarize(const Console& console, const std::vector<Board>& boards, const LineOptions& options, double seconds)
 {
     std::vector<Outcome> outcomes;
-    outcomes.reserve(serials.size());
-    for (const std::uint32_t serial : serials) {
-        outcomes.push_back(try_on(invocation, session, serial, work));
+    std::ranges::transform(boards, std::back_inserter(outcomes), [](const Board& board) { return board.outcome(); });
+    std::string text;
+    Json json{{"probes", Json::list()}, {"seconds", seconds}};
+    for (const Outcome& outcome : outcomes) {
+        text += options.shows_reports ? set_off(outcome) : "";
+        json["probes"].push_back(outcome.json);
     }
-    return session.close(summarize(invocation, outcomes), invocation.console);
+    console.show(text + summary_table(outcomes), std::move(json));
+    return exit_code_of(outcomes);
 }
 
-// Whether several could be meant, however many there are: the shape of the result goes by it.
-bool names_several(const Settings& settings)
+ExitCode run_on_several(const Invocation& invocation, const LineOptions& options)
 {
-    return settings.all_probes || settings.probes.size() > 1;
+    const auto begin = std::chrono::steady_clock::now();
+    require_own_files(invocation.settings, "--log", invocation.settings.log_file);
+    const std::vector<std::uint32_t> serials = choose_several(invocation);
+    std::vector<Board> boards;
+    for (const std::uint32_t serial : serials) {
+        boards.emplace_back(serial, words_for(invocation, serial, options));
+    }
+    if (!options.consequence.empty()) {
+        invocation.console.confirm(fmt::format("{} Probes: {}.", options.consequence, fmt::join(serials, ", ")));
+    }
+    const std::size_t jobs = invocation.settings.jobs == 0 ? boards.size() : invocation.settings.jobs;
+    run_boards(boards, {jobs, !options.shows_reports, options.ended}, invocation.console);
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+    return summarize(invocation.console, boards, options, elapsed.count());
 }
 
 } // namespace
@@ -136,19 +150,34 @@ ExitCode run_on_probe(const Invocation& invocation, const ProbeWork& work)
     if (names_several(invocation.settings)) {
         throw Failure{ExitCode::usage, "this command works on one probe at a time", "Name one with --probe SERIAL."};
     }
-    Session session{invocation.settings};
-    const std::vector<std::uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
-    return run_on_one(invocation, session, serials.front(), work);
+    return run_on_one(invocation, work, {});
 }
 
-ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work)
+bool names_several(const Settings& settings)
 {
-    Session session{invocation.settings};
-    const std::vector<std::uint32_t> serials = choose_probes(invocation.settings, session.attached_probes());
-    if (names_several(invocation.settings)) {
-        return run_on_several(invocation, session, serials, work);
+    return settings.all_probes || settings.probes.size() > 1;
+}
+
+ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work, const LineOptions& options)
+{
+    return names_several(invocation.settings) ? run_on_several(invocation, options)
+                                              : run_on_one(invocation, work, options.ended);
+}
+
+std::string with_serial(std::string text, std::uint32_t serial)
+{
+    for (std::size_t at = text.find(serial_mark); at != std::string::npos; at = text.find(serial_mark)) {
+        text.replace(at, serial_mark.size(), std::to_string(serial));
     }
-    return run_on_one(invocation, session, serials.front(), work);
+    return text;
+}
+
+void require_own_files(const Settings& settings, const char* option, const std::string& file)
+{
+    if (names_several(settings) && !file.empty() && file.find(serial_mark) == std::string::npos) {
+        throw Failure{ExitCode::usage, fmt::format("{} {} is one file, and several probes are named", option, file),
+                      "Put {serial} into its name, which stands for the probe's serial number."};
+    }
 }
 
 } // namespace tessit::cli

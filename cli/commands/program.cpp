@@ -1,21 +1,30 @@
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/firmware.h"
+#include "cli/firmware/sha256.h"
+#include "cli/line/record.h"
+#include "cli/line/unit_values.h"
 #include "cli/memory/chip.h"
 #include "cli/memory/eraser.h"
 #include "cli/memory/programmer.h"
+#include "cli/memory/recovery.h"
 #include "cli/session/memory_map.h"
 #include "cli/terminal/progress.h"
 
 #include <chrono>
 #include <fmt/format.h>
+#include <iterator>
 #include <memory>
+#include <optional>
 
 namespace tessit::cli {
 namespace {
 
 struct Options
 {
-    std::vector<std::string> files;
+    std::vector<std::string> files; // and values
+    std::string units;
+    std::string record;
+    bool recovers = false;
     EraseMode erase = EraseMode::needed;
     bool allow_protect = false;
     bool verify = true;
@@ -24,6 +33,68 @@ struct Options
 
 constexpr Choice<EraseMode> erase_modes[]{
     {"pages", EraseMode::needed}, {"all", EraseMode::all}, {"none", EraseMode::none}};
+
+// What goes into each unit besides the image.
+class OwnValues
+{
+public:
+    OwnValues(UnitValues of_all, const std::string& units_file) : of_all_{std::move(of_all)}
+    {
+        if (!units_file.empty()) {
+            units_.emplace(units_file);
+        }
+    }
+
+    UnitValues of(std::uint32_t serial) const
+    {
+        UnitValues values = of_all_;
+        const UnitValues& own = of_unit(serial);
+        values.insert(values.end(), own.begin(), own.end());
+        return values;
+    }
+
+    // Those that the file gives, as they are typed.
+    std::vector<std::string> words_for(std::uint32_t serial) const
+    {
+        std::vector<std::string> words;
+        std::ranges::transform(of_unit(serial), std::back_inserter(words), &format_unit_value);
+        return words;
+    }
+
+private:
+    const UnitValues& of_unit(std::uint32_t serial) const
+    {
+        static const UnitValues none;
+        return units_ ? units_->of(serial) : none;
+    }
+
+    UnitValues of_all_;
+    std::optional<Units> units_;
+};
+
+// Takes the values from among the files.
+UnitValues take_values(std::vector<std::string>& files)
+{
+    UnitValues values;
+    std::erase_if(files, [&values](const std::string& word) {
+        const std::optional<UnitValue> value = parse_unit_value(word);
+        if (value) {
+            values.push_back(*value);
+        }
+        return value.has_value();
+    });
+    if (files.empty()) {
+        throw Failure{ExitCode::usage, "program needs a firmware file, and only values are given",
+                      "`tessit write --flash` writes words into a chip that has its firmware."};
+    }
+    return values;
+}
+
+Image with_values(Image image, const UnitValues& values)
+{
+    add_values(image, values);
+    return image;
+}
 
 void require_protection_wanted(const Image& image, const Options& options)
 {
@@ -120,12 +191,27 @@ Report summarize(const Session& session, const Device& chip, const Options& opti
             std::move(json)};
 }
 
+// What is on a protected chip is nobody's to read or to keep.
+bool recover_if_protected(const Target& target, const Console& console)
+{
+    const Session& session = target.session();
+    if (!is_protected(session)) {
+        return false;
+    }
+    console.confirm(recovery_consequence(session, true));
+    recover_chip(target, true, {console, session.clock()});
+    return true;
+}
+
 Report program(Target& target, const Image& image, const Options& options, const Console& console)
 {
     const Clock& clock = target.session().clock();
     const Narration narration{console, clock};
     const Clock::Duration start = clock.now();
+    const bool was_recovered = options.recovers && recover_if_protected(target, console);
     RunStateKeeper run_state{target}; // until the first byte changes, the firmware is to go on after a refusal
+    const std::string device_id = target.device_id();
+    console.at_chip(device_id);
     const Device chip = chip_device(target, narration);
     require_within_chip(image, chip);
     require_protection_wanted(image, options);
@@ -138,15 +224,35 @@ Report program(Target& target, const Image& image, const Options& options, const
     const std::string ending = finish(target, options, is_protecting);
     Report report = summarize(target.session(), chip, options, plan, result, elapsed);
     report.text += ending;
+    report.json["device_id"] = device_id;
+    report.json["recovered"] = was_recovered;
     report.json["protected"] = is_protecting && options.reset;
     return report;
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)
 {
-    const Image image = read_firmware(options.files);
-    return run_on_probes(invocation,
-                         [&](Target& target) { return program(target, image, options, invocation.console); });
+    std::vector<std::string> files = options.files;
+    const OwnValues values{take_values(files), options.units};
+    const Image image = read_firmware(files);
+    const Record record{options.record, sha256(image)};
+    LineOptions line;
+    line.consequence = options.recovers ? "What a protected chip holds is erased first: flash, UICR and RAM." : "";
+    line.more_words = [&](std::uint32_t serial) {
+        with_values(image, values.of(serial)); // refuses before anything is begun
+        return values.words_for(serial);
+    };
+    if (!options.record.empty()) {
+        record.require_writable();
+        line.ended = [&](const Outcome& outcome) { record.append(outcome, values.of(outcome.serial)); };
+    }
+    const auto work = [&](Target& target) {
+        const Image whole = with_values(image, values.of(target.session().serial()));
+        Report report = program(target, whole, options, invocation.console);
+        report.json["values"] = to_json(values.of(target.session().serial()));
+        return report;
+    };
+    return run_on_probes(invocation, work, line);
 }
 
 } // namespace
@@ -156,8 +262,13 @@ Command add_program(const Verb& root)
     const Verb verb = root.verb("program", "Write firmware files to the flash and the UICR, and verify them");
     const auto options = std::make_shared<Options>();
     verb.text_list("FILES", "", options->files,
-                   "Intel HEX, S-record, ELF, or raw binary with its address: app.bin@0x20000")
+                   "Intel HEX, S-record, ELF, or raw binary with its address: app.bin@0x20000; and ADDR=VALUE for a "
+                   "32-bit word of this unit's own")
         .required();
+    verb.text("--units", "FILE", options->units,
+              "Words of each unit's own from a CSV file: serial,ADDR,... and a line for each probe");
+    verb.text("--record", "FILE", options->record, "Append what became of each board, a line of JSON");
+    verb.flag("--recover", options->recovers, "Recover a protected chip first, which erases it; asks before");
     verb.choice("--erase", erase_modes, options->erase,
                 "What to erase before: the pages that need it, everything with the UICR, or nothing")
         .with_default("pages");

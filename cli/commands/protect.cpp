@@ -1,16 +1,10 @@
 #include "cli/commands/on_probes.h"
+#include "cli/memory/recovery.h"
 
 #include <fmt/format.h>
 
 namespace tessit::cli {
 namespace {
-
-bool is_protected(const Session& session)
-{
-    readback_protection_status_t status = NONE;
-    session.check(TESSIT_readback_status(&status), "read the protection status");
-    return status != NONE;
-}
 
 Report report_protected(const Session& session, bool was_protected)
 {
@@ -38,7 +32,10 @@ Report protect(const Target& target, const Console& console)
 
 ExitCode run(const Invocation& invocation)
 {
-    return run_on_probe(invocation, [&](const Target& target) { return protect(target, invocation.console); });
+    LineOptions line;
+    line.consequence = "This locks the chips against all debugging; unlocking one will erase everything in it.";
+    return run_on_probes(
+        invocation, [&](const Target& target) { return protect(target, invocation.console); }, line);
 }
 
 } // namespace

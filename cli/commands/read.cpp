@@ -49,10 +49,10 @@ Range resolve_range(const std::string& text, const Target& target)
     return parse_fixed_range(text);
 }
 
-std::string save(const Options& options, const Range& range, const std::vector<std::uint8_t>& bytes)
+std::string save(const std::string& output, const Range& range, const std::vector<std::uint8_t>& bytes)
 {
-    write_firmware(options.output, range.first, bytes);
-    return fmt::format("Read {} ({}) into {}.\n", format_size(range.length), format_range(range), options.output);
+    write_firmware(output, range.first, bytes);
+    return fmt::format("Read {} ({}) into {}.\n", format_size(range.length), format_range(range), output);
 }
 
 std::string dump(const Options& options, const Range& range, const std::vector<std::uint8_t>& bytes)
@@ -89,8 +89,9 @@ Report read(const Target& target, const Options& options, const Console& console
         add_content(options, bytes, json);
         return {dump(options, range, bytes), std::move(json)};
     }
-    json["output"] = options.output;
-    return {save(options, range, bytes), std::move(json)};
+    const std::string output = with_serial(options.output, target.session().serial());
+    json["output"] = output;
+    return {save(output, range, bytes), std::move(json)};
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)
@@ -105,7 +106,11 @@ ExitCode run(const Invocation& invocation, const Options& options)
     if (!options.output.empty()) {
         require_writable_file(options.output);
     }
-    return run_on_probe(invocation, [&](Target& target) { return read(target, options, invocation.console); });
+    require_own_files(invocation.settings, "--output", options.output);
+    LineOptions line;
+    line.shows_reports = true;
+    return run_on_probes(
+        invocation, [&](Target& target) { return read(target, options, invocation.console); }, line);
 }
 
 } // namespace
@@ -117,7 +122,8 @@ Command add_read(const Verb& root)
     verb.text("RANGE", "", options->range,
               "FIRST-END (END excluded), FIRST+LENGTH, an address for its word, or flash, uicr, ficr, ram")
         .required();
-    verb.text("-o,--output", "FILE", options->output, "Save to FILE.bin (raw) or FILE.hex (Intel HEX)");
+    verb.text("-o,--output", "FILE", options->output,
+              "Save to FILE.bin (raw) or FILE.hex (Intel HEX); {serial} in it stands for the probe's");
     verb.flag("-w,--words", options->as_words, "Show 32-bit words instead of bytes");
     return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }

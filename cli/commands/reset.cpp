@@ -76,7 +76,7 @@ Report reset(const Target& target, const Options& options)
 
 ExitCode run(const Invocation& invocation, const Options& options)
 {
-    return run_on_probe(invocation, [&](const Target& target) { return reset(target, options); });
+    return run_on_probes(invocation, [&](const Target& target) { return reset(target, options); });
 }
 
 } // namespace

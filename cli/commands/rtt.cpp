@@ -2,7 +2,6 @@
 #include "cli/rtt/conversation.h"
 #include "cli/text/table.h"
 
-#include <charconv>
 #include <fmt/format.h>
 #include <memory>
 
@@ -128,19 +127,6 @@ std::string parse_end(const std::string& text)
     return text;
 }
 
-std::chrono::duration<double> parse_timeout(const std::string& text)
-{
-    constexpr double longest = 1e6;
-    double seconds = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    const bool is_number = error == std::errc{} && end == text.data() + text.size();
-    if (!is_number || !(seconds >= 0 && seconds <= longest)) {
-        throw Failure{ExitCode::usage, fmt::format("--timeout: '{}' is not a time from 0 to {:.0f}", text, longest),
-                      "Give it in seconds, for example 2.5."};
-    }
-    return std::chrono::duration<double>{seconds};
-}
-
 } // namespace
 
 Command add_rtt(const Verb& root)
@@ -175,7 +161,8 @@ Command add_rtt(const Verb& root)
             "End with exit code 0 as soon as a channel says this text")
         .excludes(list);
     verb.parsed(
-        "--timeout", "SECONDS", [options](const std::string& text) { options->timeout = parse_timeout(text); },
+        "--timeout", "SECONDS",
+        [options](const std::string& text) { options->timeout = parse_seconds(text, "--timeout"); },
         "End after this time: with exit code 1 when --until, or a control block, is still waited for");
     const Option reset =
         verb.flag("--reset", options->reset, "Start the firmware from its beginning, and miss nothing that it says");

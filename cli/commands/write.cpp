@@ -12,6 +12,8 @@
 namespace tessit::cli {
 namespace {
 
+constexpr const char* ficr_consequence = "What is written to the factory area can never be erased again.";
+
 struct Options
 {
     std::string address;
@@ -142,10 +144,15 @@ ExitCode run(const Invocation& invocation, const Options& options)
 {
     const Data data = collect(options);
     require_right_way(options, data);
-    if (options.ficr) {
-        invocation.console.confirm("What is written to the factory area can never be erased again.");
-    }
-    return run_on_probe(invocation, [&](Target& target) { return write(target, options, data); });
+    LineOptions line;
+    line.consequence = options.ficr ? ficr_consequence : "";
+    const auto work = [&](Target& target) {
+        if (options.ficr) {
+            invocation.console.confirm(ficr_consequence);
+        }
+        return write(target, options, data);
+    };
+    return run_on_probes(invocation, work, line);
 }
 
 } // namespace

@@ -145,6 +145,33 @@ Failure refusal(const CLI::App& app, const CLI::ParseError& error)
     return usage(fmt::format("{} needs a value", option), help_hint(chosen));
 }
 
+// An argument may begin with a dash, so that arguments come behind "--".
+void add_words(const CLI::App& verb, std::span<const std::string_view> without, std::vector<std::string>& words)
+{
+    std::vector<std::string> arguments;
+    for (const CLI::Option* const option : verb.get_options()) {
+        const std::string name = option->get_name();
+        if (option->count() == 0 || std::ranges::find(without, name) != without.end()) {
+            continue;
+        }
+        if (option->get_items_expected_max() == 0) {
+            if (option->results().back() == "true") {
+                words.push_back(name);
+            }
+        } else if (option->get_positional()) {
+            arguments.insert(arguments.end(), option->results().begin(), option->results().end());
+        } else {
+            for (const std::string& value : option->results()) {
+                words.push_back(fmt::format("{}={}", name, value));
+            }
+        }
+    }
+    if (!arguments.empty()) {
+        words.emplace_back("--");
+        words.insert(words.end(), arguments.begin(), arguments.end());
+    }
+}
+
 } // namespace
 
 CommandLine::CommandLine(const std::string& description, const std::string& version)
@@ -187,6 +214,18 @@ std::string CommandLine::command() const
     Verbs verbs = chosen_verbs(*app_);
     verbs.erase(verbs.begin());
     return typed(verbs);
+}
+
+std::vector<std::string> CommandLine::words(std::span<const std::string_view> without) const
+{
+    std::vector<std::string> words;
+    for (const CLI::App* const verb : chosen_verbs(*app_)) {
+        if (verb != app_.get()) {
+            words.push_back(verb->get_name());
+        }
+        add_words(*verb, without, words);
+    }
+    return words;
 }
 
 } // namespace tessit::cli

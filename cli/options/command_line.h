@@ -4,7 +4,10 @@
 #include "cli/options/verb.h"
 
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace tessit::cli {
 
@@ -24,6 +27,10 @@ public:
 
     /// The verbs that were recognised: "qspi write". Empty when there was none.
     std::string command() const;
+
+    /// The command line as it was understood, with what the environment and the config file added to it, so that it can
+    /// be given again; without the program's name and the options of these names.
+    std::vector<std::string> words(std::span<const std::string_view> without) const;
 
 private:
     std::unique_ptr<CLI::App> app_;

@@ -140,6 +140,7 @@ void add_global_options(const Verb& root, Settings& settings)
 {
     constexpr std::uint32_t slowest_khz = 125;
     constexpr std::uint32_t fastest_khz = 50000;
+    constexpr std::uint32_t most_jobs = 256;
 
     const Option probe = root.parsed_list(
         "-p,--probe", "SERIAL",
@@ -147,11 +148,14 @@ void add_global_options(const Verb& root, Settings& settings)
             require_serial_number(text);
             settings.probes.push_back(text);
         },
-        "Probe to use: its serial number or a unique ending of it; may be repeated for program, verify, erase and "
-        "info");
-    root.flag("--all-probes", settings.all_probes,
-              "Use every attached probe, one after the other; for the same commands")
-        .excludes(probe);
+        "Probe to use: its serial number or a unique ending of it; may be repeated for program, verify, erase, "
+        "recover, "
+        "protect, reset, info, write and read");
+    root.flag("--all-probes", settings.all_probes, "Use every attached probe; for the same commands").excludes(probe);
+    root.number("--jobs", "N", settings.jobs, 1, most_jobs, "Several probes: so many at the same time; default all");
+    root.parsed(
+        "--wait", "SECONDS", [&settings](const std::string& text) { settings.wait = parse_seconds(text, "--wait"); },
+        "Wait so long until the probe is there, free, and its board has power");
     root.number("-s,--speed", "KHZ", settings.speed_khz, slowest_khz, fastest_khz,
                 "SWD speed, 125 to 50000; default 4000");
     const Option jlink =

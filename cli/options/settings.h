@@ -1,6 +1,7 @@
 /// What the user set for every command: by flag, environment, config file or default, in this order of precedence.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +15,8 @@ struct Settings
 {
     std::vector<std::string> probes; ///< serial numbers or their endings
     bool all_probes = false;
+    std::uint32_t jobs = 0;                            ///< several probes: so many at the same time; 0: all
+    std::optional<std::chrono::duration<double>> wait; ///< for probes that are not there, not free or without power
     std::uint32_t speed_khz = 4000;
     std::string jlink; ///< path of the J-Link library; empty: the usual install places
     bool simulated = false;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessit::cli::platform {
@@ -26,6 +27,8 @@ bool is_terminal(std::FILE* stream);
 
 /// Columns of the terminal, 80 where it does not tell.
 std::size_t terminal_width(std::FILE* stream);
+/// Its lines, 24 where it does not tell.
+std::size_t terminal_height(std::FILE* stream);
 
 /// Standard streams that the caller closed are opened on nothing, so that no file of ours takes their place; writing to
 /// them fails. To be called before any file is opened.
@@ -34,6 +37,10 @@ void occupy_standard_streams();
 /// A new file beside `target`, of a name that nobody can foresee, opened for writing: with the target's permissions, or
 /// those of any new file. Null, with errno set, when it cannot be made.
 std::FILE* create_beside(const std::filesystem::path& target, std::filesystem::path& created);
+
+/// Adds a line to the end of a file, which is made where there is none, whole or not at all, whoever else does so at
+/// the same time. 0, or the system's error number.
+int append_line(const std::filesystem::path& path, std::string_view line);
 
 /// Whether an existing file may be written.
 bool is_writable(const std::filesystem::path& path);

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -84,6 +85,13 @@ std::size_t terminal_width(std::FILE* stream)
     return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
 }
 
+std::size_t terminal_height(std::FILE* stream)
+{
+    constexpr std::size_t usual = 24;
+    winsize size{};
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_row != 0 ? size.ws_row : usual;
+}
+
 void occupy_standard_streams()
 {
     // The lowest free descriptor is the one that is closed. None of them can be written.
@@ -111,6 +119,24 @@ std::FILE* create_beside(const fs::path& target, fs::path& created)
     constexpr mode_t of_new_files = 0666;
     fchmod(descriptor, exists ? existing.st_mode & permissions : of_new_files & ~mask);
     return fdopen(descriptor, "wb");
+}
+
+int append_line(const fs::path& path, std::string_view line)
+{
+    constexpr mode_t of_new_files = 0666;
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, of_new_files);
+    if (descriptor < 0) {
+        return errno;
+    }
+    flock(descriptor, LOCK_EX);
+    struct stat before = {};
+    fstat(descriptor, &before);
+    const ssize_t count = write(descriptor, line.data(), line.size());
+    int error = count < 0 ? errno : 0;
+    if (count >= 0 && static_cast<std::size_t>(count) != line.size()) { // the disk is full
+        error = ftruncate(descriptor, before.st_size) == 0 ? ENOSPC : errno;
+    }
+    return close(descriptor) == 0 ? error : errno;
 }
 
 bool is_writable(const fs::path& path)

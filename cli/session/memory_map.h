@@ -14,6 +14,7 @@ inline constexpr Range ficr{0x10000000, 0x1000}; ///< factory information, writt
 inline constexpr Range uicr{0x10001000, 0x1000}; ///< user configuration, non-volatile
 inline constexpr std::uint32_t ram_start = 0x20000000;
 
+inline constexpr std::uint32_t ficr_device_id = 0x10000060;  ///< 64 bits, each chip's own
 inline constexpr std::uint32_t ficr_page_size = 0x10000010;  ///< bytes
 inline constexpr std::uint32_t ficr_page_count = 0x10000014; ///< of the flash
 inline constexpr std::uint32_t uicr_approtect = 0x10001208;  ///< readback protection is on unless the low byte is 0xFF

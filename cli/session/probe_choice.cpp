@@ -75,4 +75,11 @@ std::vector<std::uint32_t> choose_probes(const Settings& settings, const std::ve
     return chosen;
 }
 
+bool are_attached(const Settings& settings, const std::vector<std::uint32_t>& attached)
+{
+    return !attached.empty() && std::ranges::none_of(settings.probes, [&attached](const std::string& ending) {
+        return matching(ending, attached).empty();
+    });
+}
+
 } // namespace tessit::cli

@@ -16,4 +16,7 @@ Failure no_probe_attached(const Settings& settings);
 /// Failure with ExitCode::no_probe, which lists what is attached.
 std::vector<std::uint32_t> choose_probes(const Settings& settings, const std::vector<std::uint32_t>& attached);
 
+/// Whether all of them are there that --probe names, or at least one where none is named.
+bool are_attached(const Settings& settings, const std::vector<std::uint32_t>& attached);
+
 } // namespace tessit::cli

@@ -9,6 +9,16 @@
 
 namespace tessit::cli {
 
+namespace {
+
+// The J-Link library has no code for it.
+bool tells_of_holder(std::string_view reason)
+{
+    return reason.find("in use") != std::string_view::npos;
+}
+
+} // namespace
+
 Session::Session(const Settings& settings)
     : settings_{settings},
       jlink_path_{find_jlink_library(settings)},
@@ -38,7 +48,12 @@ std::vector<std::uint32_t> Session::attached_probes() const
 void Session::connect(std::uint32_t serial)
 {
     serial_ = serial;
-    check(TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz), fmt::format("use probe {}", serial));
+    const result_code_t result = TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz);
+    if (const std::string said = log_.reason(); result == ERR_JLINK_CALL_FAILED && tells_of_holder(said)) {
+        throw Failure{ExitCode::probe_in_use, fmt::format("cannot use probe {}: {}", serial, said),
+                      "Close the other program, or wait for it with --wait SECONDS."};
+    }
+    check(result, fmt::format("use probe {}", serial));
     connected_ = true;
     if (!deferral_) {
         deferral_.emplace(platform::InterruptDeferral::Wait::goes_on);

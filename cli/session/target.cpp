@@ -1,9 +1,11 @@
 #include "cli/session/target.h"
 
+#include "base/little_endian.h"
 #include "cli/session/memory_map.h"
 #include "cli/terminal/console.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <fmt/format.h>
 
@@ -91,6 +93,14 @@ void Target::write(std::uint32_t address, std::span<const std::uint8_t> bytes, W
             fmt::format("write {} at {:#010x} ({})", format_size(chunk.size()), first, memory_map::area_name(first)),
             access_hint);
     });
+}
+
+std::string Target::device_id() const
+{
+    std::array<std::uint8_t, 8> bytes{};
+    read(memory_map::ficr_device_id, bytes);
+    return fmt::format("{:08x}{:08x}", little_endian::load_u32(std::span{bytes}.last(4)),
+                       little_endian::load_u32(std::span{bytes}.first(4)));
 }
 
 std::optional<FlashGeometry> Target::told_flash_geometry() const

@@ -42,6 +42,9 @@ public:
     void write(std::uint32_t address, std::span<const std::uint8_t> bytes, WritePath path,
                const ChunkDone& done = {}) const;
 
+    /// The chip's own number, in 16 hexadecimal digits.
+    std::string device_id() const;
+
     /// What the chip's factory area tells, if that makes sense.
     std::optional<FlashGeometry> told_flash_geometry() const;
     /// The same; --flash-size and --page-size stand in for what it does not tell, and what contradicts it is refused.

@@ -54,6 +54,7 @@ public:
     /// Where the command is. All copies of a console know the same.
     void at_command(const std::string& command) const { course_->command = command; }
     void at_probe(std::uint32_t serial) const { course_->probe = serial; }
+    void at_chip(const std::string& device_id) const { course_->device_id = device_id; }
     void at_phase(Phase phase) const { course_->phases.push_back(std::move(phase)); }
 
 private:

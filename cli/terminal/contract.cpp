@@ -62,6 +62,9 @@ Json error_json(const Course& course, const Failure& failure)
               {"probe", probe_of(course)},
               {"done", std::move(done)},
               {"half_written", failure.is_half_written()}};
+    if (!course.device_id.empty()) {
+        json["device_id"] = course.device_id;
+    }
     if (failure.details() != nullptr) {
         json.append(*failure.details());
     }

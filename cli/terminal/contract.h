@@ -28,6 +28,7 @@ struct Course
 {
     std::string command;                ///< "qspi write"; empty as long as it is not known
     std::optional<std::uint32_t> probe; ///< the one that it works on
+    std::string device_id;              ///< of the chip, where it was asked for it
     std::vector<Phase> phases;          ///< that were begun
 };
 

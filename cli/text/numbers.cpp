@@ -88,6 +88,19 @@ std::uint32_t parse_word_address(std::string_view text)
     return address;
 }
 
+std::chrono::duration<double> parse_seconds(std::string_view text, std::string_view option)
+{
+    constexpr double longest = 1e6;
+    double seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool is_number = error == std::errc{} && end == text.data() + text.size();
+    if (!is_number || !(seconds >= 0 && seconds <= longest)) {
+        throw Failure{ExitCode::usage, fmt::format("{}: '{}' is not a time from 0 to {:.0f}", option, text, longest),
+                      "Give it in seconds, for example 2.5."};
+    }
+    return std::chrono::duration<double>{seconds};
+}
+
 Range parse_range(std::string_view text)
 {
     const std::size_t separator = text.find_first_of("-+");

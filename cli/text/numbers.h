@@ -1,6 +1,7 @@
 /// Numbers, sizes and address ranges as they are typed on the command line.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -33,6 +34,9 @@ std::uint8_t parse_byte(std::string_view text, std::string_view what);
 
 /// As parse_u32, and a multiple of 4.
 std::uint32_t parse_word_address(std::string_view text);
+
+/// Seconds, with a fraction: 2.5. 0 to a million.
+std::chrono::duration<double> parse_seconds(std::string_view text, std::string_view option);
 
 /// A-B (B is the first address after the range) or A+LENGTH. Never empty, never beyond 4 GiB.
 Range parse_range(std::string_view text);

@@ -6,6 +6,7 @@
 #include "sim/platform/file_error.h"
 #include "sim/platform/read_file.h"
 #include "sim/platform/user_folder.h"
+#include "sim/witness/faults.h"
 
 #include <algorithm>
 #include <array>
@@ -193,12 +194,24 @@ ChipConfig read_chip(TableReader& chip, const std::filesystem::path& folder)
     return config;
 }
 
+std::string read_fault_orders(TableReader& probe)
+{
+    std::string orders = probe.text("fault_orders", "");
+    try {
+        FaultOrders{}.add_from_text(orders);
+    } catch (const std::runtime_error& error) {
+        probe.fail("fault_orders", error.what());
+    }
+    return orders;
+}
+
 ProbeConfig read_probe(TableReader& probe, const std::filesystem::path& folder)
 {
     ProbeConfig config;
     config.serial_number = probe.required_number("serial", 1, largest_serial_number);
     config.firmware_text = probe.text("firmware", default_firmware_text);
     config.plugged = probe.flag("plugged", true);
+    config.fault_orders = read_fault_orders(probe);
     std::optional<TableReader> chip = probe.table("chip");
     const std::uint32_t supply = chip ? default_supply_millivolts : 0;
     config.supply_millivolts = probe.number("supply_mv", supply, 0, highest_supply_millivolts);

@@ -23,6 +23,7 @@ struct ProbeConfig
     std::string firmware_text;
     std::uint32_t supply_millivolts = 0;
     bool plugged = true;
+    std::string fault_orders; ///< given when the probe is opened
     std::optional<ChipConfig> chip;
 };
 

@@ -15,6 +15,7 @@ serial = 600000001                  # 1 to 2147483647
 # firmware = "J-Link V11 compiled Feb  1 2026 10:00:00"
 # supply_mv = 3300                  # what the probe measures at the target; below 1500 no chip answers
 # plugged = true                    # false: not on USB
+# fault_orders = "JLINKARM_WriteMem#2@unplug"   # as JLINKARM_SIM_FAULTS, whenever this probe is opened
 
 [probe.chip]                        # leave it out for a probe that is connected to nothing
 version = "BIRCH_M1_VA_REV2"

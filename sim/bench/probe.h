@@ -62,6 +62,7 @@ public:
     void set_supply(std::uint32_t millivolts);
 
     const ProbeConfig& config() const { return config_; }
+    const std::string& fault_orders() const { return config_.fault_orders; }
     std::uint32_t serial_number() const { return config_.serial_number; }
     const std::string& folder() const { return folder_; }
     std::uint32_t supply_millivolts() const { return supply_millivolts_; }

@@ -184,6 +184,7 @@ std::string Session::open_probe()
         return error.what();
     }
     probe_ = probe;
+    bench_.faults().add_from_text(probe->fault_orders());
     settings_ = {};
     read_cache_.clear();
     const Chip* const chip = find_chip();

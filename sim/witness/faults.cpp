@@ -90,7 +90,7 @@ private:
 
     [[noreturn]] void fail(std::string_view reason) const
     {
-        throw std::runtime_error(fmt::format("JLINKARM_SIM_FAULTS, '{}': {}.", whole_, reason));
+        throw std::runtime_error(fmt::format("The fault order '{}' cannot be understood: {}.", whole_, reason));
     }
 
     std::string_view whole_;

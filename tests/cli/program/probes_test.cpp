@@ -38,23 +38,6 @@ TEST_F(ProbesTest, AProbeIsNamedByAUniqueEndingBeforeOrAfterTheVerb)
     EXPECT_THAT(tessit({"info"}), Exits(4));
 }
 
-TEST_F(ProbesTest, SeveralProbesAreServedOneAfterTheOther)
-{
-    const std::string firmware = file("app.hex", ":0400100001020304E2\n:00000001FF\n");
-    EXPECT_THAT(tessit({"--probe", "600000011", "--probe", "12", "program", firmware}), Exits(0));
-    EXPECT_THAT(tessit({"--probe", "600000011", "erase", "--all"}), Exits(0));
-    const Outcome all = tessit({"--all-probes", "verify", firmware});
-    EXPECT_THAT(all, FailsWith(7, "1.5 V"));
-    EXPECT_THAT(all.output, AllOf(HasSubstr("600000012  done"), HasSubstr("700000011  failed (exit code 4)")));
-    const auto json = tessit_json({"--all-probes", "verify", firmware}, 7);
-    EXPECT_EQ(json["probes"][0]["error"]["code"], 6);
-    EXPECT_EQ(json["probes"][1]["equal"], true);
-    EXPECT_EQ(json["probes"][2]["error"]["code"], 4); // its own reason, not that of the board before it
-    EXPECT_THAT(tessit({"--all-probes", "info"}).output, HasSubstr("\n\nProbe             600000012\n"));
-    set_bench("[[probe]]\nserial = 1\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n");
-    EXPECT_EQ(tessit_json({"--all-probes", "info"})["probes"][0]["probe"], 1);
-}
-
 TEST_F(ProbesTest, TheJLinkLibraryIsTheOneThatIsNamedAndNeverTheSimulationByItself)
 {
     const std::string missing = path("libjlinkarm.so");
