@@ -131,6 +131,7 @@ ExitCode run_on_several(const Invocation& invocation, const LineOptions& options
     require_own_files(invocation.settings, "--log", invocation.settings.log_file);
     const std::vector<std::uint32_t> serials = choose_several(invocation);
     std::vector<Board> boards;
+    boards.reserve(serials.size());
     for (const std::uint32_t serial : serials) {
         boards.emplace_back(serial, words_for(invocation, serial, options));
     }

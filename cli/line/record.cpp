@@ -52,12 +52,12 @@ void Record::append(const Outcome& outcome, const UnitValues& values) const
                                            {"half_written", outcome.is_half_written},
                                            {"seconds", outcome.seconds}});
     if (const int error = platform::append_line(file_, line.dump_line() + "\n"); error != 0) {
-        Failure failure{
+        throw Failure{
             ExitCode::failure,
             fmt::format("the board is {}, but that cannot be recorded in {}: {}", describe(outcome), file_.string(),
                         std::strerror(error)),
-            "Make room or give --record another file, then run the command again; an equal chip is left alone."};
-        throw failure.half_written(outcome.is_half_written);
+            "Make room or give --record another file, then run the command again; an equal chip is left alone."}
+            .half_written(outcome.is_half_written);
     }
 }
 
