@@ -55,8 +55,9 @@ Chip::Chip(const ChipOptions& options, ChipState& state, Services services)
       flash_controller_(
           areas_of(state), protection_, options_.faults, take_words(register_words(FlashController::table)), services,
           {.on_change = [this](std::uint32_t address, std::uint32_t length) { core_.code_changed(address, length); },
-           .is_debugger = [this] { return debugger_writes_; },
-           .cpu_executes_flash = [this] { return executes_flash(); }}),
+           .is_cpu = [this] { return core_.is_executing(); },
+           .cpu_executes_flash = [this] { return executes_flash(); },
+           .stall_cpu = [this](std::uint64_t time, bool is_interruptible) { core_.stall(time, is_interruptible); }}),
       code_(flash_controller_, flash_controller_.areas().code),
       factory_area_(flash_controller_, flash_controller_.areas().factory),
       user_area_(flash_controller_, flash_controller_.areas().user),
@@ -273,9 +274,7 @@ bool Chip::debug_write(std::uint32_t address, std::span<const std::uint8_t> data
         return false;
     }
     lines_.settle();
-    debugger_writes_ = true;
     const bool ok = bus_.write(address, data);
-    debugger_writes_ = false;
     core_.code_changed(address, static_cast<std::uint32_t>(data.size()));
     lines_.drive();
     carry_out_requests();
@@ -291,7 +290,7 @@ bool Chip::poke(std::uint32_t address, std::span<const std::uint8_t> data)
 
 bool Chip::executes_flash() const
 {
-    return core_.state() == RunState::running && state_.powered().cpu.registers[cpu_register::pc] < model().flash_bytes;
+    return core_.state() == RunState::running && core_.program_counter() < model().flash_bytes;
 }
 
 std::uint64_t Chip::time_to_event() const

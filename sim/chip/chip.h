@@ -112,7 +112,6 @@ private:
     MemoryPort memory_port_;
 
     bool reset_requested_ = false;
-    bool debugger_writes_ = false; ///< the write that is carried out is the debugger's, not the CPU's
 };
 
 } // namespace jlinksim

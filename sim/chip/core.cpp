@@ -9,7 +9,6 @@
 namespace jlinksim {
 namespace {
 
-constexpr unsigned program_counter = 15;
 constexpr std::uint32_t reset_vectors = 0; // where VTOR points after a reset
 
 } // namespace
@@ -96,12 +95,21 @@ void Core::halt()
         control_.note_debug_event(debug_event::request);
     }
     kept_.sleep = Sleep::none;
+    end_stall();
     debug_.set_state(RunState::halted);
+}
+
+/// An access that a halt or a reset ends waits for nothing any more.
+void Core::end_stall()
+{
+    if (processor_) {
+        processor_->end_stall();
+    }
 }
 
 void Core::halt_at_reset()
 {
-    cpu().write_register(program_counter, bus_.peek_word(reset_vectors + 4) & ~1U);
+    cpu().write_register(cpu_register::pc, bus_.peek_word(reset_vectors + 4) & ~1U);
     keep_registers();
     control_.note_debug_event(debug_event::vector_catch);
     debug_.set_state(RunState::halted);
@@ -139,7 +147,7 @@ void Core::write_cpu_register(unsigned index, std::uint32_t value)
     const std::uint32_t own = index == cpu_register::xpsr ? value & ~cpu_register::xpsr_exception : value;
     cpu().write_register(index, own | kept);
     keep_registers();
-    if (index == program_counter) {
+    if (index == cpu_register::pc) {
         debug_.set_stuck(false); // there may be something to execute
     }
 }
@@ -172,6 +180,7 @@ void Core::reset(ResetKind kind)
         part->reset(kind);
     }
     exceptions_.reset();
+    end_stall();
     kept_.sleep = Sleep::none;
     kept_.event = 0;
     const std::uint32_t handler = bus_.peek_word(reset_vectors + 4);
@@ -181,7 +190,7 @@ void Core::reset(ResetKind kind)
         debug_.set_state(RunState::halted);
     } else if (const FaultStatus fetch = first_fetch(handler); fetch.bits != 0) {
         // A chip without a program: it does nothing, and there is nothing to tell anybody about.
-        cpu().write_register(program_counter, lock_up_address);
+        cpu().write_register(cpu_register::pc, lock_up_address);
         control_.note_fault(fetch);
         control_.note_hard_fault(hard_fault_bit::forced);
         lock_up();
@@ -225,6 +234,17 @@ void Core::lock_up()
 {
     debug_.set_stuck(true);
     debug_.set_state(RunState::locked_up);
+}
+
+std::uint32_t Core::program_counter() const
+{
+    return is_executing() ? processor_->place() : kept_.registers[cpu_register::pc];
+}
+
+void Core::stall(std::uint64_t nanoseconds, bool is_interruptible)
+{
+    constexpr std::uint64_t second = 1'000'000'000;
+    processor().stall((nanoseconds * timing::cpu_hertz + second - 1) / second, is_interruptible);
 }
 
 void Core::code_changed(std::uint32_t address, std::uint32_t length)

@@ -75,6 +75,11 @@ public:
 
     /// A peripheral's interrupt line.
     void drive(unsigned interrupt, bool high) { exceptions_.drive(interrupt, high); }
+    /// An instruction of the CPU makes the access at hand.
+    bool is_executing() const { return processor_ && processor_->is_executing(); }
+    std::uint32_t program_counter() const;
+    /// The access at hand lets the CPU wait; an interrupt may cut that short or not.
+    void stall(std::uint64_t nanoseconds, bool is_interruptible);
     void code_changed(std::uint32_t address, std::uint32_t length);
     void memories_changed();
 
@@ -93,6 +98,7 @@ private:
     CpuStops stops() const;
     void lock_up();
     void keep_registers();
+    void end_stall();
 
     Bus& bus_;
     ProcessorState& kept_;

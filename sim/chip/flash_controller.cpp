@@ -56,16 +56,23 @@ bool FlashController::is_busy() const
     return faults_.flash_never_ready || clock_.device() < ready_at_;
 }
 
+std::uint64_t FlashController::time_to_ready() const
+{
+    return std::max(ready_at_, clock_.device()) - clock_.device();
+}
+
+/// Nobody fetches from flash while it is written or erased.
 void FlashController::start_busy(std::uint64_t nanoseconds)
 {
     ready_at_ = clock_.device() + nanoseconds;
+    if (connections_.is_cpu() && connections_.cpu_executes_flash()) {
+        connections_.stall_cpu(nanoseconds, false);
+    }
 }
 
 void FlashController::stall_until_ready()
 {
-    if (clock_.device() < ready_at_) {
-        clock_.advance(ready_at_ - clock_.device());
-    }
+    clock_.advance(time_to_ready());
 }
 
 void FlashController::reset(ResetKind kind)
@@ -92,17 +99,22 @@ bool FlashController::is_awaited() const
 
 std::uint32_t FlashController::read_ready(unsigned /*index*/)
 {
-    if (is_busy()) {
-        return 0;
+    if (!is_busy()) {
+        awaited_ = Awaited::nothing;
+        return 1;
     }
-    awaited_ = Awaited::nothing;
-    return 1;
+    if (connections_.is_cpu()) {
+        // One turn of a loop that waits stands for all that would follow, which nobody could tell from it.
+        const std::uint64_t rest = faults_.flash_never_ready ? timing::longest_ready_wait_ns : time_to_ready();
+        connections_.stall_cpu(std::min(rest, timing::longest_ready_wait_ns), true);
+    }
+    return 0;
 }
 
 void FlashController::take_step(const char* what, Awaited awaited)
 {
     const bool is_next_word = awaited == Awaited::words && awaited_ == Awaited::words;
-    is_debuggers_ = connections_.is_debugger();
+    is_debuggers_ = !connections_.is_cpu();
     if (is_debuggers_ && is_awaited() && !is_next_word) {
         records().add("flash-not-waited", fmt::format("{} before READY told that the last step is done", what));
     }
@@ -240,13 +252,32 @@ bool FlashController::may_program(const Area& area, std::uint32_t offset, std::s
     return true;
 }
 
+void FlashController::wait_for_last_word()
+{
+    if (!connections_.is_cpu()) {
+        stall_until_ready();
+    } else if (const std::uint64_t rest = time_to_ready(); rest != 0) {
+        connections_.stall_cpu(rest, false);
+    }
+}
+
+/// The CPU goes on while its word is written; the debugger has the answer when it is.
+void FlashController::take_word_time()
+{
+    if (connections_.is_cpu()) {
+        start_busy(time_to_ready() + timing::flash_word_write_ns);
+    } else {
+        clock_.advance(timing::flash_word_write_ns);
+    }
+}
+
 void FlashController::program(const Area& area, std::uint32_t offset, std::span<const std::uint8_t> data)
 {
     if (!may_program(area, offset, data.size())) {
         return;
     }
     take_step("a write", Awaited::words);
-    stall_until_ready();
+    wait_for_last_word();
     for (std::size_t done = 0; done < data.size(); done += 4) {
         std::uint32_t value = 0;
         std::memcpy(&value, &data[done], sizeof value);
@@ -271,7 +302,7 @@ void FlashController::program_word(const Area& area, std::uint32_t offset, std::
     }
     cell &= value;
     std::memcpy(&area.bytes[offset], &cell, sizeof cell);
-    clock_.advance(timing::flash_word_write_ns);
+    take_word_time();
 }
 
 void FlashController::note_read(const Area& area, std::uint32_t offset)

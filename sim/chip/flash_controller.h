@@ -40,14 +40,17 @@ public:
     {
         /// Learns which addresses have new content.
         std::function<void(std::uint32_t address, std::uint32_t length)> on_change;
-        std::function<bool()> is_debugger; ///< that the write at hand comes from, and not the CPU
+        std::function<bool()> is_cpu; ///< that makes the access at hand, and not the debugger
         std::function<bool()> cpu_executes_flash;
+        /// The CPU waits with the access at hand; an interrupt may cut that short or not.
+        std::function<void(std::uint64_t nanoseconds, bool is_interruptible)> stall_cpu;
     };
 
     FlashController(const Areas& areas, BlockProtection& protection, const HardwareFaults& faults,
                     std::span<std::uint32_t> words, Services services, Connections connections);
 
-    /// A bus write to an area. It holds the bus until the last word is written.
+    /// A bus write to an area. The debugger's holds the bus until the last word is written; the CPU's only begins, and
+    /// what lets the CPU wait is to fetch from flash, or to write before the last write is over.
     void program(const Area& area, std::uint32_t offset, std::span<const std::uint8_t> data);
     /// Reads of an area wait for an operation in progress.
     void stall_until_ready();
@@ -94,6 +97,9 @@ private:
     void program_word(const Area& area, std::uint32_t offset, std::uint32_t value);
     void erase(const Area& area, std::uint32_t offset, std::uint32_t length);
     void start_busy(std::uint64_t nanoseconds);
+    std::uint64_t time_to_ready() const;
+    void wait_for_last_word();
+    void take_word_time();
 
     Areas areas_;
     BlockProtection& protection_;

@@ -45,6 +45,7 @@ Processor::Ending Processor::step(const DebugRequests& debug)
 {
     begin({.cycles = 1, .instructions = 1}, debug);
     parts_.kept.sleep = Sleep::none;
+    stalled_ = 0;
     advance();
     return end();
 }
@@ -91,12 +92,36 @@ void Processor::catch_up()
     }
 }
 
+void Processor::stall(std::uint64_t cycles, bool is_interruptible)
+{
+    stalled_ += cycles;
+    stall_is_interruptible_ = is_interruptible;
+    look_again();
+}
+
+bool Processor::is_stalled() const
+{
+    return stalled_ != 0 && !(stall_is_interruptible_ && waiting_exception());
+}
+
+void Processor::wait_for_bus()
+{
+    const std::uint64_t cycles = std::min({stalled_, left_.cycles, surroundings_.cycles_to_event()});
+    stalled_ -= cycles;
+    pass(cycles);
+}
+
 void Processor::advance()
 {
     if (!cpu_->executes()) {
         pass(left_.cycles);
         return;
     }
+    if (is_stalled()) {
+        wait_for_bus();
+        return;
+    }
+    stalled_ = 0;
     if (parts_.kept.sleep != Sleep::none && !wakes()) {
         doze();
         return;

@@ -74,8 +74,15 @@ public:
     void end_run();
     void look_again();
     bool is_running() const { return running_; }
+    /// What the instruction under way accesses lets it wait for so many cycles. Whether an interrupt may cut that
+    /// short.
+    void stall(std::uint64_t cycles, bool is_interruptible);
+    void end_stall() { stalled_ = 0; }
+    /// Whether it is an instruction that makes the access at hand.
+    bool is_executing() const { return executing_; }
 
     Cpu& cpu() { return *cpu_; }
+    std::uint32_t place() const { return cpu_->place(); }
 
 private:
     bool cpu_read(std::uint32_t address, unsigned width, std::uint32_t& value) override;
@@ -89,6 +96,8 @@ private:
     void handle(const RunResult& result);
     void pass(std::uint64_t cycles);
     void doze();
+    bool is_stalled() const;
+    void wait_for_bus();
     bool wakes();
     void sleep_until(Sleep what);
 
@@ -120,7 +129,9 @@ private:
     // The run under way.
     DebugRequests debug_;
     Allowance left_;
-    std::uint64_t passed_ = 0; ///< instructions of the engine's run whose cycles have passed
+    std::uint64_t passed_ = 0;  ///< instructions of the engine's run whose cycles have passed
+    std::uint64_t stalled_ = 0; ///< cycles for which an access still waits
+    bool stall_is_interruptible_ = false;
     bool running_ = false;
     bool executing_ = false;
     bool asked_to_end_ = false;

@@ -155,6 +155,8 @@ public:
     virtual void end_run() = 0;
     /// Of the run under way: how many instructions have begun.
     virtual std::uint64_t begun() const = 0;
+    /// Where it is: the program counter, during a run that of the instructions that have begun last.
+    virtual std::uint32_t place() const = 0;
     /// For the next run.
     virtual void set_traps(CpuTraps traps) = 0;
     virtual void set_stops(const CpuStops& stops) = 0;

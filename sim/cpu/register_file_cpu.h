@@ -21,6 +21,7 @@ public:
     RunResult run(std::uint64_t budget) override;
     void end_run() override {}
     std::uint64_t begun() const override { return 0; }
+    std::uint32_t place() const override { return read_register(cpu_register::pc); }
     void set_traps(CpuTraps /*traps*/) override {}
     void set_stops(const CpuStops& /*stops*/) override {}
     void code_changed(std::uint32_t address, std::uint32_t length) override;

@@ -93,6 +93,12 @@ std::uint32_t UnicornCpu::read_register(unsigned index) const
     return cpu_register::writable_part(index, engine_->read_register(index));
 }
 
+std::uint32_t UnicornCpu::place() const
+{
+    const auto begun = executing_ ? engine_->begun() : std::nullopt;
+    return begun ? *begun : read_register(cpu_register::pc);
+}
+
 void UnicornCpu::write_register(unsigned index, std::uint32_t value)
 {
     assert(index < cpu_state_words);

@@ -30,6 +30,7 @@ public:
     RunResult run(std::uint64_t budget) override;
     void end_run() override;
     std::uint64_t begun() const override { return result_.instructions + (executing_ ? engine_->executed() : 0); }
+    std::uint32_t place() const override;
     void set_traps(CpuTraps traps) override { traps_ = traps; }
     void set_stops(const CpuStops& stops) override;
     void code_changed(std::uint32_t address, std::uint32_t length) override;

@@ -93,7 +93,8 @@ struct UnicornEngine::Hooks
         UnicornEngine& self = owner(user);
         const auto where = static_cast<std::uint32_t>(address);
         const bool is_within_block = where - self.block_.address < self.block_.length;
-        if (!is_within_block && !self.begin(where)) {
+        // After a store that was refused the engine still comes as far as the next instruction.
+        if (self.stopped_by_ || (!is_within_block && !self.begin(where))) {
             uc_emu_stop(engine);
         }
     }

@@ -27,7 +27,7 @@ public:
     /// Host-side buffer of an up channel: when the host does not read, the ring fills up behind it.
     static constexpr std::size_t up_buffer_bytes = 65536;
     /// Host-side buffer of a down channel: what is written beyond it is not accepted.
-    static constexpr std::size_t down_buffer_bytes = 1024;
+    static constexpr std::size_t down_buffer_bytes = 4096;
     /// Taken out of an up ring before its firmware gets the room back. A large ring is emptied in several steps, so
     /// that firmware fills its one end while the other is still on the wire.
     static constexpr std::uint32_t most_bytes_per_step = 2048;

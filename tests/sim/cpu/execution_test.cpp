@@ -50,24 +50,29 @@ TEST_F(Execution, ReturnsFromBranchesThatGoNowhere)
 
 TEST_F(Execution, DoesTheSameInOneRunAsInSingleSteps)
 {
-    // movs r0, #0; adds r0, #1; cmp r0, #5; ite lt; addlt r1, r1, #2; movge r2, #7; cmp r0, #3
-    // itt ne; ldrne r3, [r4]; addne r5, r5, r3; b
-    put(0x100, {0x2000, 0x3001, 0x2805, 0xBFB4, 0x3102, 0x2207, 0x2803, 0xBF1C, 0x6823, 0x18ED, 0xE7F5});
-    for (const std::uint32_t source : {ram_base, peripherals, nowhere}) {
+    constexpr unsigned load = 0x6823;  // ldrne r3, [r4]
+    constexpr unsigned store = 0x6023; // strne r3, [r4]
+    constexpr std::uint32_t in_flash = 0x200;
+    for (const auto& [access, place] : std::vector<std::pair<unsigned, std::uint32_t>>{
+             {load, ram_base}, {load, peripherals}, {load, nowhere}, {store, in_flash}, {store, peripherals}}) {
+        // movs r0, #0; adds r0, #1; cmp r0, #5; ite lt; addlt r1, r1, #2; movge r2, #7; cmp r0, #3
+        // itt ne; the access; addne r5, r5, r3; b
+        put(0x100, {0x2000, 0x3001, 0x2805, 0xBFB4, 0x3102, 0x2207, 0x2803, 0xBF1C, access, 0x18ED, 0xE7F5});
         for (std::uint64_t steps = 0; steps < 64; ++steps) {
-            SCOPED_TRACE(testing::Message() << steps << " steps, and a word at " << source);
+            SCOPED_TRACE(testing::Message() << steps << " steps, " << access << " at " << place);
             std::vector<std::vector<std::uint32_t>> outcomes;
             for (const std::uint64_t at_once : {std::uint64_t{1}, std::max<std::uint64_t>(steps, 1)}) {
                 cpu.reset(stack, 0x101);
-                set_r(4, source);
+                set_r(4, place);
+                put_word(in_flash, ~0U);
                 accesses.clear();
                 std::uint64_t done = 0;
                 for (std::uint64_t left = steps; left >= at_once; left -= at_once) {
                     done += cpu.run(at_once).instructions;
                 }
-                EXPECT_EQ(done, source == nowhere ? std::min<std::uint64_t>(steps, 8) : steps);
-                const auto accesses_made = static_cast<std::uint32_t>(source == nowhere ? 0 : accesses.size());
-                outcomes.push_back({pc(), xpsr(), r(0), r(1), r(2), r(3), r(5), accesses_made});
+                EXPECT_EQ(done, place == nowhere ? std::min<std::uint64_t>(steps, 8) : steps);
+                const auto accesses_made = static_cast<std::uint32_t>(place == nowhere ? 0 : accesses.size());
+                outcomes.push_back({pc(), xpsr(), r(0), r(1), r(2), r(3), r(5), accesses_made, word(in_flash)});
             }
             EXPECT_EQ(outcomes[0], outcomes[1]);
         }
