@@ -3,6 +3,7 @@
 #include "cli/firmware/sha256.h"
 #include "cli/line/record.h"
 #include "cli/line/unit_values.h"
+#include "cli/loader/choice.h"
 #include "cli/memory/chip.h"
 #include "cli/memory/eraser.h"
 #include "cli/memory/programmer.h"
@@ -26,6 +27,7 @@ struct Options
     std::string record;
     bool recovers = false;
     EraseMode erase = EraseMode::needed;
+    LoaderOptions loader;
     bool allow_protect = false;
     bool verify = true;
     bool reset = false;
@@ -212,21 +214,28 @@ Report program(Target& target, const Image& image, const Options& options, const
     RunStateKeeper run_state{target}; // until the first byte changes, the firmware is to go on after a refusal
     const std::string device_id = target.device_id();
     console.at_chip(device_id);
-    const Device chip = chip_device(target, narration);
+    Device chip = chip_device(target, narration);
     require_within_chip(image, chip);
     require_protection_wanted(image, options);
+    const std::unique_ptr<FlashLoader> loader = employ_loader(options.loader, image, target, chip, narration);
     const Plan plan = plan_programming(chip, image, options.erase, narration);
     run_state.release();
     target.halt();
     const ProgramResult result = execute(chip, plan, options.verify, narration);
+    if (loader) {
+        loader->give_back();
+    }
     const auto elapsed = clock.now() - start;
     const bool is_protecting = protects_chip(image);
     const std::string ending = finish(target, options, is_protecting);
     Report report = summarize(target.session(), chip, options, plan, result, elapsed);
-    report.text += ending;
+    const bool ram_is_kept = !loader || !loader->has_lost_ram();
+    report.text += (ram_is_kept ? "" : "The flash loader ran in RAM, whose former content is gone.\n") + ending;
     report.json["device_id"] = device_id;
     report.json["recovered"] = was_recovered;
     report.json["protected"] = is_protecting && options.reset;
+    report.json["ram_kept"] = ram_is_kept;
+    add_loader_result(options.loader, loader.get(), report.json);
     return report;
 }
 
@@ -274,6 +283,7 @@ Command add_program(const Verb& root)
         .with_default("pages");
     const Option verify = verb.flag("--verify", options->verify, "Read back and compare, which is the default");
     verb.off_flag("--no-verify", options->verify, "Leave the comparison out").excludes(verify);
+    add_loader_options(verb, options->loader);
     verb.flag("--reset", options->reset, "Reset the chip afterwards and let it run");
     verb.flag("--allow-protect", options->allow_protect, "Accept an image that turns readback protection on");
     return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};

@@ -1,5 +1,6 @@
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/firmware.h"
+#include "cli/loader/choice.h"
 #include "cli/memory/chip.h"
 #include "cli/memory/comparison.h"
 
@@ -9,29 +10,39 @@
 namespace tessit::cli {
 namespace {
 
-using Files = std::vector<std::string>;
+struct Options
+{
+    std::vector<std::string> files;
+    LoaderOptions loader;
+};
 
-Report verify(const Target& target, const Image& image, const Files& files, const Console& console)
+Report verify(const Target& target, const Image& image, const Options& options, const Console& console)
 {
     RunStateKeeper run_state{target};
     const Narration narration{console, target.session().clock()};
-    const Device chip = chip_device(target, narration);
+    Device chip = chip_device(target, narration);
     require_within_chip(image, chip);
+    const std::unique_ptr<FlashLoader> loader = employ_loader(options.loader, image, target, chip, narration);
     const Mismatches mismatches = compare(chip, image, narration);
+    if (loader) {
+        loader->give_back();
+    }
     run_state.restore();
     mismatches.require_none(
-        fmt::format("{}", fmt::join(files, ", ")), chip.name,
+        fmt::format("{}", fmt::join(options.files, ", ")), chip.name,
         "`tessit program` writes the file again. Firmware that writes to its own flash also differs.");
 
     const std::uint32_t serial = target.session().serial();
-    return {fmt::format("Verified {} on probe {}: equal.\n", format_size(image.size()), serial),
-            {{"image_bytes", image.size()}, {"equal", true}}};
+    Json json{{"image_bytes", image.size()}, {"equal", true}};
+    add_loader_result(options.loader, loader.get(), json);
+    return {fmt::format("Verified {} on probe {}: equal.\n", format_size(image.size()), serial), std::move(json)};
 }
 
-ExitCode run(const Invocation& invocation, const Files& files)
+ExitCode run(const Invocation& invocation, const Options& options)
 {
-    const Image image = read_firmware(files);
-    return run_on_probes(invocation, [&](Target& target) { return verify(target, image, files, invocation.console); });
+    const Image image = read_firmware(options.files);
+    return run_on_probes(invocation,
+                         [&](Target& target) { return verify(target, image, options, invocation.console); });
 }
 
 } // namespace
@@ -39,9 +50,10 @@ ExitCode run(const Invocation& invocation, const Files& files)
 Command add_verify(const Verb& root)
 {
     const Verb verb = root.verb("verify", "Compare the chip with firmware files");
-    const auto files = std::make_shared<Files>();
-    verb.text_list("FILES", "", *files, "Files as for program").required();
-    return {verb, [files](const Invocation& invocation) { return run(invocation, *files); }};
+    const auto options = std::make_shared<Options>();
+    verb.text_list("FILES", "", options->files, "Files as for program").required();
+    add_loader_options(verb, options->loader);
+    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 
 } // namespace tessit::cli

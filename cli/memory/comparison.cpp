@@ -1,11 +1,69 @@
 #include "cli/memory/comparison.h"
 
+#include "cli/memory/crc32.h"
 #include "cli/terminal/progress.h"
 
 #include <algorithm>
 
 namespace tessit::cli {
 namespace {
+
+// Not much has to be read of what differs somewhere: those parts whose checksums are not
+// those of what they should hold; all, where there are no checksums.
+std::vector<Piece> doubtful(const std::vector<Piece>& parts, const Device& device, const ContentOf& wanted)
+{
+    std::vector<Range> ranges(parts.size());
+    std::ranges::transform(parts, ranges.begin(), &Piece::range);
+    const auto checksums = device.checksums && !ranges.empty() ? device.checksums(ranges) : std::nullopt;
+    if (!checksums) {
+        return parts;
+    }
+    std::vector<Piece> doubtful;
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        bytes.resize(ranges[i].length);
+        wanted(ranges[i], bytes);
+        if (crc32(bytes) != (*checksums)[i]) {
+            doubtful.push_back(parts[i]);
+        }
+    }
+    return doubtful;
+}
+
+// Neighbours in one, as long as one call transfers.
+std::vector<Piece> joined(const std::vector<Piece>& parts)
+{
+    std::vector<Piece> joined;
+    for (const Piece& part : parts) {
+        const bool joins = !joined.empty() && joined.back().memory == part.memory &&
+                           joined.back().range.end() == part.range.first &&
+                           joined.back().range.length + part.range.length <= transfer_chunk;
+        if (joins) {
+            joined.back().range.length += part.range.length;
+        } else {
+            joined.push_back(part);
+        }
+    }
+    return joined;
+}
+
+// Calls `use(piece, wanted, found)` for what is not known to be equal without a look.
+template <typename Use>
+void look_at(const std::vector<Piece>& pieces, const Device& device, const ContentOf& content, Progress& progress,
+             Use use)
+{
+    const std::vector<Piece> unproven = doubtful(parts_by_unit(pieces), device, content);
+    progress.advance(bytes_of(pieces) - bytes_of(unproven));
+    std::vector<std::uint8_t> wanted;
+    std::vector<std::uint8_t> found;
+    for (const Piece& piece : joined(unproven)) {
+        wanted.resize(piece.range.length);
+        found.resize(piece.range.length);
+        content(piece.range, wanted);
+        piece.memory->read(piece.range.first, found, [&progress](std::size_t count) { progress.advance(count); });
+        use(piece, wanted, found);
+    }
+}
 
 void note_differing(const Piece& part, std::span<const std::uint8_t> wanted, std::span<const std::uint8_t> found,
                     std::vector<Piece>& differing)
@@ -20,23 +78,19 @@ void note_differing(const Piece& part, std::span<const std::uint8_t> wanted, std
 
 } // namespace
 
-Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Narration& narration)
+Comparison compare(const Device& device, const std::vector<Piece>& units, const Contents& contents,
+                   const Narration& narration)
 {
     Comparison comparison;
     comparison.bytes = bytes_of(units);
     Progress progress{narration, "verify", comparison.bytes, "bytes"};
-    std::vector<std::uint8_t> wanted;
-    std::vector<std::uint8_t> found;
-    for (const Piece& piece : units) {
-        for_each_part(piece.range, [&](const Range& part) {
-            wanted.resize(part.length);
-            found.resize(part.length);
-            contents.fill(part, wanted);
-            piece.memory->read(part.first, found, [&progress](std::size_t count) { progress.advance(count); });
-            comparison.mismatches.compare(part.first, wanted, found);
-            note_differing({piece.memory, part}, wanted, found, comparison.differing_units);
-        });
-    }
+    const ContentOf content = [&contents](const Range& range, std::span<std::uint8_t> bytes) {
+        contents.fill(range, bytes);
+    };
+    look_at(units, device, content, progress, [&](const Piece& piece, const auto& wanted, const auto& found) {
+        comparison.mismatches.compare(piece.range.first, wanted, found);
+        note_differing(piece, wanted, found, comparison.differing_units);
+    });
     progress.finish();
     return comparison;
 }
@@ -45,17 +99,18 @@ Mismatches compare(const Device& device, const Image& image, const Narration& na
 {
     Mismatches mismatches;
     Progress progress{narration, "verify", image.size(), "bytes"};
-    std::vector<std::uint8_t> found;
+    std::vector<Piece> pieces;
     for (const Memory& memory : device.memories) {
         for (const Segment& segment : image.segments_within(memory.traits.range)) {
-            for_each_part(segment.range(), [&](const Range& part) {
-                found.resize(part.length);
-                memory.read(part.first, found, [&progress](std::size_t count) { progress.advance(count); });
-                mismatches.compare(part.first,
-                                   std::span{segment.bytes}.subspan(part.first - segment.address, part.length), found);
-            });
+            pieces.push_back({&memory, segment.range()});
         }
     }
+    const ContentOf content = [&image](const Range& range, std::span<std::uint8_t> bytes) {
+        image.overlay(range, bytes);
+    };
+    look_at(pieces, device, content, progress, [&](const Piece& piece, const auto& wanted, const auto& found) {
+        mismatches.compare(piece.range.first, wanted, found);
+    });
     progress.finish();
     return mismatches;
 }

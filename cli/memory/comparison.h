@@ -1,4 +1,5 @@
-/// Comparing memories with what they should hold, in parts that are as long as one call transfers.
+/// Comparing memories with what they should hold: by checksums where there are some, and where these differ or there
+/// are none, by reading parts that are as long as one call transfers.
 #pragma once
 
 #include "cli/memory/mismatches.h"
@@ -16,7 +17,8 @@ struct Comparison
 };
 
 /// Whole units with what they should hold.
-Comparison compare(const std::vector<Piece>& units, const Contents& contents, const Narration& narration);
+Comparison compare(const Device& device, const std::vector<Piece>& units, const Contents& contents,
+                   const Narration& narration);
 
 /// What the image holds of the device's memories.
 Mismatches compare(const Device& device, const Image& image, const Narration& narration);

@@ -17,6 +17,11 @@ inline constexpr double flash_word_write = 41e-6;
 inline constexpr double flash_page_erase = 85e-3;
 inline constexpr double flash_erase_all = 169e-3;
 
+/// The flash loader on the chip: to start it and to hear that it has ended, some 20 requests; 17 instructions for four
+/// bytes of a checksum, at 64 MHz.
+inline constexpr double loader_run = 20 * round_trip;
+inline constexpr double loader_checksum_byte = 17 / 4.0 / 64e6;
+
 /// The serial flash: typical values of 3 V NOR flashes' data sheets. Erasing it whole takes what its largest blocks
 /// take.
 inline constexpr double serial_page_program = 700e-6;

@@ -7,6 +7,20 @@
 
 namespace tessit::cli {
 
+std::vector<Piece> parts_by_unit(std::span<const Piece> pieces)
+{
+    std::vector<Piece> parts;
+    for (const auto& [memory, range] : pieces) {
+        const MemoryTraits& traits = memory->traits;
+        for (std::uint64_t at = range.first; at < range.end();) {
+            const std::uint64_t end = std::min(range.end(), traits.unit(traits.unit_of(at)).end());
+            parts.push_back({memory, {static_cast<std::uint32_t>(at), end - at}});
+            at = end;
+        }
+    }
+    return parts;
+}
+
 std::uint64_t bytes_of(std::span<const Piece> pieces)
 {
     return std::accumulate(pieces.begin(), pieces.end(), std::uint64_t{0},

@@ -42,9 +42,12 @@ struct MemoryTraits
     std::vector<EraseBlock> blocks; ///< largest first, a unit last; empty: it goes with everything, never by itself
     TransferCost read_cost;
     TransferCost write_cost;
-    const char* without_erase_hint = ""; ///< what to do when bits would have to be set and nothing may be erased
-    const char* mismatch_hint = "";      ///< what to do when it does not hold what was written
+    std::optional<TransferCost> check_cost{}; ///< of checksums, where there are some
+    const char* without_erase_hint = "";      ///< what to do when bits would have to be set and nothing may be erased
+    const char* mismatch_hint = "";           ///< what to do when it does not hold what was written
 
+    /// To know whether something holds what it should.
+    const TransferCost& cost_to_check() const { return check_cost ? *check_cost : read_cost; }
     std::size_t unit_count() const { return static_cast<std::size_t>(range.length / unit_bytes); }
     Range unit(std::size_t index) const
     {
@@ -56,8 +59,7 @@ struct MemoryTraits
     }
 };
 
-/// One memory and the ways to reach it. All of them throw a Failure. A program that runs on the chip and reads,
-/// compares and writes for us would be another set of ways with the same traits.
+/// One memory and the ways to reach it. All of them throw a Failure.
 struct Memory
 {
     MemoryTraits traits;
@@ -77,12 +79,27 @@ struct Piece
     friend bool operator==(const Piece&, const Piece&) = default;
 };
 
+/// The pieces cut where units begin.
+std::vector<Piece> parts_by_unit(std::span<const Piece> pieces);
+
 /// Bytes of all pieces.
 std::uint64_t bytes_of(std::span<const Piece> pieces);
 
 /// Throws a Failure with ExitCode::usage, which names the units that the range touches, unless it consists of whole
 /// ones. The range lies within the memory.
 void require_whole_units(const Range& range, const MemoryTraits& traits);
+
+/// What is to be done to one memory: the erases before the writes to what they clear.
+struct Changes
+{
+    bool everything = false; ///< an erase of the device
+    std::vector<Range> erases;
+    std::vector<Range> writes;
+    std::vector<Range> compared; ///< checksums of these will be asked for afterwards
+};
+
+/// What is to be written to a range.
+using ContentOf = std::function<void(const Range& range, std::span<std::uint8_t> bytes)>;
 
 /// Memories that one erase clears together: the chip's flash and UICR, or an external flash alone.
 struct Device
@@ -91,6 +108,12 @@ struct Device
     std::vector<Memory> memories; ///< in the order of their addresses; what is programmed first comes first
     double erase_all_seconds = 0;
     std::function<void()> erase_all;
+    /// All changes of its first memory in one go. False: something has to be done in the single ways above, and all of
+    /// it is to be done in them again. Is told the bytes of each write that is done. May be empty.
+    std::function<bool(const Changes& changes, const ContentOf& content, const ChunkDone& done)> change_at_once{};
+    /// CRC-32 of ranges of its memories, much faster than to read them; nothing where that cannot be had now. May be
+    /// empty.
+    std::function<std::optional<std::vector<std::uint32_t>>(std::span<const Range> ranges)> checksums{};
     /// Lifts what keeps parts from being erased and written, with a line that tells the user; empty: there is nothing
     /// of the kind.
     std::function<void()> lift_protection;

@@ -14,31 +14,76 @@ namespace {
 class Execution
 {
 public:
-    Execution(const Device& device, const Plan& plan, const Narration& narration)
-        : device_{device}, plan_{plan}, narration_{narration}, erases_{device}
+    Execution(const Device& device, const Plan& plan, bool verifies, const Narration& narration)
+        : device_{device}, plan_{plan}, verifies_{verifies}, narration_{narration}, erases_{device}
     {
     }
 
-    ProgramResult run(bool verify)
+    ProgramResult run()
     {
         ProgramResult result;
         try {
-            erase();
-            result.written_bytes = write(plan_.writes);
+            result.written_bytes = change();
         } catch (const Failure& failure) {
             throw Failure{failure.code(), fmt::format("{}; {} is partly written now", failure.what(), device_.name),
                           failure.hint().empty() ? "Run the command again; it goes on where it stopped."
                                                  : failure.hint()}
                 .half_written();
         }
-        if (verify) {
-            result.verified_bytes = this->verify();
+        if (verifies_) {
+            result.verified_bytes = verify();
         }
         result.protection_was_lifted = erases_.protection_was_lifted();
         return result;
     }
 
 private:
+    std::uint64_t change()
+    {
+        const std::uint64_t total = bytes_of(plan_.writes);
+        if (!device_.change_at_once) {
+            erase();
+            return write(plan_.writes);
+        }
+        if (change_first_memory()) {
+            std::vector<Piece> others;
+            std::ranges::remove_copy(plan_.writes, std::back_inserter(others), &device_.memories.front(),
+                                     &Piece::memory);
+            write(others);
+        } else {
+            erase();
+            write(plan_.writes);
+        }
+        return total;
+    }
+
+    bool change_first_memory()
+    {
+        const Memory* const memory = &device_.memories.front();
+        Changes changes{};
+        changes.everything = plan_.erases.everything;
+        const auto add = [memory](std::vector<Range>& ranges, const std::vector<Piece>& pieces) {
+            for (const Piece& piece : pieces) {
+                if (piece.memory == memory) {
+                    ranges.push_back(piece.range);
+                }
+            }
+        };
+        add(changes.erases, plan_.erases.blocks);
+        add(changes.writes, plan_.writes);
+        if (verifies_) {
+            add(changes.compared, parts_by_unit(plan_.changes));
+        }
+        Progress progress{narration_, "write", bytes_of(plan_.writes), "bytes"};
+        const bool done = device_.change_at_once(
+            changes, [this](const Range& range, std::span<std::uint8_t> bytes) { plan_.contents.fill(range, bytes); },
+            [&progress](std::size_t count) { progress.advance(count); });
+        if (done) {
+            progress.finish();
+        }
+        return done;
+    }
+
     void erase()
     {
         if (plan_.erases.everything) {
@@ -93,10 +138,10 @@ private:
 
     std::uint64_t verify()
     {
-        Comparison comparison = compare(plan_.changes, plan_.contents, narration_);
+        Comparison comparison = compare(device_, plan_.changes, plan_.contents, narration_);
         if (!comparison.differing_units.empty() && erases_.lift_protection()) {
             write_again(comparison.differing_units);
-            comparison = compare(plan_.changes, plan_.contents, narration_);
+            comparison = compare(device_, plan_.changes, plan_.contents, narration_);
         }
         if (!comparison.differing_units.empty()) {
             throw comparison.mismatches
@@ -119,6 +164,7 @@ private:
 
     const Device& device_;
     const Plan& plan_;
+    const bool verifies_;
     const Narration narration_;
     ProvenErases erases_;
 };
@@ -127,7 +173,7 @@ private:
 
 ProgramResult execute(const Device& device, const Plan& plan, bool verify, const Narration& narration)
 {
-    return plan.changes_nothing() ? ProgramResult{} : Execution{device, plan, narration}.run(verify);
+    return plan.changes_nothing() ? ProgramResult{} : Execution{device, plan, verify, narration}.run();
 }
 
 std::string describe_changes(const Plan& plan, std::string_view units)

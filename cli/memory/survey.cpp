@@ -1,5 +1,6 @@
 #include "cli/memory/survey.h"
 
+#include "cli/memory/crc32.h"
 #include "cli/memory/erased_bytes.h"
 #include "cli/memory/stretches.h"
 #include "cli/terminal/progress.h"
@@ -12,6 +13,7 @@ namespace tessit::cli {
 namespace {
 
 constexpr std::size_t sample_count = 16;
+constexpr std::size_t few_samples = 4; ///< of what is known to differ
 constexpr std::size_t sample_bytes = 16;
 
 std::uint32_t bytes_of_words_that_differ(const MemoryTraits& traits, std::span<const std::uint8_t> wanted,
@@ -134,6 +136,57 @@ double Survey::seconds_to_look(std::span<const Stretch> stretches) const
     return seconds;
 }
 
+double Survey::seconds_to_check(std::span<const Stretch> stretches) const
+{
+    double seconds = 0;
+    for (const Stretch& stretch : stretches) {
+        seconds += maps_[stretch.map].memory->traits.cost_to_check().of(bytes_of({&stretch, 1}));
+    }
+    return seconds;
+}
+
+// What checksums tell of units that nothing is to be kept of: equal, blank, or neither.
+void Survey::look_by_checksums(std::span<const Stretch> stretches)
+{
+    if (!device_.checksums || stretches.empty()) {
+        return;
+    }
+    std::vector<std::pair<UnitMap*, std::size_t>> units;
+    std::vector<Range> ranges;
+    for (const Stretch& stretch : stretches) {
+        UnitMap& map = maps_[stretch.map];
+        for (std::size_t i = stretch.first; i < stretch.end; ++i) {
+            units.emplace_back(&map, i);
+            ranges.push_back(map.memory->traits.unit(i));
+        }
+    }
+    const auto checksums = device_.checksums(ranges);
+    for (std::size_t k = 0; checksums && k < units.size(); ++k) {
+        judge_by_checksum(*units[k].first, units[k].second, (*checksums)[k]);
+    }
+}
+
+void Survey::judge_by_checksum(UnitMap& map, std::size_t index, std::uint32_t checksum)
+{
+    const MemoryTraits& traits = map.memory->traits;
+    Unit& unit = map.units[index];
+    std::vector<std::uint8_t> expected(traits.unit_bytes, erased_byte);
+    if (checksum == crc32(expected)) {
+        look_at_unit(map, index, expected);
+        return;
+    }
+    if (!unit.is_touched) {
+        unit.state = UnitState::kept;
+        return;
+    }
+    contents_.fill(traits.unit(index), expected);
+    if (checksum == crc32(expected)) {
+        look_at_unit(map, index, expected);
+        return;
+    }
+    unit.was_seen = true; // how it differs, a look would tell
+}
+
 void Survey::look(const Stretch& stretch)
 {
     UnitMap& map = maps_[stretch.map];
@@ -182,7 +235,9 @@ void Survey::look_at_unit(UnitMap& map, std::size_t index, std::span<const std::
 
 void Survey::look_at_all()
 {
-    const std::vector<Stretch> all = stretches([](const MemoryTraits&, const Unit& unit) { return unit.is_touched; });
+    look_by_checksums(stretches([](const MemoryTraits&, const Unit& unit) { return unit.is_covered; }));
+    const std::vector<Stretch> all = stretches(
+        [](const MemoryTraits&, const Unit& unit) { return unit.is_touched && unit.state == UnitState::unknown; });
     Progress progress{narration_, "read", bytes_of(all), "bytes"};
     for (const Stretch& stretch : all) {
         look(stretch);
@@ -198,7 +253,14 @@ void Survey::look_while_it_pays()
     };
     const std::vector<Stretch> needed = stretches(
         [&](const MemoryTraits& traits, const Unit& unit) { return unit.is_touched && !is_optional(traits, unit); });
-    const std::vector<Stretch> optional = stretches(is_optional);
+    // With what else an erase of everything would clear, where that is not much more.
+    const std::vector<Stretch> covered = stretches(is_optional);
+    const std::vector<Stretch> with_others = stretches(
+        [&](const MemoryTraits& traits, const Unit& unit) { return is_optional(traits, unit) || !unit.is_touched; });
+    look_by_checksums(bytes_of(with_others) <= 2 * bytes_of(covered) ? with_others : covered);
+    const std::vector<Stretch> optional = stretches([&](const MemoryTraits& traits, const Unit& unit) {
+        return is_optional(traits, unit) && unit.state == UnitState::unknown;
+    });
     guess(optional);
 
     Progress progress{narration_, "read", bytes_of(needed) + bytes_of(optional), "bytes"};
@@ -260,12 +322,16 @@ void Survey::guess(std::span<const Stretch> stretches)
             assume(maps_[stretch.map].units[i], UnitState::equal);
         }
     }
-    if (units.size() <= sample_count) {
+    // What checksums say is different may be seen to need an erase by a few bytes.
+    const bool all_differ =
+        std::ranges::all_of(units, [](const auto& unit) { return unit.first->units[unit.second].was_seen; });
+    if (units.size() <= sample_count && !all_differ) {
         return;
     }
-    for (std::size_t k = 0; k < sample_count; ++k) {
-        const std::size_t first = units.size() * k / sample_count;
-        const std::size_t end = units.size() * (k + 1) / sample_count;
+    const std::size_t count = all_differ ? std::min(units.size(), few_samples) : sample_count;
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::size_t first = units.size() * k / count;
+        const std::size_t end = units.size() * (k + 1) / count;
         const auto [map, index] = units[(first + end) / 2];
         const std::vector<std::uint8_t> found = sample(*map, index, k);
         std::vector<std::uint8_t> wanted(found.size());
@@ -293,8 +359,16 @@ std::vector<Survey::Stretch> Survey::elsewhere() const
 // Stops at the first byte that has to stay.
 bool Survey::is_blank(std::span<const Stretch> stretches)
 {
+    look_by_checksums(stretches);
     std::size_t number = 0;
     for (const Stretch& stretch : stretches) {
+        const auto units = std::span{maps_[stretch.map].units}.subspan(stretch.first, stretch.end - stretch.first);
+        if (std::ranges::all_of(units, &Unit::is_blank)) {
+            continue;
+        }
+        if (std::ranges::any_of(units, [](const Unit& unit) { return unit.state == UnitState::kept; })) {
+            return false;
+        }
         UnitMap& map = maps_[stretch.map];
         if (!is_erased(sample(map, stretch.first, number++))) {
             map.units[stretch.first].state = UnitState::kept;
@@ -302,8 +376,10 @@ bool Survey::is_blank(std::span<const Stretch> stretches)
         }
     }
     return std::ranges::all_of(stretches, [this](const Stretch& stretch) {
-        look(stretch);
         const auto units = std::span{maps_[stretch.map].units}.subspan(stretch.first, stretch.end - stretch.first);
+        if (!std::ranges::all_of(units, &Unit::is_blank)) {
+            look(stretch);
+        }
         return std::ranges::all_of(units, &Unit::is_blank);
     });
 }
@@ -313,7 +389,7 @@ double Survey::seconds_at_best(const std::vector<UnitMap>& maps) const
 {
     const double seconds = cheapest_erases(maps, device_.erase_all_seconds).seconds;
     const EraseChoice hoped = cheapest_erases(with_unknown_free(maps), device_.erase_all_seconds);
-    return hoped.everything ? std::min(seconds, hoped.seconds + seconds_to_look(elsewhere())) : seconds;
+    return hoped.everything ? std::min(seconds, hoped.seconds + seconds_to_check(elsewhere())) : seconds;
 }
 
 EraseChoice Survey::choose_erases()
@@ -321,7 +397,7 @@ EraseChoice Survey::choose_erases()
     EraseChoice choice = cheapest_erases(maps_, device_.erase_all_seconds);
     const EraseChoice hoped = cheapest_erases(with_unknown_free(maps_), device_.erase_all_seconds);
     const std::vector<Stretch> unknown = elsewhere();
-    const bool may_pay = hoped.everything && hoped.seconds + seconds_to_look(unknown) < choice.seconds;
+    const bool may_pay = hoped.everything && hoped.seconds + seconds_to_check(unknown) < choice.seconds;
     if (!may_pay) {
         return choice;
     }

@@ -61,6 +61,9 @@ private:
     void guess(std::span<const Stretch> stretches);
     std::vector<std::uint8_t> sample(UnitMap& map, std::size_t index, std::size_t number);
     void look(const Stretch& stretch);
+    void look_by_checksums(std::span<const Stretch> stretches);
+    void judge_by_checksum(UnitMap& map, std::size_t index, std::uint32_t checksum);
+    double seconds_to_check(std::span<const Stretch> stretches) const;
     void look_at_unit(UnitMap& map, std::size_t index, std::span<const std::uint8_t> found);
     void look_while_it_pays(std::span<const Stretch> stretches, Progress& progress);
     void resume_looking();

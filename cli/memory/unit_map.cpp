@@ -18,7 +18,7 @@ bool is_no_dearer(double larger, double smaller)
 // Writes and their verification.
 double write_seconds(const MemoryTraits& traits, std::uint32_t bytes)
 {
-    return bytes == 0 ? 0 : traits.write_cost.per_byte * bytes + traits.read_cost.per_byte * traits.unit_bytes;
+    return bytes == 0 ? 0 : traits.write_cost.per_byte * bytes + traits.cost_to_check().per_byte * traits.unit_bytes;
 }
 
 double seconds_if_left(const MemoryTraits& traits, const Unit& unit)

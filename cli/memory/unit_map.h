@@ -26,7 +26,7 @@ struct Unit
     bool is_touched = false;           ///< the image has something for it
     bool is_covered = false;           ///< the image has something for every byte of it
     bool is_blank = false;             ///< was looked at and is blank
-    bool was_seen = false;             ///< was looked at whole
+    bool was_seen = false;             ///< whether it is equal is known
     std::uint32_t bytes_if_erased = 0; ///< to be written once it is erased
     std::uint32_t bytes_if_left = 0;   ///< to be written while it is not
     std::optional<std::uint32_t>

@@ -87,7 +87,8 @@ TEST_F(SystemTest, ALogThatIsIncompleteMakesAFailureOfASuccess)
     EXPECT_EQ(outcome.output, "600000011\n");
 }
 
-// Commands that are cut short: killed, interrupted, or left without their probe.
+// Commands that are cut short: killed, interrupted, or left without their probe. Those that go on by themselves on the
+// chip have tests of their own.
 class InterruptionTest : public BenchTest
 {
 protected:
@@ -99,10 +100,12 @@ protected:
 
     void SetUp() override { ASSERT_THAT(tessit({"program", old_ + "@0", far_ + "@0x7F000"}), Exits(0)); }
 
+    static Arguments program(const std::string& image) { return {"program", image + "@0", "--loader", "off"}; }
+
     // Caught while it erases: its narration is no longer read, so it cannot go on.
     Outcome stopped_in_the_middle_by(int signal) const
     {
-        RunningCommand command{{"--sim", "-v", "program", new_ + "@0"}, environment()};
+        RunningCommand command{join({"--sim", "-v"}, program(new_)), environment()};
         EXPECT_TRUE(command.wait_for("Birch_erase_page", 10));
         EXPECT_THAT(tessit({"info"}), FailsWith(8, "in use by another program"));
         command.signal(signal);
@@ -130,7 +133,7 @@ TEST_F(InterruptionTest, AProgramThatIsCutShortLeavesTheProbeFreeAndTheChipAsFar
 
 TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
 {
-    const Outcome outcome = tessit({"program", new_ + "@0"}, {{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2@unplug"}});
+    const Outcome outcome = tessit(program(new_), {{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2@unplug"}});
     EXPECT_THAT(outcome,
                 FailsWith(3, "the connection to probe 600000011 was lost: JLinkARM.dll WriteMem returned error"));
     EXPECT_THAT(outcome.errors, HasSubstr("partly written"));
@@ -141,11 +144,11 @@ TEST_F(InterruptionTest, APulledCableIsNamedWithTheStateOfTheFlash)
 TEST_F(InterruptionTest, AWriteThatTheChipDidNotTakeIsFoundByReadingBack)
 {
     const Environment all_lost{{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2=0+0"}};
-    EXPECT_THAT(tessit({"program", new_ + "@0"}, all_lost), FailsWith(6, "differs from what was written"));
+    EXPECT_THAT(tessit(program(new_), all_lost), FailsWith(6, "differs from what was written"));
     const Environment one_lost{{"JLINKARM_SIM_FAULTS", "JLINKARM_WriteMem#2=0"}};
-    EXPECT_THAT(tessit({"program", old_ + "@0"}, one_lost), Exits(0));
+    EXPECT_THAT(tessit(program(old_), one_lost), Exits(0));
     EXPECT_THAT(tessit({"verify", old_ + "@0"}), Exits(0)) << "it was written again";
-    EXPECT_THAT(tessit({"program", new_ + "@0", "--no-verify"}, one_lost), Exits(0));
+    EXPECT_THAT(tessit(join(program(new_), {"--no-verify"}), one_lost), Exits(0));
 }
 
 } // namespace
