@@ -63,7 +63,7 @@ TEST_F(LoaderTest, WorksOnEveryChip)
         const std::string image = binary("image.bin", 18 * kib, 2) + "@0x1002"; // partial words and pages
         ASSERT_THAT(tessit({"program", old}), Exits(0));
         const std::string before = memory("0x1000+2");
-        const auto result = tessit_json({"program", image});
+        const auto result = tessit_json({"program", image, "--loader", "on"});
         EXPECT_EQ(result["loader"], true);
         EXPECT_EQ(result["compared_by"], "checksums");
         expect_chip_holds(image);
