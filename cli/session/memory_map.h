@@ -18,8 +18,8 @@ inline constexpr std::uint32_t ficr_device_id = 0x10000060;  ///< 64 bits, each 
 inline constexpr std::uint32_t ficr_page_size = 0x10000010;  ///< bytes
 inline constexpr std::uint32_t ficr_page_count = 0x10000014; ///< of the flash
 inline constexpr std::uint32_t uicr_approtect = 0x10001208;  ///< readback protection is on unless the low byte is 0xFF
-inline constexpr std::uint32_t flash_ready = 0x4001E400;    ///< bit 0: the flash controller is ready
-inline constexpr std::uint32_t flash_config = 0x4001E504;   ///< 0: read-only
+inline constexpr std::uint32_t flash_ready = 0x4001E400;     ///< bit 0: the flash controller is ready
+inline constexpr std::uint32_t flash_config = 0x4001E504;    ///< 0: read-only
 inline constexpr std::uint32_t reset_reasons = 0x40000400;
 
 /// The whole area of an address by the chips' memory map; what is in no area reaches to the end of the address space.
