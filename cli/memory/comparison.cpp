@@ -53,7 +53,9 @@ void look_at(const std::vector<Piece>& pieces, const Device& device, const Conte
              Use use)
 {
     const std::vector<Piece> unproven = doubtful(parts_by_unit(pieces), device, content);
-    progress.advance(bytes_of(pieces) - bytes_of(unproven));
+    if (const std::uint64_t proven = bytes_of(pieces) - bytes_of(unproven); proven != 0) {
+        progress.advance(proven);
+    }
     std::vector<std::uint8_t> wanted;
     std::vector<std::uint8_t> found;
     for (const Piece& piece : joined(unproven)) {

@@ -77,7 +77,7 @@ TEST_F(BoardsTest, OneThatFailsDisturbsNoOther)
     set_boards({"", "fault_orders = \"JLINKARM_WriteMem#2@unplug\"", "", "supply_mv = 1400", ""},
                {"", "", "protected = true", "", ""});
     const std::string firmware = binary("app.bin", 0x28000) + "@0";
-    const Outcome outcome = tessit({"--all-probes", "program", firmware});
+    const Outcome outcome = tessit({"--all-probes", "program", firmware, "--loader", "off"});
     EXPECT_THAT(outcome, FailsWith(7, "600000102  Error: cannot write"));
     EXPECT_THAT(outcome.errors,
                 AllOf(HasSubstr("600000101  done: Programmed 160 KiB"), HasSubstr("600000105  verify")));
@@ -86,7 +86,7 @@ TEST_F(BoardsTest, OneThatFailsDisturbsNoOther)
                       ContainsRegex("600000103  failed: protected .*recover --yes"),
                       ContainsRegex("600000104  failed: no target .*supply"), ContainsRegex("600000105  done")));
     EXPECT_THAT(tessit({"--probe", "101", "--probe", "105", "verify", firmware}), Exits(0));
-    const auto json = tessit_json({"--all-probes", "verify", firmware}, 7);
+    const auto json = tessit_json({"--all-probes", "verify", firmware, "--loader", "off"}, 7);
     EXPECT_EQ(json["probes"][1]["error"]["code"], 6);
     EXPECT_EQ(json["probes"][2]["error"]["probe"], 600000103);
     EXPECT_EQ(json["probes"][3]["error"]["name"], "no_target"); // its own reason, not that of another board
@@ -108,8 +108,9 @@ TEST_F(BoardsTest, CtrlCEndsAllAndTellsHowFarEachCame)
     ASSERT_THAT(tessit({"--all-probes", "program", old_image, far}), Exits(0));
     ASSERT_THAT(tessit({"--probe", "103", "erase", "--all"}), Exits(0));
     // Nobody reads what is told, so that the boards come to a standstill.
-    RunningCommand command{{"--sim", "-v", "--json", "--all-probes", "--jobs", "2", "program", new_image},
-                           environment()};
+    RunningCommand command{
+        {"--sim", "-v", "--json", "--all-probes", "--jobs", "2", "program", new_image, "--loader", "off"},
+        environment()};
     ASSERT_TRUE(command.wait_for("600000101  Birch_erase_page", 3));
     ASSERT_TRUE(command.wait_for("600000102  Birch_erase_page", 3));
     command.signal(SIGINT);
