@@ -281,7 +281,7 @@ Command add_program(const Verb& root)
     verb.choice("--erase", erase_modes, options->erase,
                 "What to erase before: the pages that need it, everything with the UICR, or nothing")
         .with_default("pages");
-    const Option verify = verb.flag("--verify", options->verify, "Read back and compare, which is the default");
+    const Option verify = verb.flag("--verify", options->verify, "Compare afterwards, which is the default");
     verb.off_flag("--no-verify", options->verify, "Leave the comparison out").excludes(verify);
     add_loader_options(verb, options->loader);
     verb.flag("--reset", options->reset, "Reset the chip afterwards and let it run");

@@ -72,9 +72,12 @@ void CpuLoan::take_over(std::uint32_t vector_table) const
     write_word(target_, exception_monitor, monitor_ | catch_core_reset);
 }
 
+// Nothing here is cut short by Ctrl-C.
 void CpuLoan::give_back() const
 {
-    target_.write(ram_.first, ram_bytes_, WritePath::bus);
+    target_.session().check(TESSIT_write(ram_.first, ram_bytes_.data(), static_cast<std::uint32_t>(ram_bytes_.size()),
+                                         static_cast<std::uint8_t>(WritePath::bus)),
+                            "put back what the flash loader's RAM held");
     write_word(target_, exception_monitor, monitor_);
     write_word(target_, vector_table_offset, vector_table_);
     write_special(special_);

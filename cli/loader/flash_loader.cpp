@@ -81,6 +81,10 @@ FlashLoader::~FlashLoader()
     try {
         give_back();
     } catch (const Failure&) { // the failure that brought us here is the one to tell
+        if (!has_reset_) {
+            narration_.console.note("RAM and registers that the flash loader used could not be put back: reset the chip "
+                                    "before its firmware goes on.");
+        }
     }
 }
 

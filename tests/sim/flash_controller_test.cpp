@@ -99,6 +99,45 @@ TEST(SimulatedFlash, takesTheTimeOfTheDataSheet)
     EXPECT_THAT(bench.take_records(), begin_with("flash-not-waited: read of 0x00001000 (flash)"));
 }
 
+// What r5 counts in a bit more than a millisecond, with r0 the controller, r1 a blank word, r2 what is written to it,
+// and r3 write-enable.
+std::uint32_t count_in_a_millisecond(std::uint32_t place, const std::vector<std::uint32_t>& code)
+{
+    HaltedChip bench;
+    for (std::size_t i = 0; i < code.size(); ++i) {
+        bench.poke_word(place + static_cast<std::uint32_t>(4 * i), code[i]);
+    }
+    for (const auto& [index, value] : {std::pair{0, 0x4001E000U},
+                                       {1, 0x2000U},
+                                       {2, 0x12345678U},
+                                       {3, 1U},
+                                       {5, 0U},
+                                       {16, 0x01000000U},
+                                       {15, place}}) {
+        JLINKARM_WriteReg(index, value);
+    }
+    JLINKARM_Go();
+    JLINKSIM_pass_time(1'000'000);
+    JLINKARM_Halt();
+    EXPECT_EQ(bench.peek_word(0x2000), 0x12345678U);
+    return JLINKARM_ReadReg(5);
+}
+
+TEST(SimulatedFlash, letsACpuInRamGoOnAndOneInFlashWait)
+{
+    // str.w r3, [r0, #0x504]; again: str r2, [r1]; adds r5, #1; b (to adds)
+    const std::vector<std::uint32_t> counts{0x3504F8C0, 0x3501600A, 0xBF00E7FD};
+    // ... busy: ldr.w r4, [r0, #0x400]; cmp r4, #0; beq busy; adds r5, #1; adds r1, #4; b again
+    const std::vector<std::uint32_t> words{0x3504F8C0, 0xF8D0600A, 0x2C004400, 0x3501D0FB, 0xE7F73104};
+    constexpr std::uint32_t flash = 0x1000;
+    constexpr std::uint32_t cycles_of_word = 64 * 41;
+    const std::uint32_t turns = count_in_a_millisecond(ram, counts); // of two cycles
+    EXPECT_NEAR(turns - count_in_a_millisecond(flash, counts), cycles_of_word / 2, 2);
+    for (const std::uint32_t place : {ram, flash}) {
+        EXPECT_NEAR(count_in_a_millisecond(place, words), 2 * turns / (cycles_of_word + 8), 1);
+    }
+}
+
 TEST(SimulatedFlash, ignoresWhatIsAskedOfABusyControllerEvenIfItNeverGetsReady)
 {
     {

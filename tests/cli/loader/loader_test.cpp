@@ -87,7 +87,11 @@ TEST_F(LoaderTest, LeavesRunningFirmwareAsItWas)
     const std::string other = binary("other.bin", 64 * kib);
     EXPECT_THAT(tessit({"program", other + "@0", "--erase", "none", "--loader", "on"}),
                 FailsWith(1, "without an erase"));
-    EXPECT_EQ(memory("ram"), ram);
+    RunningCommand command{{"--sim", "-v", "verify", image, "--loader", "on"}, environment()};
+    ASSERT_TRUE(command.wait_for("Birch_rtt_read\n"));
+    command.signal(SIGINT);
+    EXPECT_THAT(command.finish(), Exits(130));
+    EXPECT_TRUE(memory("ram") == ram);
     EXPECT_EQ(tessit({"reg"}).output, registers);
 }
 
