@@ -37,18 +37,20 @@ public:
 
     /// The chip's memories are neither as they were nor as they were to be.
     bool is_half_written() const noexcept { return is_half_written_; }
-    Failure& half_written(bool is = true)
+    Failure half_written(bool is = true) const
     {
-        is_half_written_ = is;
-        return *this;
+        Failure other{*this};
+        other.is_half_written_ = is;
+        return other;
     }
 
     /// What else a script can go by: members of the error as JSON. May be null.
     const Json* details() const noexcept { return details_.get(); }
-    Failure& with(std::shared_ptr<const Json> details)
+    Failure with(std::shared_ptr<const Json> details) const
     {
-        details_ = std::move(details);
-        return *this;
+        Failure other{*this};
+        other.details_ = std::move(details);
+        return other;
     }
 
 private:

@@ -97,20 +97,16 @@ std::vector<std::string> BlockView::lines_that_fit(std::size_t columns, std::siz
 {
     const bool all_fit = boards_.size() <= most;
     std::vector<std::string> lines;
-    std::size_t hidden = 0;
     for (const Board& board : boards_) {
         if (all_fit || (is_shown_first(board) && lines.size() + 1 < most)) {
             lines.push_back(line_of(board, columns));
-        } else {
-            ++hidden;
         }
     }
-    if (hidden != 0) {
+    if (!all_fit) {
         const auto done = std::ranges::count_if(boards_, [](const Board& board) {
             return board.has_begun() && !board.is_running() && board.outcome().code == ExitCode::done;
         });
-        lines.push_back(
-            fmt::format("and {} boards more; {} of {} are done", hidden, done, boards_.size()).substr(0, columns));
+        lines.push_back(fmt::format("{} of {} boards are done", done, boards_.size()).substr(0, columns));
     }
     return lines;
 }
@@ -119,14 +115,17 @@ void BlockView::draw()
 {
     const std::size_t columns = platform::terminal_width(stderr) - 1; // the last one would wrap
     const std::size_t most = std::max<std::size_t>(platform::terminal_height(stderr), 3) - 1;
-    std::string block = drawn_lines_ == 0 ? "\r" : "\r" + fmt::format(fmt::runtime(up), drawn_lines_);
-    const std::vector<std::string> lines = lines_that_fit(columns, most);
+    std::vector<std::string> lines = lines_that_fit(columns, most);
+    if (lines == drawn_) {
+        return;
+    }
+    std::string block = drawn_.empty() ? "\r" : "\r" + fmt::format(fmt::runtime(up), drawn_.size());
     for (const std::string& line : lines) {
         block += line + end_of_line;
     }
     print_to(stderr, "{}{}", block, clear_below);
     std::fflush(stderr);
-    drawn_lines_ = lines.size();
+    drawn_ = std::move(lines);
 }
 
 } // namespace tessit::cli

@@ -33,7 +33,7 @@ private:
     const Console& console_;
     std::span<const Board> boards_;
     std::map<std::uint32_t, Row> rows_;
-    std::size_t drawn_lines_ = 0;
+    std::vector<std::string> drawn_; ///< the lines that are on the terminal
     std::chrono::steady_clock::time_point last_drawn_;
 };
 

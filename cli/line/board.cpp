@@ -18,9 +18,9 @@ Failure lost_process(int exit_code)
     }
     const std::string how = exit_code > signalled ? fmt::format("signal {} ended it", exit_code - signalled)
                                                   : fmt::format("it ended with exit code {}", exit_code);
-    Failure failure{ExitCode::failure, fmt::format("the process for this probe gave no result: {}", how),
-                    "Run the command again with this probe alone and with -v."};
-    return failure.half_written(exit_code > signalled);
+    return Failure{ExitCode::failure, fmt::format("the process for this probe gave no result: {}", how),
+                   "Run the command again with this probe alone and with -v."}
+        .half_written(exit_code > signalled);
 }
 
 } // namespace

@@ -44,6 +44,9 @@ std::string describe(const Outcome& outcome)
     default:
         break;
     }
+    if (outcome.code == ExitCode::failure) { // which has no name of its own
+        return fmt::format("failed (exit code 1){}", state);
+    }
     std::string name{exit_code_name(outcome.code)};
     std::ranges::replace(name, '_', ' ');
     return fmt::format("failed: {} (exit code {}){}", name, static_cast<int>(outcome.code), state);
