@@ -5,12 +5,21 @@
 #include "sim/state/chip_state.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fmt/core.h>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace jlinksim {
+namespace {
+
+// One process may be looking at a probe, which is over at once, when another one opens it.
+constexpr std::chrono::milliseconds length_of_a_look{1};
+constexpr int most_looks_in_the_way = 500;
+
+} // namespace
 
 /// The state comes first: the chip is put together on it.
 struct Probe::LoadedChip
@@ -36,25 +45,6 @@ Chip* Probe::chip()
     return chip_ == nullptr ? nullptr : &chip_->chip;
 }
 
-void Probe::look_at_chip(const std::function<void(const Chip&)>& look)
-{
-    if (!config_.chip) {
-        return;
-    }
-    if (chip_ != nullptr) {
-        look(chip_->chip);
-        return;
-    }
-    if (!is_held()) {
-        const Hold hold{*this};
-        look(chip_->chip);
-        return;
-    }
-    // Its holder has made the state; putting a second chip together on it changes nothing.
-    LoadedChip other{*this, services_};
-    look(other.chip);
-}
-
 Probe::LoadedChip::LoadedChip(const Probe& probe, Services services)
     : state(probe.folder_, *probe.config_.chip->options.model, probe.config_.chip->options.serial_flash.bytes),
       chip(probe.config_.chip->options, state, services)
@@ -74,16 +64,29 @@ auto Probe::use_state(const Work& work) const
     }
 }
 
+std::optional<platform::ProcessLock> Probe::try_lock(platform::ProcessLock::Purpose purpose) const
+{
+    for (int attempts_left = most_looks_in_the_way; attempts_left != 0; --attempts_left) {
+        std::optional<platform::ProcessLock> lock = platform::ProcessLock::try_acquire(lock_file(), purpose);
+        if (lock || platform::ProcessLock::holder(lock_file())) {
+            return lock;
+        }
+        std::this_thread::sleep_for(length_of_a_look);
+    }
+    return std::nullopt;
+}
+
 platform::ProcessLock Probe::lock() const
 {
     platform::create_private_folder(folder_);
-    if (std::optional<platform::ProcessLock> lock = platform::ProcessLock::try_acquire(lock_file())) {
+    if (std::optional<platform::ProcessLock> lock = try_lock(platform::ProcessLock::Purpose::hold)) {
         return std::move(*lock);
     }
-    const std::optional<std::uint32_t> holder = platform::ProcessLock::holder(lock_file());
-    throw std::runtime_error(
-        fmt::format("Probe {} is in use by {}. Close its session first.", serial_number(),
-                    holder ? fmt::format("another program (process {})", *holder) : std::string{"another process"}));
+    const std::optional<platform::ProcessLock::Holder> holder = platform::ProcessLock::holder(lock_file());
+    throw std::runtime_error(fmt::format("Probe {} is in use by {}. Close its session first.", serial_number(),
+                                         holder && holder->process
+                                             ? fmt::format("another program (process {})", *holder->process)
+                                             : std::string{"another process"}));
 }
 
 void Probe::load_chip()
@@ -111,15 +114,19 @@ void Probe::fill(LoadedChip& loaded) const
 
 void Probe::take()
 {
-    if (holds_ == 0) {
-        use_state([this] {
-            platform::ProcessLock lock = this->lock();
-            if (config_.chip) {
-                load_chip();
-            }
-            lock_ = std::move(lock);
-        });
+    if (holds_ != 0) {
+        ++holds_;
+        return;
     }
+    take(use_state([this] { return lock(); }));
+}
+
+void Probe::take(platform::ProcessLock lock)
+{
+    if (config_.chip) {
+        use_state([this] { load_chip(); });
+    }
+    lock_ = std::move(lock);
     ++holds_;
 }
 
@@ -138,7 +145,30 @@ bool Probe::is_held()
     }
     std::error_code ignored;
     return std::filesystem::exists(lock_file(), ignored) &&
-           use_state([this] { return !platform::ProcessLock::try_acquire(lock_file()); });
+           use_state([this] { return !try_lock(platform::ProcessLock::Purpose::look); });
+}
+
+void Probe::look_at_chip(const std::function<void(const Chip&)>& look)
+{
+    if (!config_.chip) {
+        return;
+    }
+    if (chip_ != nullptr) {
+        look(chip_->chip);
+        return;
+    }
+    std::optional<platform::ProcessLock> lock = use_state([this] {
+        platform::create_private_folder(folder_);
+        return try_lock(platform::ProcessLock::Purpose::look);
+    });
+    if (lock) {
+        const Hold hold{*this, std::move(*lock)};
+        look(chip_->chip);
+        return;
+    }
+    // Its holder has made the state; putting a second chip together on it changes nothing.
+    LoadedChip other{*this, services_};
+    look(other.chip);
 }
 
 void Probe::factory_reset()

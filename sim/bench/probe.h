@@ -31,6 +31,7 @@ public:
     public:
         /// @throws std::runtime_error when another process holds the probe, or its state cannot be used
         explicit Hold(Probe& probe) : probe_(&probe) { probe.take(); }
+        Hold(Probe& probe, platform::ProcessLock lock) : probe_(&probe) { probe.take(std::move(lock)); }
         Hold(Hold&& other) noexcept : probe_(std::exchange(other.probe_, nullptr)) {}
         Hold& operator=(Hold&& other) noexcept
         {
@@ -74,10 +75,13 @@ private:
     struct LoadedChip;
 
     void take();
+    void take(platform::ProcessLock lock);
     void release();
     /// Does something with the state's files; tells what became of it when one of them cannot be used.
     template <class Work>
     auto use_state(const Work& work) const;
+    /// Null when another process holds the probe. One that only looks at it is waited for.
+    std::optional<platform::ProcessLock> try_lock(platform::ProcessLock::Purpose purpose) const;
     platform::ProcessLock lock() const;
     void load_chip();
     void fill(LoadedChip& loaded) const;

@@ -23,7 +23,7 @@ struct flock whole_file()
 
 } // namespace
 
-std::optional<ProcessLock> ProcessLock::try_acquire(const std::string& path)
+std::optional<ProcessLock> ProcessLock::try_acquire(const std::string& path, Purpose purpose)
 {
     Descriptor file = open_private(path, O_RDWR | O_CREAT);
     if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -34,18 +34,22 @@ std::optional<ProcessLock> ProcessLock::try_acquire(const std::string& path)
     }
     // A second lock, of the kind whose holder the kernel can name. It locks nobody out: it may go with any descriptor
     // of the file that this process closes.
-    struct flock range = whole_file();
-    ::fcntl(file.get(), F_SETLK, &range);
+    if (purpose == Purpose::hold) {
+        struct flock range = whole_file();
+        ::fcntl(file.get(), F_SETLK, &range);
+    }
     return ProcessLock{file.release()};
 }
 
-std::optional<std::uint32_t> ProcessLock::holder(const std::string& path)
+std::optional<ProcessLock::Holder> ProcessLock::holder(const std::string& path)
 {
     const Descriptor file = open_private(path, O_RDWR | O_CREAT);
     struct flock range = whole_file();
-    const bool is_told = ::fcntl(file.get(), F_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+    if (::fcntl(file.get(), F_GETLK, &range) != 0 || range.l_type == F_UNLCK) {
+        return std::nullopt;
+    }
     // A holder in another container has no number here.
-    return is_told && range.l_pid > 0 ? std::optional{static_cast<std::uint32_t>(range.l_pid)} : std::nullopt;
+    return Holder{range.l_pid > 0 ? std::optional{static_cast<std::uint32_t>(range.l_pid)} : std::nullopt};
 }
 
 ProcessLock::ProcessLock(ProcessLock&& other) noexcept : handle_(std::exchange(other.handle_, -1)) {}
