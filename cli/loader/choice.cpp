@@ -58,9 +58,9 @@ std::unique_ptr<FlashLoader> employ_loader(const LoaderOptions& options, const I
 
 void add_loader_result(const LoaderOptions& options, const FlashLoader* loader, Json& json)
 {
-    const bool has_run = loader != nullptr && loader->has_run();
-    json["loader"] = has_run;
-    json["compared_by"] = has_run && options.compare_by == CompareBy::checksums ? "checksums" : "reading";
+    const bool has_served = loader != nullptr && loader->has_served();
+    json["loader"] = has_served;
+    json["compared_by"] = has_served && options.compare_by == CompareBy::checksums ? "checksums" : "reading";
 }
 
 } // namespace tessit::cli

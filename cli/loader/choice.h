@@ -37,7 +37,7 @@ void add_loader_options(const Verb& verb, LoaderOptions& options);
 std::unique_ptr<FlashLoader> employ_loader(const LoaderOptions& options, const Image& image, const Target& target,
                                            Device& chip, const Narration& narration);
 
-/// For the result of a command: "loader", whether it ran, and "compared_by".
+/// For the result of a command: "loader", whether it ran and did all, and "compared_by".
 void add_loader_result(const LoaderOptions& options, const FlashLoader* loader, Json& json);
 
 } // namespace tessit::cli

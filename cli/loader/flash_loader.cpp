@@ -24,8 +24,7 @@ public:
     Execution& operator=(const Execution&) = delete;
     ~Execution()
     {
-        TESSIT_halt();
-        if (!ended_) {
+        if (!ended_) { // the first access halts it
             wait_for_flash();
             TESSIT_write_u32(memory_map::flash_config, 0, static_cast<std::uint8_t>(WritePath::bus));
             wait_for_flash();
@@ -82,8 +81,9 @@ FlashLoader::~FlashLoader()
         give_back();
     } catch (const Failure&) { // the failure that brought us here is the one to tell
         if (!has_reset_) {
-            narration_.console.note("RAM and registers that the flash loader used could not be put back: reset the chip "
-                                    "before its firmware goes on.");
+            narration_.console.note(
+                "RAM and registers that the flash loader used could not be put back: reset the chip "
+                "before its firmware goes on.");
         }
     }
 }

@@ -39,7 +39,8 @@ public:
     /// or where the reset handler of the new firmware begins.
     void give_back();
 
-    bool has_run() const { return has_run_; }
+    /// Whether it ran, and did all that was asked of it.
+    bool has_served() const { return has_run_ && is_usable_; }
     bool has_lost_ram() const { return has_reset_; }
 
 private:

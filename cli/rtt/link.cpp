@@ -11,22 +11,12 @@
 namespace tessit::cli {
 namespace {
 
-// One may have lost its chip before it could be stopped.
-void stop_earlier()
-{
-    bool started = false;
-    if (TESSIT_is_rtt_started(&started) == RESULT_OK && started) {
-        TESSIT_rtt_stop();
-    }
-}
-
 constexpr const char* rtt_hint = "`tessit reset` starts the firmware again; -v shows what happened.";
 
 } // namespace
 
 RttLink::RttLink(Session& session, std::optional<std::uint32_t> control_block) : session_{session}
 {
-    stop_earlier();
     if (control_block) {
         session_.check(TESSIT_rtt_set_control_block_address(*control_block),
                        fmt::format("use the RTT control block at {:#010x}", *control_block));

@@ -63,11 +63,13 @@ TEST_F(LoaderTest, WorksOnEveryChip)
         const std::string image = binary("image.bin", 18 * kib, 2) + "@0x1002"; // partial words and pages
         ASSERT_THAT(tessit({"program", old}), Exits(0));
         const std::string before = memory("0x1000+2");
-        const auto result = tessit_json({"program", image, "--loader", "on"});
+        const auto result = tessit_json({"program", image, "0x10001080=0x12345678", "--loader", "on"});
         EXPECT_EQ(result["loader"], true);
         EXPECT_EQ(result["compared_by"], "checksums");
+        EXPECT_EQ(result["protection_lifted"], false) << "all was written at once";
         expect_chip_holds(image);
         EXPECT_EQ(memory("0x1000+2"), before);
+        EXPECT_EQ(memory("0x10001080+4"), "78563412");
     }
 }
 
@@ -82,7 +84,10 @@ TEST_F(LoaderTest, LeavesRunningFirmwareAsItWas)
 
     ASSERT_THAT(tessit({"halt"}), Exits(0));
     const std::string ram = memory("ram");
-    const std::string registers = tessit({"reg"}).output;
+    const auto registers = [this] { // with those that catch a reset and say where the vectors are
+        return tessit({"reg"}).output + memory("0xE000EDFC+4") + memory("0xE000ED08+4");
+    };
+    const std::string before = registers();
     EXPECT_THAT(tessit({"verify", image, "--loader", "on"}), Exits(0));
     const std::string other = binary("other.bin", 64 * kib);
     EXPECT_THAT(tessit({"program", other + "@0", "--erase", "none", "--loader", "on"}),
@@ -92,7 +97,16 @@ TEST_F(LoaderTest, LeavesRunningFirmwareAsItWas)
     command.signal(SIGINT);
     EXPECT_THAT(command.finish(), Exits(130));
     EXPECT_TRUE(memory("ram") == ram);
-    EXPECT_EQ(tessit({"reg"}).output, registers);
+    EXPECT_EQ(registers(), before);
+
+    // What follows it begins as after a reset.
+    EXPECT_EQ(tessit_json({"program", image, other + "@0x8000"})["ram_kept"], false);
+    EXPECT_EQ(memory("0xE000E010+4"), "04000000") << "the old firmware's SysTick is off";
+    EXPECT_EQ(memory("0xE000EDFC+4") + memory("0xE000ED08+4"), "0000000100000000") << "the trace unit's power alone";
+    const auto vectors = tessit_json({"read", "0+8", "--words"})["words"];
+    const auto cpu = tessit_json({"halt"});
+    EXPECT_EQ(cpu["pc"].get<std::uint32_t>(), vectors[1].get<std::uint32_t>() & ~1U);
+    EXPECT_EQ(cpu["sp"].get<std::uint32_t>(), vectors[0].get<std::uint32_t>() & ~3U);
 }
 
 TEST_F(LoaderTest, StandsAsideWithoutAWordWhereItCannotRun)
