@@ -8,7 +8,7 @@ namespace tessit::cli {
 namespace {
 
 // To save what it needs of RAM, to load it and to put all back takes as long as to read so much.
-constexpr std::uint64_t smallest_worthwhile = 24 * 1024;
+constexpr std::uint64_t smallest_worthwhile = std::uint64_t{24} * 1024;
 
 constexpr Choice<LoaderUse> uses[]{
     {"auto", LoaderUse::automatic}, {"on", LoaderUse::always}, {"off", LoaderUse::never}};

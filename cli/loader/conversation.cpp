@@ -9,8 +9,6 @@
 namespace tessit::cli {
 namespace {
 
-using loader_protocol::Command;
-
 constexpr std::uint32_t channel = 0;
 constexpr std::size_t word_bytes = 4;
 constexpr std::size_t refusal_words = 3;
@@ -30,10 +28,17 @@ void append(std::string& bytes, std::uint32_t word)
 
 LoaderConversation::LoaderConversation(const Session& session, RttLink& link) : session_{session}, link_{link} {}
 
+// Twice what it takes with its way over SWD.
 Clock::Duration LoaderConversation::patience(std::uint64_t words, double seconds) const
 {
     const double on_wire = cost::swd_word(session_.settings().speed_khz) * static_cast<double>(words + words_of_polls);
     return std::chrono::duration_cast<Clock::Duration>(std::chrono::duration<double>{2 * (seconds + on_wire)});
+}
+
+Clock::Duration LoaderConversation::patience(const LoaderCommand& command) const
+{
+    const std::uint64_t words = command.arguments.size() + command.values + command.data.length / word_bytes;
+    return std::chrono::seconds{1} + patience(words, command.seconds);
 }
 
 bool LoaderConversation::is_greeted()
@@ -69,28 +74,39 @@ LoaderConversation::Ending LoaderConversation::carry_out(std::span<const LoaderC
         if (!exchange(unsent.empty())) {
             return Ending::silent;
         }
-        const LoaderCommand& waiting = commands.front();
         if (incoming_.size() != known) {
             last_sign = clock.now();
-        } else if (const std::uint64_t words =
-                       waiting.arguments.size() + waiting.values + waiting.data.length / word_bytes;
-                   clock.now() - last_sign > std::chrono::seconds{1} + patience(words, waiting.seconds)) {
+        } else if (clock.now() - last_sign > patience(commands.front())) {
             return Ending::silent;
         }
-        for (Heard heard = Heard::answer; heard == Heard::answer && !commands.empty();) {
-            heard = hear(commands.front());
-            if (heard == Heard::refusal || heard == Heard::nonsense) {
-                return heard == Heard::refusal ? Ending::refused : Ending::silent;
-            }
-            if (heard == Heard::answer) {
-                if (answered) {
-                    answered(commands.front());
-                }
-                commands = commands.subspan(1);
-            }
+        if (const std::optional<Ending> ending = hear_answers(commands, answered)) {
+            return *ending;
         }
     }
     return Ending::done;
+}
+
+// Takes those that are answered off the list. Gives what ends the conversation, if anything does.
+std::optional<LoaderConversation::Ending> LoaderConversation::hear_answers(std::span<const LoaderCommand>& waiting,
+                                                                           const Answered& answered)
+{
+    while (!waiting.empty()) {
+        switch (hear(waiting.front())) {
+        case Heard::nothing:
+            return std::nullopt;
+        case Heard::refusal:
+            return Ending::refused;
+        case Heard::nonsense:
+            return Ending::silent;
+        case Heard::answer:
+            break;
+        }
+        if (answered) {
+            answered(waiting.front());
+        }
+        waiting = waiting.subspan(1);
+    }
+    return std::nullopt;
 }
 
 void LoaderConversation::queue(const LoaderCommand& command, const Fill& fill)

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -73,7 +74,9 @@ private:
     std::size_t words_heard() const;
     std::uint32_t word(std::size_t index) const;
     void drop_words(std::size_t count);
+    std::optional<Ending> hear_answers(std::span<const LoaderCommand>& waiting, const Answered& answered);
     Clock::Duration patience(std::uint64_t words, double seconds) const;
+    Clock::Duration patience(const LoaderCommand& command) const;
 
     const Session& session_;
     RttLink& link_;

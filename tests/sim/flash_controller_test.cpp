@@ -130,7 +130,7 @@ TEST(SimulatedFlash, letsACpuInRamGoOnAndOneInFlashWait)
     // ... busy: ldr.w r4, [r0, #0x400]; cmp r4, #0; beq busy; adds r5, #1; adds r1, #4; b again
     const std::vector<std::uint32_t> words{0x3504F8C0, 0xF8D0600A, 0x2C004400, 0x3501D0FB, 0xE7F73104};
     constexpr std::uint32_t flash = 0x1000;
-    constexpr std::uint32_t cycles_of_word = 64 * 41;
+    constexpr double cycles_of_word = 64 * 41;
     const std::uint32_t turns = count_in_a_millisecond(ram, counts); // of two cycles
     EXPECT_NEAR(turns - count_in_a_millisecond(flash, counts), cycles_of_word / 2, 2);
     for (const std::uint32_t place : {ram, flash}) {
