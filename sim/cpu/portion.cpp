@@ -86,4 +86,12 @@ void KnownPortions::forget(std::uint32_t address, std::uint32_t length)
     }
 }
 
+void WritablePortions::keep(std::uint32_t address, Portion portion)
+{
+    const std::size_t offset = address - memory_.base;
+    if (offset / 2 < by_halfword_.size() && portion.instructions == 1 && portion.bytes <= sizeof(Known::code)) {
+        by_halfword_[offset / 2] = {code_at(offset), portion};
+    }
+}
+
 } // namespace jlinksim

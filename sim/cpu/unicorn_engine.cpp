@@ -69,7 +69,10 @@ inline bool UnicornEngine::begin(std::uint32_t address)
 
 inline Portion UnicornEngine::portion_at(std::uint32_t address)
 {
-    const Portion known = portions_.find(address);
+    Portion known = portions_.find(address);
+    if (known.bytes == 0) {
+        known = ram_portions_.find(address);
+    }
     return known.bytes != 0 && !is_decided_ ? known : ask_for_portion(address);
 }
 
@@ -80,6 +83,7 @@ Portion UnicornEngine::ask_for_portion(std::uint32_t address)
     }
     const Portion portion = observer_.portion_at(address);
     portions_.keep(address, portion);
+    ram_portions_.keep(address, portion);
     return portion;
 }
 
@@ -162,6 +166,10 @@ UnicornEngine::UnicornEngine(std::span<const DirectMemory> memories, Observer& o
     const auto code = std::ranges::find(memories_, false, &DirectMemory::writable);
     if (code != memories_.end()) {
         portions_ = KnownPortions{*code};
+    }
+    const auto ram = std::ranges::find(memories_, true, &DirectMemory::writable);
+    if (ram != memories_.end()) {
+        ram_portions_ = WritablePortions{*ram};
     }
 }
 

@@ -126,7 +126,8 @@ private:
     Observer& observer_;
     Watching watching_;
     std::vector<DirectMemory> memories_;
-    KnownPortions portions_; ///< of the first read-only memory
+    KnownPortions portions_;        ///< of the first read-only memory
+    WritablePortions ram_portions_; ///< of the first that can be written
     std::uint64_t most_ = 0;
     std::uint64_t executed_ = 0;
     std::optional<std::uint32_t> begun_;
