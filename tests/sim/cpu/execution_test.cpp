@@ -254,6 +254,9 @@ TEST_F(Execution, SeesCodeThatTheHostHasChangedAlsoUnderAnotherAddress)
             cpu.run(1000);
             EXPECT_EQ(r(0), value);
         }
+        put(written, {0x2003, 0xBF40}); // movs; sev, which is not the engine's to carry out
+        set_pc(executed);
+        EXPECT_EQ(cpu.run(1000).why, StopReason::event_sent);
     }
 }
 
