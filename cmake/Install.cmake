@@ -1,0 +1,28 @@
+# What an installation consists of, besides the targets, which say themselves where they go. Components: `library`,
+# `development`, `command`, and `simulation`, which is apart because of its licence.
+include(CMakePackageConfigHelpers)
+
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/tessit")
+install(EXPORT tessit NAMESPACE tessit:: FILE tessit-targets.cmake DESTINATION "${package_folder}" COMPONENT development)
+configure_package_config_file(packaging/tessit-config.cmake.in "${PROJECT_BINARY_DIR}/packaging/tessit-config.cmake"
+  INSTALL_DESTINATION "${package_folder}")
+# Before 1.0 a new minor version may break.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/packaging/tessit-config-version.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/packaging/tessit-config.cmake"
+  "${PROJECT_BINARY_DIR}/packaging/tessit-config-version.cmake"
+  DESTINATION "${package_folder}" COMPONENT development)
+
+file(RELATIVE_PATH includes_from_here "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+configure_file(packaging/tessit.pc.in "${PROJECT_BINARY_DIR}/packaging/tessit.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/packaging/tessit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+  COMPONENT development)
+
+install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
+if(TESSIT_BUILD_SIM)
+  install(FILES packaging/LICENSE.simulation DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT simulation)
+  install(DIRECTORY examples/firmware DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT simulation
+    FILES_MATCHING PATTERN "*.hex" PATTERN "*.elf" PATTERN "*.c" PATTERN "*.h" PATTERN "*.ld" PATTERN "README.md"
+    PATTERN build EXCLUDE)
+  install(FILES examples/registers.toml DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT simulation)
+endif()
