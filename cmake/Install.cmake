@@ -22,7 +22,7 @@ install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
 if(TESSIT_BUILD_SIM)
   install(FILES packaging/LICENSE.simulation DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT simulation)
   install(DIRECTORY examples/firmware DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT simulation
-    FILES_MATCHING PATTERN "*.hex" PATTERN "*.elf" PATTERN "*.c" PATTERN "*.h" PATTERN "*.ld" PATTERN "README.md"
+    FILES_MATCHING PATTERN "*.hex" PATTERN "*.c" PATTERN "*.h" PATTERN "*.ld" PATTERN "README.md"
     PATTERN build EXCLUDE)
   install(FILES examples/registers.toml DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT simulation)
 endif()

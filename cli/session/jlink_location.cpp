@@ -55,8 +55,8 @@ std::string find_simulation()
 {
     const fs::path folder = platform::executable_folder();
     const fs::path prefix = folder.parent_path();
-    return first_existing({folder / platform::simulation_file_name, prefix / "lib" / platform::simulation_file_name,
-                           prefix / TESSIT_INSTALL_LIBDIR / platform::simulation_file_name},
+    return first_existing({folder / platform::simulation_file_name,
+                           prefix / TESSIT_INSTALL_PLUGIN_FOLDER / platform::simulation_file_name},
                           "the simulated J-Link library", "Build or install it together with the command.");
 }
 
