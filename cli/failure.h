@@ -20,6 +20,7 @@ enum class ExitCode : int
     verify_mismatch = 6, ///< the chip holds something else than the file
     some_failed = 7,     ///< with several probes: some done, some failed
     probe_in_use = 8,    ///< another program holds the probe
+    verdict = 9,         ///< the command did its work, and what it saw speaks against the firmware
     interrupted = 130,   ///< Ctrl-C
 };
 
@@ -44,6 +45,14 @@ public:
         return other;
     }
 
+    /// The code is the one with which the firmware ended, whatever it means.
+    bool is_firmware_exit() const noexcept { return is_firmware_exit_; }
+    Failure& firmware_exit()
+    {
+        is_firmware_exit_ = true;
+        return *this;
+    }
+
     /// What else a script can go by: members of the error as JSON. May be null.
     const Json* details() const noexcept { return details_.get(); }
     Failure with(std::shared_ptr<const Json> details) const
@@ -57,6 +66,7 @@ private:
     ExitCode code_;
     std::string hint_;
     bool is_half_written_ = false;
+    bool is_firmware_exit_ = false;
     std::shared_ptr<const Json> details_; // a copy of an exception must not throw
 };
 

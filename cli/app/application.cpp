@@ -4,6 +4,7 @@
 #include "cli/options/command_line.h"
 #include "cli/platform/platform.h"
 #include "cli/sim/bench.h"
+#include "cli/sim/bench_choice.h"
 #include "cli/terminal/stream.h"
 
 #include <algorithm>
@@ -28,7 +29,7 @@ constexpr const char* footer =
     "\n"
     "`tessit VERB --help` explains a verb. Exit codes: 0 done, 1 failure, 2 usage, 3 no probe,\n"
     "4 no target or low voltage, 5 protected, 6 verify mismatch, 7 some of several probes failed,\n"
-    "8 the probe is in use, 130 interrupted.";
+    "8 the probe is in use, 9 a verdict against the firmware, 130 interrupted.";
 
 ExitCode run_command(const std::vector<Command>& commands, const Invocation& invocation)
 {
@@ -40,6 +41,25 @@ ExitCode run_command(const std::vector<Command>& commands, const Invocation& inv
         return ExitCode::interrupted;
     }
     return code;
+}
+
+// --sim is never implied, and `sim` works on the bench by its nature.
+void require_simulation(const Settings& settings, const std::string& command)
+{
+    const bool is_simulated = settings.simulated || command.starts_with("sim ");
+    if (!is_simulated && (!settings.bench.empty() || settings.fresh || settings.strict)) {
+        throw Failure{ExitCode::usage, "--bench, --fresh and --strict are for the simulated bench",
+                      "Add --sim, or leave them away."};
+    }
+}
+
+ExitCode tell_records(const Bench& bench, const Console& console, ExitCode code)
+{
+    const std::vector<std::string> records = bench.records();
+    for (const std::string& record : records) {
+        console.note("Record: " + record);
+    }
+    return code == ExitCode::done && !records.empty() ? ExitCode::verdict : code;
 }
 
 // A result that could not be written must not look like success.
@@ -77,6 +97,8 @@ int run_application(int argc, const char* const* argv)
     root.footer(footer); // after the commands, which would take it over
 
     ExitCode code = ExitCode::done;
+    std::optional<BenchChoice> choice;
+    std::optional<Bench> bench; // keeps the simulation loaded until the command is done
     Console console{Console::Options{.json = settings.json}};
     try {
         const bool goes_on = command_line.parse(argc, argv);
@@ -84,7 +106,8 @@ int run_application(int argc, const char* const* argv)
         console.at_command(command_line.command());
         if (goes_on) {
             complete_settings(root, settings);
-            std::optional<Bench> bench; // keeps the simulation loaded until the command is done
+            require_simulation(settings, command_line.command());
+            choice.emplace(settings);
             if (settings.simulated) {
                 bench.emplace().open();
             }
@@ -97,6 +120,9 @@ int run_application(int argc, const char* const* argv)
     } catch (const std::exception& error) {
         console.report({ExitCode::failure, error.what()});
         code = ExitCode::failure;
+    }
+    if (bench && settings.strict) {
+        code = tell_records(*bench, console, code);
     }
     return static_cast<int>(flush_output(code));
 }

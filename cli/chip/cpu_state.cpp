@@ -2,6 +2,7 @@
 
 #include "cli/chip/cpu_registers.h"
 #include "cli/chip/fault_view.h"
+#include "cli/chip/semihosting.h"
 #include "cli/session/memory_map.h"
 
 #include <array>
@@ -60,8 +61,11 @@ bool is_breakpoint(std::uint32_t pc)
 
 // Outside of the handlers of faults. Fault bits stay until the firmware clears them: at a breakpoint they are of
 // earlier.
-std::string describe_cause(const FaultStatus& status, std::uint32_t pc)
+std::string describe_cause(const Target& target, const FaultStatus& status, std::uint32_t pc)
 {
+    if (const auto call = semihosting_call(target)) {
+        return fmt::format("it waits for the semihosting call {:#04x} (BKPT 0xAB), which is not served", *call);
+    }
     if (status.has_met_breakpoint() && is_breakpoint(pc)) {
         return "it is at a breakpoint instruction (BKPT)";
     }
@@ -78,7 +82,7 @@ std::string describe_reason(const Target& target, std::uint32_t pc, bool is_empt
     if (status.is_handling()) {
         return " " + describe_handling(target, status);
     }
-    const std::string cause = describe_cause(status, pc);
+    const std::string cause = describe_cause(target, status, pc);
     return cause.empty() ? "" : ": " + cause;
 }
 
@@ -148,7 +152,8 @@ CpuStop describe_stop(const Target& target, CpuState state)
     return {std::move(text), is_empty};
 }
 
-Failure stopped_cpu(const Target& target, CpuState state, std::string_view what, std::string_view restart)
+Failure stopped_cpu(const Target& target, CpuState state, std::string_view what, std::string_view restart,
+                    ExitCode code)
 {
     const Session& session = target.session();
     const CpuStop stop = describe_stop(target, state);
@@ -158,10 +163,9 @@ Failure stopped_cpu(const Target& target, CpuState state, std::string_view what,
                 fmt::format("`{}` puts firmware there.", session.command_line("program FILE"))};
     }
     if (!restart.empty()) {
-        return {ExitCode::failure, text,
-                fmt::format("`{}` starts the firmware from its beginning.", session.command_line(restart))};
+        return {code, text, fmt::format("`{}` starts the firmware from its beginning.", session.command_line(restart))};
     }
-    return {ExitCode::failure, text,
+    return {code, text,
             fmt::format("`{}` shows the CPU's registers; `{}` starts the firmware again.", session.command_line("reg"),
                         session.command_line("reset"))};
 }

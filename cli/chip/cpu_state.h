@@ -56,6 +56,8 @@ void require_running(const Target& target);
 
 /// "WHAT: the CPU is halted at ...", with what to do. `restart` are the words of a command that starts the firmware
 /// again where that could help, otherwise empty.
-Failure stopped_cpu(const Target& target, CpuState state, std::string_view what, std::string_view restart = {});
+/// `code` is for firmware that stopped, not for flash that has none.
+Failure stopped_cpu(const Target& target, CpuState state, std::string_view what, std::string_view restart = {},
+                    ExitCode code = ExitCode::failure);
 
 } // namespace tessit::cli

@@ -2,6 +2,7 @@
 
 #include "cli/commands/probe_wait.h"
 #include "cli/sim/bench.h"
+#include "cli/text/numbers.h"
 
 #include <algorithm>
 #include <array>
@@ -14,8 +15,8 @@ namespace {
 constexpr std::string_view serial_mark = "{serial}";
 
 // What a process for one board is told anew, or not at all.
-constexpr std::array<std::string_view, 9> not_for_boards{"--probe", "--all-probes", "--jobs",  "--json",  "--progress",
-                                                         "--yes",   "--log",        "--units", "--record"};
+constexpr std::array<std::string_view, 10> not_for_boards{
+    "--probe", "--all-probes", "--jobs", "--json", "--progress", "--yes", "--log", "--units", "--record", "--fresh"};
 
 /// What a simulated probe's open refuses may lie in its state, which no cable can mend.
 void connect(Session& session, std::uint32_t serial)
@@ -30,6 +31,20 @@ void connect(Session& session, std::uint32_t serial)
     }
 }
 
+// The firmware or the command did what a real chip would not forgive.
+void require_no_records()
+{
+    const std::vector<std::string> records = Bench{}.records();
+    if (records.empty()) {
+        return;
+    }
+    throw Failure{
+        ExitCode::verdict,
+        fmt::format("the simulation has {}, and --strict wants none", format_count(records.size(), "records")),
+        "docs/simulation.md tells what the names mean; without --strict they fail nothing."}
+        .with(std::make_shared<const Json>(Json{{"records", records}}));
+}
+
 Report run_on(const Console& console, Session& session, std::uint32_t serial, ProbeWait& wait, const ProbeWork& work)
 {
     console.at_probe(serial);
@@ -41,6 +56,9 @@ Report run_on(const Console& console, Session& session, std::uint32_t serial, Pr
     Target target{session};
     Report report = work(target);
     session.disconnect();
+    if (session.settings().strict) {
+        require_no_records();
+    }
     const std::optional<double> modelled = stopwatch->modelled_seconds();
     report.json.append({{"seconds", stopwatch->seconds()}, {"modelled_seconds", modelled ? Json(*modelled) : Json()}});
     return report;

@@ -1,6 +1,7 @@
-#include "cli/chip/cpu_state.h"
-#include "cli/chip/fault_view.h"
-#include "cli/commands/on_probes.h"
+#include "cli/commands/program_chip.h"
+#include "cli/commands/talk.h"
+#include "cli/firmware/firmware.h"
+#include "cli/terminal/progress.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -10,40 +11,56 @@ namespace {
 
 struct Options
 {
-    std::uint32_t pc = 0;
-    std::uint32_t sp = 0;
+    std::vector<std::string> files;
+    ProgramOptions program;
+    TalkOptions talk;
 };
 
-Report run_from(const Target& target, const Options& options)
+// A note, not a result: standard output is the firmware's.
+void tell_passed(const Console& console, const std::string& why, Clock::Duration elapsed)
 {
-    target.connect();
-    forget_faults(target);
-    target.session().check(TESSIT_run(options.pc, options.sp), fmt::format("run from {:#010x}", options.pc));
-    require_running(target);
-    return {fmt::format("The CPU runs from {:#010x} with its stack at {:#010x}.\n", options.pc, options.sp),
-            {{"pc", options.pc}, {"sp", options.sp}}};
+    console.note(why.empty() ? fmt::format("The firmware ran for {}.", format_seconds(elapsed))
+                             : fmt::format("Passed: {} after {}.", why, format_seconds(elapsed)));
 }
 
-ExitCode run(const Invocation& invocation, const Options& options)
+Report judge(Target& target, const Image& image, const Options& options, const Console& console)
 {
-    return run_on_probe(invocation, [&](const Target& target) { return run_from(target, options); });
+    const Report programmed = program_chip(target, image, options.program, console);
+    console.note(programmed.text.substr(0, programmed.text.find('\n')));
+    const Clock& clock = target.session().clock();
+    Talk talk{target, options.talk, console};
+    const Clock::Duration begin = clock.now();
+    Report report = talk.converse();
+    tell_passed(console, report.text, clock.now() - begin);
+    report.json["program"] = programmed.json;
+    return {"", std::move(report.json)};
+}
+
+ExitCode run(const Invocation& invocation, const Verb& verb, Options& options)
+{
+    complete_talk_options(verb, invocation.console, options.talk);
+    options.talk.reset = true;
+    const Image image = read_firmware(options.files);
+    return run_on_probe(invocation, [&](Target& target) { return judge(target, image, options, invocation.console); });
 }
 
 } // namespace
 
 Command add_run(const Verb& root)
 {
-    const Verb verb = root.verb("run", "Let the CPU run from an address with a stack pointer");
+    const Verb verb = root.verb("run", "Program firmware, start it, and judge it by what it says over RTT");
     const auto options = std::make_shared<Options>();
-    verb.parsed(
-            "PC", "", [options](const std::string& text) { options->pc = parse_u32(text, "program counter"); },
-            "Address of the first instruction")
-        .required();
-    verb.parsed(
-            "SP", "", [options](const std::string& text) { options->sp = parse_u32(text, "stack pointer"); },
-            "Initial stack pointer")
-        .required();
-    return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
+    options->talk.conversation.takes_input = false;
+    options->talk.conversation.verdict.is_test = true;
+    verb.text_list("FILES", "", options->files, "Firmware files, as for program").required();
+    add_talk_options(verb, options->talk);
+    verb.flag("--input", options->talk.conversation.takes_input, "Give the firmware what standard input has to say");
+    add_program_options(verb, options->program);
+    verb.footer(
+        "Ends with 0 when all words came or the firmware ended with exit code 0, with the firmware's own exit\n"
+        "code, and with 9 for every other verdict against it. A firmware's exit is a line that --exit-code-from\n"
+        "matches, or the semihosting call SYS_EXIT or SYS_EXIT_EXTENDED. Regular expressions are ECMAScript's.");
+    return {verb, [verb, options](const Invocation& invocation) { return run(invocation, verb, *options); }};
 }
 
 } // namespace tessit::cli

@@ -1,10 +1,12 @@
 #include "cli/commands/command.h"
+#include "cli/firmware/file.h"
 #include "cli/session/probe_choice.h"
 #include "cli/sim/bench.h"
 #include "cli/text/numbers.h"
 #include "cli/text/table.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 
@@ -15,6 +17,7 @@ struct Options
 {
     std::string file;
     bool all = false;
+    bool clear = false;
 };
 
 std::string describe_state(const BenchProbe& probe)
@@ -96,8 +99,7 @@ ExitCode show(const Console& console)
 ExitCode init(const Console& console, const std::string& file)
 {
     Bench{}.write_example(file);
-    console.show(fmt::format("Wrote {}. JLINKARM_SIM_BENCH={} makes `tessit --sim` use it.\n", file, file),
-                 {{"bench", file}});
+    console.show(fmt::format("Wrote {}. `tessit --sim --bench {}` uses it.\n", file, file), {{"bench", file}});
     return ExitCode::done;
 }
 
@@ -146,6 +148,25 @@ ExitCode change(const Invocation& invocation, const Options& options, bool reset
     return ExitCode::done;
 }
 
+// They are kept until somebody clears them.
+ExitCode show_records(const Console& console, bool clear)
+{
+    constexpr std::uint64_t more_than_is_kept = std::uint64_t{2} * 1024 * 1024;
+    const std::filesystem::path path = Bench{}.records_path();
+    const std::string text = std::filesystem::exists(path) ? read_file(path, more_than_is_kept) : "";
+    Json lines = Json::list();
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    if (clear) {
+        std::filesystem::remove(path);
+    }
+    console.show(text.empty() ? "There are no records.\n" : text, {{"records", std::move(lines)}, {"cleared", clear}});
+    return ExitCode::done;
+}
+
 } // namespace
 
 Command add_sim(const Verb& root)
@@ -159,6 +180,8 @@ Command add_sim(const Verb& root)
     const Verb reset_verb =
         verb.verb("factory-reset", "Give a chip back what the bench file says: flash, UICR, FICR, RAM");
     const Verb power_verb = verb.verb("power-cycle", "Switch a chip's supply off and on: flash, UICR and FICR stay");
+    const Verb records_verb = verb.verb("records", "Show what commands did that a real chip would not have forgiven");
+    records_verb.flag("--clear", options->clear, "Forget them, after they were shown");
     for (const Verb& change_verb : {reset_verb, power_verb}) {
         change_verb.flag("--all", options->all, "All chips of the bench").excludes(root.option("--probe"));
     }
@@ -168,6 +191,9 @@ Command add_sim(const Verb& root)
                 }
                 if (init_verb.is_chosen()) {
                     return init(invocation.console, options->file);
+                }
+                if (records_verb.is_chosen()) {
+                    return show_records(invocation.console, options->clear);
                 }
                 return change(invocation, *options, reset_verb.is_chosen());
             }};

@@ -161,6 +161,9 @@ void add_global_options(const Verb& root, Settings& settings)
     const Option jlink =
         root.text("--jlink", "PATH", settings.jlink, "J-Link library to load; default: the usual install places");
     root.flag("--sim", settings.simulated, "Use the simulated bench instead of real probes").excludes(jlink);
+    root.text("--bench", "FILE", settings.bench, "Bench file of the simulation");
+    root.flag("--fresh", settings.fresh, "Simulated chips in their factory state, of which nothing is left behind");
+    root.flag("--strict", settings.strict, "Fail when the simulation has recorded what a real chip would not forgive");
     add_size(root, "--flash-size", settings.flash_size, "flash size");
     add_size(root, "--page-size", settings.page_size, "page size");
     root.flag("--json", settings.json, "Print the result as JSON");

@@ -20,6 +20,9 @@ struct Settings
     std::uint32_t speed_khz = 4000;
     std::string jlink; ///< path of the J-Link library; empty: the usual install places
     bool simulated = false;
+    std::string bench;                       ///< bench file of the simulation; empty: what the environment says
+    bool fresh = false;                      ///< simulated chips in their factory state, of which nothing is left
+    bool strict = false;                     ///< a record of the simulation is a failure
     std::optional<std::uint32_t> flash_size; ///< bytes, instead of what the chip says
     std::optional<std::uint32_t> page_size;
     bool json = false;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <map>
 
 namespace tessit::cli {
 namespace {
@@ -191,6 +192,18 @@ Option Verb::number(const std::string& name, const std::string& placeholder, std
         }
     };
     return parsed(name, placeholder, parse, help);
+}
+
+std::vector<Verb::Given> Verb::given_in_order(std::initializer_list<std::string_view> names) const
+{
+    std::vector<Given> given;
+    std::map<const CLI::Option*, std::size_t> next; // value of an option
+    for (const CLI::Option* const option : app_->parse_order()) {
+        if (const std::string name = option->get_name(); std::ranges::find(names, name) != names.end()) {
+            given.push_back({name, option->results().at(next[option]++)});
+        }
+    }
+    return given;
 }
 
 Option Verb::option(const std::string& name) const

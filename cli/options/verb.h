@@ -87,6 +87,14 @@ public:
     Option choice(const std::string& name, const Choice<Value> (&choices)[count], Value& value,
                   const std::string& help) const;
 
+    struct Given
+    {
+        std::string name;
+        std::string value;
+    };
+    /// After parsing: the values of these options in the order in which they were typed.
+    std::vector<Given> given_in_order(std::initializer_list<std::string_view> names) const;
+
     /// An option of this verb that is known to have been declared.
     Option option(const std::string& name) const;
 

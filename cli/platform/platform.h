@@ -42,6 +42,12 @@ std::FILE* create_beside(const std::filesystem::path& target, std::filesystem::p
 /// the same time. 0, or the system's error number.
 int append_line(const std::filesystem::path& path, std::string_view line);
 
+/// A new folder for temporary files that only this user reaches. Throws a Failure.
+std::filesystem::path make_private_folder(std::string_view prefix);
+
+/// Of this process and those that it starts.
+void set_environment(const char* name, const std::string& value);
+
 /// Whether an existing file may be written.
 bool is_writable(const std::filesystem::path& path);
 

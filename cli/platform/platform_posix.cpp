@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
@@ -137,6 +138,24 @@ int append_line(const fs::path& path, std::string_view line)
         error = ftruncate(descriptor, before.st_size) == 0 ? ENOSPC : errno;
     }
     return close(descriptor) == 0 ? error : errno;
+}
+
+fs::path make_private_folder(std::string_view prefix)
+{
+    std::error_code ignored;
+    const fs::path folder = fs::temp_directory_path(ignored);
+    std::string name = (folder / prefix).string() + ".XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        throw Failure{ExitCode::failure,
+                      fmt::format("cannot make a folder in {}: {}", folder.string(), std::strerror(errno)),
+                      "The environment variable TMPDIR names another place."};
+    }
+    return name;
+}
+
+void set_environment(const char* name, const std::string& value)
+{
+    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe): one thread
 }
 
 bool is_writable(const fs::path& path)

@@ -97,9 +97,10 @@ RttChannels wait_for_channels(RttLink& link, const CpuWatch& cpu, const Deadline
         }
         if (deadline.has_passed()) {
             cpu.require_sound(no_control_block);
-            throw Failure{ExitCode::failure, fmt::format("no RTT control block was found {}", deadline.text()),
+            throw Failure{ExitCode::verdict, fmt::format("no RTT control block was found {}", deadline.text()),
                           "Check that the firmware uses RTT and gets that far, or tell where its control block is with "
-                          "--address."};
+                          "--address."}
+                .with(std::make_shared<const Json>(Json{{"ended_by", "timeout"}}));
         }
         if (state != told) {
             console.note(state == RttState::disconnected ? "The connection to the chip is lost; connecting again ..."
@@ -120,7 +121,7 @@ Conversation::Conversation(RttLink& link, const CpuWatch& cpu, const Conversatio
       clock_{link.clock()},
       deadline_{clock_, options.timeout},
       output_{clock_, options.output},
-      watches_(options.up.size(), TextWatch{options.until}),
+      verdict_{options.verdict, options.up.size()},
       received_(read_bytes),
       input_(input_bytes),
       has_ended_input_{!options.takes_input},
@@ -129,6 +130,19 @@ Conversation::Conversation(RttLink& link, const CpuWatch& cpu, const Conversatio
 }
 
 void Conversation::run()
+{
+    try {
+        converse();
+    } catch (const FirmwareExit& exit) {
+        output_.finish();
+        verdict_.settle();
+        verdict_.end_by_exit(exit.exit());
+    } catch (const Failure& failure) {
+        throw verdict_.complete(failure);
+    }
+}
+
+void Conversation::converse()
 {
     attach();
     while (!is_over()) {
@@ -167,7 +181,7 @@ bool Conversation::receive()
         if (*count != 0) {
             const std::string_view bytes{received_.data(), *count};
             output_.take(i, bytes);
-            has_come_ = watches_[i].take(bytes) || has_come_;
+            verdict_.take(i, bytes);
             has_received = true;
         }
     }
@@ -228,32 +242,60 @@ void Conversation::look_at_cpu()
     const Clock::Duration now = clock_.now();
     if (now - std::max(last_moved_, last_look_) >= silence) {
         last_look_ = now;
-        cpu_.require_not_crashed(has_crashed);
+        verdict_.settle();
+        if (!verdict_.is_reached()) {
+            cpu_.require_not_crashed(has_crashed);
+        }
     }
 }
 
 bool Conversation::is_over()
 {
-    if (has_come_ || RttOutput::is_closed()) {
+    if (verdict_.is_reached()) {
+        output_.finish(); // before anything is said of it
+        verdict_.end_by_words();
         return true;
     }
-    if (!deadline_.has_passed()) {
-        return has_had_its_say();
+    if (RttOutput::is_closed()) {
+        verdict_.end_otherwise("closed");
+        return true;
     }
-    cpu_.require_not_crashed(has_crashed);
-    if (!options_.until.empty()) {
+    if (deadline_.has_passed()) {
+        end_by_time();
+        return true;
+    }
+    if (has_had_its_say()) {
+        verdict_.end_otherwise("input");
+        return true;
+    }
+    return false;
+}
+
+void Conversation::end_by_time()
+{
+    verdict_.settle();
+    if (verdict_.is_reached()) {
+        verdict_.end_by_words();
+        return;
+    }
+    try {
+        cpu_.require_not_crashed(has_crashed);
+    } catch (const FirmwareExit&) {
+        if (!options_.verdict.awaits_something()) {
+            throw;
+        }
+    }
+    if (options_.verdict.judges()) {
         cpu_.require_sound(has_crashed);
-        throw Failure{ExitCode::failure, fmt::format("'{}' did not come {}", options_.until, deadline_.text()),
-                      "Give it more time with --timeout, or look at what came instead."};
     }
-    return true;
+    verdict_.end_by_time(deadline_.text()); // what was awaited came too late, also when it may come with the end
 }
 
 // Without a text or a time to wait for, the end of the input is the end.
 bool Conversation::has_had_its_say() const
 {
-    return options_.takes_input && has_ended_input_ && typed_.empty() && options_.until.empty() && !options_.timeout &&
-           clock_.now() - last_moved_ >= answer_pause;
+    return options_.takes_input && has_ended_input_ && typed_.empty() && !options_.verdict.awaits_something() &&
+           !options_.timeout && clock_.now() - last_moved_ >= answer_pause;
 }
 
 } // namespace tessit::cli

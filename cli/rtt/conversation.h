@@ -4,7 +4,7 @@
 #include "cli/rtt/cpu_watch.h"
 #include "cli/rtt/link.h"
 #include "cli/rtt/output.h"
-#include "cli/rtt/text_watch.h"
+#include "cli/rtt/verdict.h"
 #include "cli/terminal/console.h"
 #include "cli/time/clock.h"
 
@@ -22,7 +22,7 @@ struct ConversationOptions
     std::uint32_t down = 0;
     bool needs_down = false; ///< firmware without that down channel is a failure; otherwise input is left alone
     bool takes_input = true;
-    std::string until; ///< a text that ends the conversation; empty: none
+    VerdictOptions verdict;
     std::optional<std::chrono::duration<double>> timeout;
     RttOutput::Options output;
 };
@@ -52,14 +52,14 @@ class Conversation
 public:
     Conversation(RttLink& link, const CpuWatch& cpu, const ConversationOptions& options, const Console& console);
 
-    /// Until one of its ends: the text came, the time ran out (a Failure when a text was waited for), the input ended
-    /// and the firmware has had its say, standard output is closed, the firmware has crashed (a Failure), or Ctrl-C (a
-    /// Failure).
+    /// Until one of its ends: the verdict is reached, the time is over, the input ended and the firmware has had its
+    /// say, standard output is closed, the firmware has ended itself or crashed, or Ctrl-C. A Failure where the
+    /// firmware has not passed.
     void run();
-    /// Whether it was the text that ended it.
-    bool has_text_come() const { return has_come_; }
+    const Verdict& verdict() const { return verdict_; }
 
 private:
+    void converse();
     void attach();
     bool receive();
     bool send();
@@ -67,6 +67,7 @@ private:
     void gather_input();
     void look_at_cpu();
     bool is_over();
+    void end_by_time();
     bool has_had_its_say() const;
 
     RttLink& link_;
@@ -76,10 +77,9 @@ private:
     const Clock& clock_;
     Deadline deadline_;
     RttOutput output_;
-    std::vector<TextWatch> watches_; ///< one for each up channel
+    Verdict verdict_;
     std::vector<char> received_;
     std::vector<char> input_;
-    bool has_come_ = false; ///< the text
     bool can_send_ = false;
     bool has_ended_input_ = false;
     bool gathers_input_ = false; ///< all that is written into it, at once

@@ -4,14 +4,25 @@
 
 namespace tessit::cli {
 
+FirmwareExit::FirmwareExit(const SemihostingExit& exit)
+    : Failure{ExitCode::verdict, fmt::format("the firmware {}", describe(exit)),
+              "`tessit reset` starts it again, where it is to go on."},
+      exit_{exit}
+{
+}
+
 void CpuWatch::require_alive(std::string_view what) const
 {
     if (options_.was_locked_up) {
-        throw stopped_cpu(target_, CpuState::locked_up, what, options_.restart);
+        throw stopped_cpu(target_, CpuState::locked_up, what, options_.restart, ExitCode::verdict);
     }
-    if (is_halted()) {
-        throw stopped_cpu(target_, CpuState::halted, what, options_.restart);
+    if (!is_halted()) {
+        return;
     }
+    if (const std::optional<SemihostingExit> exit = semihosting_exit(target_)) {
+        throw FirmwareExit{*exit};
+    }
+    throw stopped_cpu(target_, CpuState::halted, what, options_.restart, ExitCode::verdict);
 }
 
 void CpuWatch::require_not_crashed(std::string_view what) const
@@ -30,7 +41,7 @@ void CpuWatch::require_sound(std::string_view what) const
     target_.go();
     if (!trouble.empty()) {
         const Session& session = target_.session();
-        throw Failure{ExitCode::failure, fmt::format("{}: the CPU is {}", what, trouble),
+        throw Failure{ExitCode::verdict, fmt::format("{}: the CPU is {}", what, trouble),
                       fmt::format("`{}` starts the firmware again.", session.command_line("reset"))};
     }
 }

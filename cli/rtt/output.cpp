@@ -39,10 +39,10 @@ std::size_t line_length(std::string_view bytes)
     return end == std::string_view::npos ? bytes.size() : end + 1;
 }
 
-Failure log_failure(const std::string& file)
+Failure file_failure(const std::string& file)
 {
-    return {ExitCode::failure, fmt::format("cannot write the log {}: {}", file, std::strerror(errno)),
-            "Give --log another file."};
+    return {ExitCode::failure, fmt::format("cannot write the output {}: {}", file, std::strerror(errno)),
+            "Give --output another file."};
 }
 
 } // namespace
@@ -50,10 +50,10 @@ Failure log_failure(const std::string& file)
 RttOutput::RttOutput(const Clock& clock, Options options)
     : clock_{clock}, options_{std::move(options)}, begin_{clock.now()}
 {
-    if (!options_.log_file.empty()) {
-        log_.reset(std::fopen(options_.log_file.c_str(), "wb"));
-        if (!log_) {
-            throw log_failure(options_.log_file);
+    if (!options_.file.empty()) {
+        file_.reset(std::fopen(options_.file.c_str(), "wb"));
+        if (!file_) {
+            throw file_failure(options_.file);
         }
     }
 }
@@ -156,16 +156,16 @@ std::string RttOutput::line_begin(const Channel& channel) const
 void RttOutput::write(std::string_view text)
 {
     std::fwrite(text.data(), 1, text.size(), stdout); // NOLINT(cert-err33-c): the stream keeps its error
-    if (log_) {
-        std::fwrite(text.data(), 1, text.size(), log_.get()); // NOLINT(cert-err33-c)
+    if (file_) {
+        std::fwrite(text.data(), 1, text.size(), file_.get()); // NOLINT(cert-err33-c)
     }
 }
 
 void RttOutput::flush()
 {
     std::fflush(stdout); // NOLINT(cert-err33-c): is_closed asks
-    if (log_ && (std::fflush(log_.get()) != 0 || std::ferror(log_.get()) != 0)) {
-        throw log_failure(options_.log_file);
+    if (file_ && (std::fflush(file_.get()) != 0 || std::ferror(file_.get()) != 0)) {
+        throw file_failure(options_.file);
     }
 }
 

@@ -1,4 +1,4 @@
-/// What the up channels said, on standard output and in a log file.
+/// What the up channels said, on standard output and in a file.
 #pragma once
 
 #include "cli/time/clock.h"
@@ -19,10 +19,10 @@ public:
     {
         bool timestamps = false; ///< the time of day before every line, or the modelled time
         bool json = false;       ///< every line as JSON, with the seconds since the command's begin
-        std::string log_file;    ///< gets all that is shown, too; may be empty
+        std::string file;        ///< gets all that is shown, too; may be empty
     };
 
-    /// Throws a Failure when the log cannot be written. The names are the channels'.
+    /// Throws a Failure when the file cannot be written. The names are the channels'.
     RttOutput(const Clock& clock, Options options);
     /// Lines that were not finished are shown now, if finish has not shown them.
     ~RttOutput();
@@ -37,7 +37,7 @@ public:
 
     /// The channels that are shown from now on. Unfinished lines of the others are ended.
     void show_channels(const std::vector<ShownChannel>& channels);
-    /// The regular end: shows what is left, and throws a Failure when the log is not complete.
+    /// The regular end: shows what is left, and throws a Failure when the file is not complete.
     void finish();
     /// All that a call gets is shown when it returns, up to the last line's begin. `channel` is a position in the list.
     void take(std::size_t channel, std::string_view bytes);
@@ -69,7 +69,7 @@ private:
     const Clock& clock_;
     Options options_;
     Clock::Duration begin_;
-    std::unique_ptr<std::FILE, FileCloser> log_;
+    std::unique_ptr<std::FILE, FileCloser> file_;
     std::vector<Channel> channels_;
 };
 

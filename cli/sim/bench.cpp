@@ -9,14 +9,15 @@ namespace tessit::cli {
 namespace {
 
 constexpr const char* bench_hint =
-    "The environment variable JLINKARM_SIM_BENCH names the bench file; without it the built-in bench is used.";
+    "--bench FILE or the environment variable JLINKARM_SIM_BENCH names the bench file; without them the built-in bench "
+    "is used.";
 
 } // namespace
 
 std::string state_hint(std::uint32_t serial)
 {
     return fmt::format("`tessit sim factory-reset --probe {}` gives the chip its factory state; JLINKARM_SIM_STATE "
-                       "names another folder for the built-in bench, and a bench file's is beside it.",
+                       "names another folder for the state, and --fresh does without.",
                        serial);
 }
 
@@ -84,6 +85,24 @@ void Bench::require_usable(std::uint32_t serial) const
                           state_hint(serial)};
         }
     }
+}
+
+std::vector<std::string> Bench::records() const
+{
+    const int count = find<decltype(&JLINKSIM_count_records)>("JLINKSIM_count_records")();
+    require(count, "count the simulation's records", bench_hint);
+    const auto line = find<decltype(&JLINKSIM_record_line)>("JLINKSIM_record_line");
+    std::vector<std::string> records;
+    for (int i = 0; i < count; ++i) {
+        records.emplace_back(line(static_cast<std::uint32_t>(i)));
+    }
+    return records;
+}
+
+std::string Bench::records_path() const
+{
+    open();
+    return find<decltype(&JLINKSIM_records_path)>("JLINKSIM_records_path")();
 }
 
 void Bench::write_example(const std::string& path) const

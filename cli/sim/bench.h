@@ -38,6 +38,11 @@ public:
     /// Throws when the chip on this probe cannot be used for a reason that lies in its state.
     void require_usable(std::uint32_t serial) const;
 
+    /// What a real chip would have ignored or punished without telling, since the bench was opened.
+    std::vector<std::string> records() const;
+    /// The file that keeps the records of all commands.
+    std::string records_path() const;
+
     void write_example(const std::string& path) const;
     void factory_reset(std::uint32_t serial) const;
     void power_cycle(std::uint32_t serial) const;

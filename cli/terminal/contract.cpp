@@ -24,6 +24,7 @@ constexpr std::array names{
     Name{ExitCode::verify_mismatch, "verify_mismatch"},
     Name{ExitCode::some_failed, "some_failed"},
     Name{ExitCode::probe_in_use, "probe_in_use"},
+    Name{ExitCode::verdict, "verdict"},
     Name{ExitCode::interrupted, "interrupted"},
 };
 
@@ -56,7 +57,7 @@ Json error_json(const Course& course, const Failure& failure)
         done.push_back(to_json(phase));
     }
     Json json{{"code", static_cast<int>(failure.code())},
-              {"name", exit_code_name(failure.code())},
+              {"name", failure.is_firmware_exit() ? "firmware_exit" : exit_code_name(failure.code())},
               {"message", failure.what()},
               {"hint", failure.hint()},
               {"probe", probe_of(course)},

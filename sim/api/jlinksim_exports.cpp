@@ -332,6 +332,11 @@ const char* JLINKSIM_CALL JLINKSIM_record_line(uint32_t index)
     return control_text([&] { return open_bench_or_throw().records().line(index); });
 }
 
+const char* JLINKSIM_CALL JLINKSIM_records_path(void)
+{
+    return control_text([] { return open_bench_or_throw().records_path(); });
+}
+
 int JLINKSIM_CALL JLINKSIM_clear_records(void)
 {
     return control([] {

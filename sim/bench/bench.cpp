@@ -55,6 +55,7 @@ std::unique_ptr<Bench> open_bench(const char* path)
     if (const std::string file = environment("JLINKARM_SIM_RECORDS"); !file.empty()) {
         bench->records().append_to(file);
     }
+    bench->records().keep_in(bench->records_path());
     bench->faults().add_from_text(environment("JLINKARM_SIM_FAULTS"));
     return bench;
 }

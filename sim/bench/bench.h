@@ -16,6 +16,8 @@ public:
     explicit Bench(BenchConfig config, HostClock host_clock = steady_host_clock);
 
     const BenchConfig& config() const { return config_; }
+    /// The file that keeps the records of all who used the bench.
+    std::string records_path() const { return config_.state_folder + "/records"; }
     std::deque<Probe>& probes() { return probes_; }
     /// Null when the bench has no such probe.
     Probe* find_probe(std::uint32_t serial_number);

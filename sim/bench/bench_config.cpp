@@ -239,12 +239,11 @@ void read_bench(TableReader& bench, const std::filesystem::path& folder, BenchCo
     bench.refuse_unknown_keys();
 }
 
-std::string built_in_state_folder()
+/// Empty where the environment names none.
+std::string ordered_state_folder()
 {
-    if (const char* const folder = std::getenv("JLINKARM_SIM_STATE"); folder != nullptr && *folder != '\0') {
-        return folder;
-    }
-    return platform::user_state_folder() / "tessit/bench";
+    const char* const folder = std::getenv("JLINKARM_SIM_STATE");
+    return folder == nullptr ? "" : folder;
 }
 
 } // namespace
@@ -253,7 +252,10 @@ BenchConfig read_bench_file(const std::string& path)
 {
     BenchConfig config;
     config.path = path;
-    config.state_folder = path + ".state";
+    config.state_folder = ordered_state_folder();
+    if (config.state_folder.empty()) {
+        config.state_folder = path + ".state";
+    }
     TableReader bench = TableReader::of_file(path);
     read_bench(bench, std::filesystem::path{path}.parent_path(), config);
     return config;
@@ -264,7 +266,10 @@ BenchConfig built_in_bench()
     BenchConfig config;
     TableReader bench = TableReader::of_text(example_bench_text(), "built-in bench");
     read_bench(bench, {}, config);
-    config.state_folder = built_in_state_folder();
+    config.state_folder = ordered_state_folder();
+    if (config.state_folder.empty()) {
+        config.state_folder = platform::user_state_folder() / "tessit/bench";
+    }
     return config;
 }
 

@@ -11,8 +11,9 @@
  *
  * Environment, read when a bench is opened:
  *   JLINKARM_SIM_BENCH    bench file; not set or empty means the built-in bench
- *   JLINKARM_SIM_STATE    folder of the state of the built-in bench; without it $XDG_STATE_HOME/tessit/bench or
- *                         ~/.local/state/tessit/bench. A bench file's state stands beside it, in FILE.state/
+ *   JLINKARM_SIM_STATE    folder of the bench's state; without it a bench file's state stands beside it, in
+ *                         FILE.state/, and that of the built-in bench in $XDG_STATE_HOME/tessit/bench or
+ *                         ~/.local/state/tessit/bench
  *   JLINKARM_SIM_REALTIME 1: real time that passes between calls counts for chips, too; 0: it does not; without it the
  *                         bench file decides
  *   JLINKARM_SIM_TRACE    file to which every J-Link call is appended, a line each
@@ -126,6 +127,9 @@ JLINKSIM_API int JLINKSIM_CALL JLINKSIM_clear_faults(void);
 JLINKSIM_API int JLINKSIM_CALL JLINKSIM_count_records(void);
 JLINKSIM_API const char* JLINKSIM_CALL JLINKSIM_record_line(uint32_t index);
 JLINKSIM_API int JLINKSIM_CALL JLINKSIM_clear_records(void);
+/* Path of the file in the bench's state folder that keeps the records of every process, a line each; there is none
+ * before the first record, and it grows to 1 MiB. */
+JLINKSIM_API const char* JLINKSIM_CALL JLINKSIM_records_path(void);
 
 #if defined(__cplusplus)
 }

@@ -14,6 +14,7 @@ void LineFile::open(const std::string& path, const char* variable)
         const std::string reason = std::generic_category().message(errno);
         throw std::runtime_error(fmt::format("Cannot open {} of {}: {}.", path, variable, reason));
     }
+    std::fseek(file_.get(), 0, SEEK_END);
 }
 
 void LineFile::add(const std::string& line)

@@ -14,6 +14,7 @@ public:
     void open(const std::string& path, const char* variable);
     bool is_open() const { return file_ != nullptr; }
     void add(const std::string& line);
+    long size() const { return std::ftell(file_.get()); }
 
 private:
     struct Close

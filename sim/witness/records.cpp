@@ -1,6 +1,9 @@
 #include "sim/witness/records.h"
 
+#include "sim/platform/private_file.h"
+
 #include <algorithm>
+#include <filesystem>
 #include <fmt/core.h>
 
 namespace jlinksim {
@@ -37,13 +40,36 @@ void Records::add(std::string_view name, std::string_view what, std::string_view
 
 void Records::call_ends()
 {
-    for (std::size_t i = call_begin_; file_.is_open() && i < entries_.size(); ++i) {
-        file_.add(line(i));
+    for (std::size_t i = call_begin_; i < entries_.size(); ++i) {
+        const std::string text = line(i);
+        if (file_.is_open()) {
+            file_.add(text);
+        }
+        keep(text);
     }
     const std::size_t kept = std::min(entries_.size(), most_lines);
     lost_ += entries_.size() - kept;
     entries_.resize(kept);
     call_begin_ = kept;
+}
+
+void Records::keep(const std::string& line)
+{
+    if (kept_path_.empty()) {
+        return;
+    }
+    if (!kept_.is_open()) {
+        try {
+            platform::create_private_folder(std::filesystem::path{kept_path_}.parent_path());
+            kept_.open(kept_path_, "the bench's state");
+        } catch (const std::exception&) { // a bench that cannot keep them works all the same
+            kept_path_.clear();
+            return;
+        }
+    }
+    if (kept_.size() < most_kept_bytes) {
+        kept_.add(line);
+    }
 }
 
 std::string Records::line(std::size_t index) const

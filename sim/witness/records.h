@@ -17,6 +17,11 @@ public:
     /// Also append every record to a file. @throws std::runtime_error when it cannot be opened
     void append_to(const std::string& path) { file_.open(path, "JLINKARM_SIM_RECORDS"); }
 
+    /// Also keep every record in a file of the bench's own, which is made with the first one. Where it cannot be
+    /// written, or has grown to most_kept_bytes, it stays as it is.
+    void keep_in(const std::string& path) { kept_path_ = path; }
+    static constexpr long most_kept_bytes = 1024L * 1024;
+
     /// Lines of one name that one J-Link call can leave; what more there is has a line for all of it.
     static constexpr std::size_t most_places = 16;
     /// Lines that are kept: a host that does the same wrong thing for ever must not fill the memory. One more tells how
@@ -46,6 +51,8 @@ public:
     };
 
 private:
+    void keep(const std::string& line);
+
     struct Entry
     {
         std::string name;
@@ -59,6 +66,8 @@ private:
     std::uint64_t lost_ = 0;     ///< lines that are not kept
     unsigned mutes_ = 0;
     LineFile file_;
+    std::string kept_path_;
+    LineFile kept_;
 };
 
 } // namespace jlinksim

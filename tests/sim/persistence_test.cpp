@@ -129,6 +129,17 @@ TEST(State, comesBackFromTheBenchFileAtAFactoryReset)
     EXPECT_NE(bench.peek_word(ram), 1U);
 }
 
+TEST(State, ofABenchFileStandsWhereTheEnvironmentSays)
+{
+    const TempFolder folder;
+    const std::string bench = folder.write("bench.toml", "[[probe]]\nserial = 7\n").string();
+    ASSERT_EQ(::setenv("JLINKARM_SIM_STATE", (folder.path() / "elsewhere").c_str(), 1), 0);
+    ASSERT_EQ(JLINKSIM_open_bench(bench.c_str()), 0) << JLINKSIM_error_text();
+    EXPECT_EQ(JLINKSIM_records_path(), (folder.path() / "elsewhere/records").string());
+    JLINKSIM_close_bench();
+    ::unsetenv("JLINKARM_SIM_STATE");
+}
+
 TEST(State, ofTheBuiltInBenchStandsWhereTheEnvironmentSays)
 {
     const TempFolder folder;

@@ -100,10 +100,10 @@ TEST_F(TargetTest, RegistersAreShownAndSetByNameAndStepsShowWhatChanged)
 #endif
 }
 
-TEST_F(TargetTest, RunGoAndHaltMoveTheCpu)
+TEST_F(TargetTest, GoAndHaltMoveTheCpu)
 {
     program_endless_loop();
-    ASSERT_THAT(tessit({"run", "0x200", "0x20000ff0"}), Exits(0));
+    ASSERT_THAT(tessit({"go", "--pc", "0x200", "--sp", "0x20000ff0"}), Exits(0));
     EXPECT_EQ(cpu(), "running");
     EXPECT_EQ(tessit_json({"halt"})["sp"], 0x20000FF0);
     EXPECT_EQ(cpu(), "halted"); // looking does not set it running
@@ -135,7 +135,8 @@ TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
     EXPECT_THAT(tessit({"step"}), FailsWith(1, "there is nothing to execute: the CPU is halted at 0xfffffffe"));
 #if defined(TESSIT_SIM_CPU_UNICORN)
     // Nor are there handlers for the fault that it meets.
-    EXPECT_THAT(tessit({"run", "0x100", "0x20001000"}), FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(tessit({"go", "--pc", "0x100", "--sp", "0x20001000"}),
+                FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
     EXPECT_THAT(take_records(), AllOf(HasSubstr("cpu-fault: undefined instruction"), HasSubstr("the CPU locks up")));
 #endif
     // A chip that takes no connection is reset all the same.
@@ -235,7 +236,7 @@ TEST_F(TargetTest, ProtectLocksRecoverUnlocksAndProgramWorksAgain)
         {"halt"},
         {"go"},
         {"step"},
-        {"run", "0", "0"},
+        {"go", "--pc", "0", "--sp", "0"},
         {"reg"},
         {"ram", "on"},
     };

@@ -106,7 +106,7 @@ TEST_F(RttTest, ATextOrTheTimeEndsIt)
         EXPECT_EQ(outcome.output, banner);
     }
     const Outcome late = talk({"--reset", "--until", "never", "--timeout", "0.02"});
-    EXPECT_THAT(late, FailsWith(1, "'never' did not come within 0.02 s"));
+    EXPECT_THAT(late, FailsWith(9, "'never' did not come within 0.02 s"));
     EXPECT_EQ(late.output, banner);
     // A text that comes in the answer to the input, and only then.
     EXPECT_THAT(talk_with_input("hello\n", {"--reset", "--until", "HELLO"}), Exits(0));
@@ -117,13 +117,14 @@ TEST_F(RttTest, ATextOrTheTimeEndsIt)
 TEST_F(RttTest, ShowsLinesWithTimeAndChannelAndKeepsThem)
 {
     const std::string log = path("session.log");
-    const Outcome timed = talk_with_input("one\ntwo\n", {"--reset", "--timestamps", "--log", log, "--until", "TWO\n"});
+    const Outcome timed =
+        talk_with_input("one\ntwo\n", {"--reset", "--timestamps", "--output", log, "--until", "TWO\n"});
     const std::string time = "\\[[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]\\] ";
     EXPECT_THAT(timed.output, MatchesRegex(time + "rtt_echo is ready\n" + time + "ONE\n" + time + "TWO\n"));
     EXPECT_EQ(content("session.log"), timed.output);
     const Outcome several = talk({"--reset", "-c", "0", "-c", "1", "--until", "ready", "--no-input"});
     EXPECT_THAT(several.output, AllOf(HasSubstr("log: rtt_echo is ready\n"), HasSubstr("counter: ")));
-    EXPECT_THAT(talk({"--log", path("no/such/folder")}), FailsWith(1, "cannot write the log"));
+    EXPECT_THAT(talk({"--output", path("no/such/folder")}), FailsWith(1, "cannot write the output"));
 }
 
 TEST_F(RttTest, StreamsBytesAsTheFirmwareSentThemAndAfterAResetFromItsBegin)
@@ -136,7 +137,7 @@ TEST_F(RttTest, StreamsBytesAsTheFirmwareSentThemAndAfterAResetFromItsBegin)
         EXPECT_TRUE(is_counter_stream(stream.output));
     }
     // Without a reset it goes on where it was.
-    EXPECT_THAT(talk({"--raw", "-c", "1", "--no-input", "--until", three(1), "--timeout", "0.1"}), Exits(1));
+    EXPECT_THAT(talk({"--raw", "-c", "1", "--no-input", "--until", three(1), "--timeout", "0.1"}), Exits(9));
 }
 
 TEST_F(RttTest, GoesOnWhenTheFirmwareResetsItself)
@@ -159,7 +160,7 @@ TEST_F(RttTest, ACrashEndsItWithItsCause)
     // Its handler of faults goes nowhere, which is looked at when the time is up, and tells no debugger.
     program(file("crashing.bin", crashing));
     const Outcome stuck = talk_with_input("abcR", {"--reset", "--until", "start over", "--timeout", "0.2"});
-    EXPECT_THAT(stuck, FailsWith(1, "the firmware has stopped: the CPU is in the HardFault handler: "));
+    EXPECT_THAT(stuck, FailsWith(9, "the firmware has stopped: the CPU is in the HardFault handler: "));
     EXPECT_THAT(stuck.errors, AllOf(HasSubstr("PRECISERR"), HasSubstr("the program counter was 0x0000")));
     EXPECT_THAT(tessit({"info"}).output, HasSubstr("running")) << "as it was";
 
@@ -170,12 +171,12 @@ TEST_F(RttTest, ACrashEndsItWithItsCause)
     program(file("crashing.bin", crashing));
 
     const Outcome outcome = talk_with_input("abcR", {"--reset", "--until", "start over"});
-    EXPECT_THAT(outcome, FailsWith(1, "the firmware has stopped: the CPU is halted at 0x0000"));
+    EXPECT_THAT(outcome, FailsWith(9, "the firmware has stopped: the CPU is halted at 0x0000"));
     EXPECT_THAT(outcome.errors, HasSubstr("refused by the bus (PRECISERR), the address was 0x30003d0c"));
     EXPECT_THAT(outcome.errors, Not(HasSubstr("rtt --reset")));
     EXPECT_THAT(outcome.output, MatchesRegex("start [0-9]\nabcreset\n")) << "what it said before";
     // A time that is up is no success, and whoever leaves the CPU halted does not wait for more.
-    EXPECT_THAT(talk_with_input("R", {"--reset", "--timeout", "0.09"}), FailsWith(1, "PRECISERR"));
+    EXPECT_THAT(talk_with_input("R", {"--reset", "--timeout", "0.09"}), FailsWith(9, "PRECISERR"));
     EXPECT_THAT(talk({"--no-go", "--no-input", "--timeout", "0.2"}), Exits(0));
     EXPECT_THAT(content("records"), HasSubstr("write of 4 bytes at 0x30003D0C"));
     file("records", ""); // the firmware's doing
@@ -224,12 +225,12 @@ TEST_F(RttTest, FailuresAreClear)
 TEST_F(RttTest, FirmwareWithoutRttIsNotWaitedForInVain)
 {
     program_example("counter.bin");
-    EXPECT_THAT(talk({"--reset", "--timeout", "0.1"}), FailsWith(1, "no RTT control block was found within 0.1 s"));
-    EXPECT_THAT(talk({"--list", "--address", "0x20000100", "--timeout", "0.1"}), FailsWith(1, "no RTT control block"));
+    EXPECT_THAT(talk({"--reset", "--timeout", "0.1"}), FailsWith(9, "no RTT control block was found within 0.1 s"));
+    EXPECT_THAT(talk({"--list", "--address", "0x20000100", "--timeout", "0.1"}), FailsWith(9, "no RTT control block"));
     // It halts, and so will never make a control block.
     program_example("breakpoint.bin");
     const Outcome outcome = talk({"--reset"});
-    EXPECT_THAT(outcome, FailsWith(1, "the CPU is halted at 0x000000a2: it is at a breakpoint instruction (BKPT)"));
+    EXPECT_THAT(outcome, FailsWith(9, "the CPU is halted at 0x000000a2: it is at a breakpoint instruction (BKPT)"));
     EXPECT_THAT(outcome.errors, Not(HasSubstr("rtt --reset")));
     ASSERT_THAT(tessit({"erase", "--all"}), Exits(0));
     EXPECT_THAT(talk({"--reset"}), FailsWith(1, "the flash is empty"));
@@ -243,7 +244,7 @@ TEST_F(RttTest, FirmwareWithoutRttIsNotWaitedForInVain)
 TEST_F(RttTest, LetsAHaltedCpuRunUnlessToldOtherwise)
 {
     ASSERT_THAT(tessit({"reset", "--halt"}), Exits(0));
-    EXPECT_THAT(talk({"--no-go", "--timeout", "0.5"}), FailsWith(1, "no RTT control block"));
+    EXPECT_THAT(talk({"--no-go", "--timeout", "0.5"}), FailsWith(9, "no RTT control block"));
     const Outcome outcome = talk({"--until", "ready", "--no-input"});
     EXPECT_THAT(outcome, Exits(0));
     EXPECT_THAT(outcome.errors, HasSubstr("it runs now"));

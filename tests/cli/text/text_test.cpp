@@ -1,6 +1,5 @@
 // Numbers, tables and progress as they are read and shown, and a text that is waited for.
 #include "cli/failure.h"
-#include "cli/rtt/text_watch.h"
 #include "cli/terminal/progress.h"
 #include "cli/text/base64.h"
 #include "cli/text/numbers.h"
@@ -105,26 +104,6 @@ TEST(Base64, BytesThatAreNoUtf8BecomeDigits)
     for (const char* bytes :
          {"\xC3", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xA4", "\xC3z"}) {
         EXPECT_FALSE(is_utf8(bytes)) << bytes;
-    }
-}
-
-TEST(TextWatchTest, FindsATextHoweverItIsCut)
-{
-    const std::string stream = "xaabaabaacx";
-    for (std::size_t first = 0; first <= stream.size(); ++first) {
-        for (std::size_t second = first; second <= stream.size(); ++second) {
-            TextWatch watch{"aabaac"};
-            TextWatch other{"aabaad"};
-            const std::string_view text{stream};
-            bool has_come = false;
-            for (const std::string_view piece :
-                 {text.substr(0, first), text.substr(first, second - first), text.substr(second)}) {
-                has_come = watch.take(piece);
-                EXPECT_FALSE(other.take(piece));
-            }
-            EXPECT_TRUE(has_come) << first << ", " << second;
-            EXPECT_TRUE(watch.take("later")) << "it has come, once and for all";
-        }
     }
 }
 
