@@ -158,6 +158,7 @@ Report program_chip(Target& target, const Image& image, const ProgramOptions& op
     report.json["recovered"] = was_recovered;
     report.json["protected"] = is_protecting && options.reset;
     report.json["ram_kept"] = ram_is_kept;
+    report.json["values"] = Json::list(); // besides the image's own
     add_loader_result(options.loader, loader.get(), report.json);
     return report;
 }
