@@ -33,8 +33,8 @@ inline constexpr std::uint32_t highest_speed_khz = 50'000;
 inline constexpr std::uint64_t flash_word_write_ns = 41'000;
 inline constexpr std::uint64_t flash_page_erase_ns = 85'000'000;
 inline constexpr std::uint64_t flash_erase_all_ns = 169'000'000;
-/// A CPU that asks whether the flash controller is ready is told no after at most this long, or when it is ready: a loop
-/// that waits costs modelled time and hardly any of the host's.
+/// A CPU that asks whether the flash controller is ready is told no after at most this long, or when it is ready: a
+/// loop that waits costs modelled time and hardly any of the host's.
 inline constexpr std::uint64_t longest_ready_wait_ns = 1'000'000;
 
 /// The QSPI peripheral: the clock that it divides for its lines, and its start, from the chips' data sheet.
