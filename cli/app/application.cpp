@@ -27,7 +27,7 @@ constexpr const char* footer =
     "  tessit --probe 1234 read 0x0+256\n"
     "  tessit --sim program boot.hex app.bin@0x20000\n"
     "\n"
-    "`tessit VERB --help` explains a verb. Exit codes: 0 done, 1 failure, 2 usage, 3 no probe,\n"
+    "`tessit help VERB` explains a verb. Exit codes: 0 done, 1 failure, 2 usage, 3 no probe,\n"
     "4 no target or low voltage, 5 protected, 6 verify mismatch, 7 some of several probes failed,\n"
     "8 the probe is in use, 9 a verdict against the firmware, 130 interrupted.";
 
@@ -57,7 +57,7 @@ ExitCode tell_records(const Bench& bench, const Console& console, ExitCode code)
 {
     const std::vector<std::string> records = bench.records();
     for (const std::string& record : records) {
-        console.note("Record: " + record);
+        console.remark("Record: " + record);
     }
     return code == ExitCode::done && !records.empty() ? ExitCode::verdict : code;
 }
@@ -102,7 +102,7 @@ int run_application(int argc, const char* const* argv)
     Console console{Console::Options{.json = settings.json}};
     try {
         const bool goes_on = command_line.parse(argc, argv);
-        console = Console{{settings.json, settings.verbose, settings.yes, settings.events}};
+        console = Console{{settings.json, settings.verbose, settings.yes, settings.events, settings.quiet}};
         console.at_command(command_line.command());
         if (goes_on) {
             complete_settings(root, settings);

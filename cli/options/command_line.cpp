@@ -8,6 +8,8 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <fmt/format.h>
+#include <numeric>
+#include <utility>
 
 namespace tessit::cli {
 namespace {
@@ -35,10 +37,66 @@ public:
         return option->get_description() + (otherwise.empty() ? "" : fmt::format("; default {}", otherwise));
     }
 
+    std::string make_option(const CLI::Option* option, bool is_positional) const override
+    {
+        return in_columns(make_option_name(option, is_positional) + make_option_opts(option),
+                          make_option_desc(option));
+    }
+
+    std::string make_subcommand(const CLI::App* verb) const override
+    {
+        return in_columns(verb->get_name(), verb->get_description());
+    }
+
     std::string make_footer(const CLI::App* app) const override
     {
         const std::string own = CLI::Formatter::make_footer(app);
-        return app->get_parent() == nullptr ? own : own + "`tessit --help` shows the options for all commands.\n";
+        if (app->get_parent() == nullptr) {
+            return own;
+        }
+        const CLI::App* root = app;
+        while (root->get_parent() != nullptr) {
+            root = root->get_parent();
+        }
+        std::string options;
+        for (const CLI::Option* const option : root->get_options()) {
+            options += " " + option->get_name();
+        }
+        return fmt::format("{}\nFor all commands, see `tessit help`:\n{}", own, in_lines(options, 2));
+    }
+
+private:
+    static constexpr std::size_t widest = 96;
+
+    // Of a text without line ends, with so many spaces before each line.
+    static std::string in_lines(std::string_view text, std::size_t indent)
+    {
+        std::string lines;
+        std::string line;
+        const auto end_line = [&] {
+            lines += line.empty() ? "" : std::string(indent, ' ') + line + "\n";
+            line.clear();
+        };
+        while (!text.empty()) {
+            const std::string_view word = text.substr(0, text.find(' '));
+            if (indent + line.size() + word.size() >= widest) {
+                end_line();
+            }
+            line += (line.empty() || word.empty() ? "" : " ") + std::string{word};
+            text.remove_prefix(std::min(word.size() + 1, text.size()));
+        }
+        end_line();
+        return lines;
+    }
+
+    std::string in_columns(const std::string& name, const std::string& description) const
+    {
+        const std::string left = "  " + name;
+        std::string right = in_lines(description, column_width_);
+        if (left.size() + 1 >= column_width_) {
+            return left + "\n" + right;
+        }
+        return left + right.substr(std::min(left.size(), right.size()));
     }
 };
 
@@ -71,25 +129,71 @@ std::string help_hint(const Verbs& chosen)
     return fmt::format("`{} --help` shows what is possible.", typed(chosen));
 }
 
-std::string list_verbs(const CLI::App& verb)
+std::vector<std::string> verb_names(const CLI::App& verb)
 {
     std::vector<std::string> names;
     std::ranges::transform(verb.get_subcommands({}), std::back_inserter(names),
                            [](const CLI::App* each) { return each->get_name(); });
-    return fmt::format("{}", fmt::join(names, ", "));
+    return names;
+}
+
+std::string list_verbs(const CLI::App& verb)
+{
+    return fmt::format("{}", fmt::join(verb_names(verb), ", "));
+}
+
+// How many characters have to be changed, put in or left out.
+std::size_t distance(std::string_view from, std::string_view to)
+{
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+// "Did you mean `program`? ", where one of the names is near enough to have been meant.
+std::string suggestion(const std::string& word, const std::vector<std::string>& names)
+{
+    const std::size_t most = word.size() <= 4 ? 1 : 2 + word.size() / 10;
+    const auto nearest = std::ranges::min_element(
+        names, {}, [&word](const std::string& name) { return distance(word, name); });
+    return nearest == names.end() || distance(word, *nearest) > most ? ""
+                                                                     : fmt::format("Did you mean `{}`? ", *nearest);
+}
+
+std::vector<std::string> option_names(const Verbs& verbs)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* const verb : verbs) {
+        for (const CLI::Option* const option : verb->get_options()) {
+            if (!option->get_positional()) {
+                names.push_back(option->get_name());
+            }
+        }
+    }
+    return names;
 }
 
 Failure unknown_word(const Verbs& chosen, const std::string& word)
 {
     if (word.starts_with('-')) {
-        return usage(fmt::format("there is no option '{}'", word.substr(0, word.find('='))), help_hint(chosen));
+        const std::string name = word.substr(0, word.find('='));
+        return usage(fmt::format("there is no option '{}'", name),
+                     suggestion(name, option_names(chosen)) + help_hint(chosen));
     }
     const CLI::App& verb = *chosen.back();
     if (verb.get_subcommands({}).empty()) {
         return usage(fmt::format("'{}' is one word too many for `{}`", word, typed(chosen)), help_hint(chosen));
     }
     return usage(fmt::format("there is no command `{} {}`", typed(chosen), word),
-                 fmt::format("Commands are: {}.", list_verbs(verb)));
+                 suggestion(word, verb_names(verb)) + fmt::format("Commands are: {}.", list_verbs(verb)));
 }
 
 Failure missing_part(const Verbs& chosen)
@@ -195,8 +299,14 @@ bool CommandLine::parse(int argc, const char* const* argv)
     if (argc < 2) {
         print_to(stderr, "{}\n", app_->help());
     }
+    std::vector<std::string> given{argv + std::min(argc, 1), argv + argc};
+    if (!given.empty() && given.front() == "help") { // `help VERB` is `VERB --help`
+        given.erase(given.begin());
+        given.emplace_back("--help");
+    }
+    std::ranges::reverse(given); // as the parser takes them
     try {
-        app_->parse(argc, argv);
+        app_->parse(std::move(given));
     } catch (const CLI::CallForHelp&) {
         print_to(stdout, "{}", app_->help());
         return false;

@@ -159,7 +159,7 @@ void Verdict::judge_exit_code()
         throw against(ended, "Exit codes from 0 to 255 would be this command's own.");
     }
     if (*exit_code_ != 0) {
-        throw against(ended, hint, static_cast<ExitCode>(*exit_code_)).firmware_exit();
+        throw against(ended, hint, static_cast<int>(*exit_code_));
     }
     if (!all_came()) {
         throw against(fmt::format("{} before {} came", ended, missing()), hint);
@@ -198,9 +198,13 @@ std::string Verdict::missing() const
     return fmt::format("{}", fmt::join(words, " and "));
 }
 
-Failure Verdict::against(const std::string& message, const char* hint, ExitCode code) const
+Failure Verdict::against(const std::string& message, const char* hint, std::optional<int> firmware_code) const
 {
-    return Failure{code, message, hint}.with(std::make_shared<const Json>(to_json(ended_by_)));
+    Failure failure{static_cast<ExitCode>(firmware_code.value_or(static_cast<int>(ExitCode::verdict))), message, hint};
+    if (firmware_code) {
+        failure.firmware_exit();
+    }
+    return failure.with(std::make_shared<const Json>(to_json(ended_by_)));
 }
 
 Failure Verdict::complete(Failure failure) const

@@ -69,7 +69,7 @@ private:
     bool all_came() const;
     std::string missing() const;
     void judge_exit_code();
-    Failure against(const std::string& message, const char* hint, ExitCode code = ExitCode::verdict) const;
+    Failure against(const std::string& message, const char* hint, std::optional<int> firmware_code = {}) const;
     Json to_json(const char* ended_by) const;
 
     const VerdictOptions& options_;

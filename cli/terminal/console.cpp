@@ -20,7 +20,7 @@ bool environment_has(const char* name)
 
 Console::Console(const Options& options)
     : options_{options},
-      draws_bars_{platform::is_terminal(stderr) && !options.narrated && !options.events},
+      draws_bars_{platform::is_terminal(stderr) && !options.narrated && !options.events && !options.quiet},
       has_colours_{platform::is_terminal(stderr) && !environment_has("NO_COLOR")}
 {
 }
@@ -45,6 +45,13 @@ void Console::tell(std::string_view event, Json body) const
 
 void Console::note(std::string_view line) const
 {
+    if (!is_quiet()) {
+        remark(line);
+    }
+}
+
+void Console::remark(std::string_view line) const
+{
     if (options_.events) {
         tell("note", {{"text", line}});
         return;
@@ -65,7 +72,7 @@ void Console::report_line(const Failure& failure) const
         return;
     }
     if (failure.code() == ExitCode::interrupted) {
-        note(failure.what());
+        remark(failure.what());
     } else {
         print_to(stderr, "{} {}\n", error_label(), failure.what());
     }

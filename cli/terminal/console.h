@@ -20,6 +20,7 @@ public:
         bool narrated = false; ///< the library's lines go to standard error, so that bars would be torn
         bool yes = false;
         bool events = false; ///< standard error holds JSON and nothing else, an event a line
+        bool quiet = false;  ///< neither notes nor progress
     };
 
     Console() : Console{Options{}} {}
@@ -31,8 +32,12 @@ public:
     /// JSON from now on comes as lines: the command has more than one of them to say.
     void speak_in_lines() const { course_->in_lines = true; }
 
-    /// A line beside the result.
+    /// A line beside the result, unless nobody wants to see any.
     void note(std::string_view line) const;
+    /// One that belongs to a failure.
+    void remark(std::string_view line) const;
+    /// Whether progress is shown at all.
+    bool is_quiet() const { return options_.quiet && !options_.events; }
     void report(const Failure& failure) const;
     /// As report, without JSON on standard output.
     void report_line(const Failure& failure) const;

@@ -44,14 +44,14 @@ void Progress::finish()
     } else if (narration_.console.draws_bars()) {
         draw();
         print_to(stderr, "  {}\n", format_seconds(elapsed));
-    } else if (phase_.done != 0) {
+    } else if (phase_.done != 0 && !narration_.console.is_quiet()) {
         print_to(stderr, "{}\n", format_finished(phase_, elapsed));
     }
 }
 
 void Progress::draw() const
 {
-    constexpr std::size_t time_columns = 11; // what finish adds, and the cursor
+    constexpr std::size_t time_columns = 12; // what finish adds, and the cursor
     if (phase_.total == 0) {
         return;
     }
@@ -95,7 +95,9 @@ std::string format_finished(const Phase& phase, Clock::Duration elapsed)
 
 std::string format_seconds(Clock::Duration duration)
 {
-    return fmt::format("{:.2f} s", std::chrono::duration<double>{duration}.count());
+    constexpr double shortest_in_seconds = 0.1;
+    const double seconds = std::chrono::duration<double>{duration}.count();
+    return seconds >= shortest_in_seconds ? fmt::format("{:.2f} s", seconds) : fmt::format("{:.2f} ms", seconds * 1000);
 }
 
 } // namespace tessit::cli
