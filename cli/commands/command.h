@@ -25,6 +25,7 @@ struct Command
 
 /// Each verb is declared here, defined in the file of its name, and listed in all_commands.cpp.
 Command add_ap(const Verb& root);
+Command add_completion(const Verb& root);
 Command add_dp(const Verb& root);
 Command add_erase(const Verb& root);
 Command add_go(const Verb& root);

@@ -56,10 +56,10 @@ Command add_run(const Verb& root)
     add_talk_options(verb, options->talk);
     verb.flag("--input", options->talk.conversation.takes_input, "Give the firmware what standard input has to say");
     add_program_options(verb, options->program);
-    verb.footer(
-        "Ends with 0 when all words came or the firmware ended with exit code 0, with the firmware's own exit\n"
-        "code, and with 9 for every other verdict against it. A firmware's exit is a line that --exit-code-from\n"
-        "matches, or the semihosting call SYS_EXIT or SYS_EXIT_EXTENDED. Regular expressions are ECMAScript's.");
+    verb.footer("Ends with 0 when all words came or the firmware ended with exit code 0, with the firmware's\n"
+                "own exit code, and with 9 for every other verdict against it. A firmware's exit is a line that\n"
+                "--exit-code-from matches, or the semihosting call SYS_EXIT or SYS_EXIT_EXTENDED. Regular\n"
+                "expressions are ECMAScript's.");
     return {verb, [verb, options](const Invocation& invocation) { return run(invocation, verb, *options); }};
 }
 

@@ -1,6 +1,7 @@
 #include "cli/line/outcome.h"
 
 #include "cli/terminal/contract.h"
+#include "cli/terminal/progress.h"
 #include "cli/text/table.h"
 
 #include <algorithm>
@@ -14,6 +15,14 @@ const Json& member(const Json& json, std::string_view key)
     static const Json none;
     const Json* const found = json.find(key);
     return found == nullptr ? none : *found;
+}
+
+// The chip's, where it is modelled and the board came to its end.
+std::string format_time(const Outcome& outcome)
+{
+    const std::chrono::duration<double> modelled{member(outcome.json, "modelled_seconds").number()};
+    return modelled.count() == 0 ? fmt::format("{:.1f} s", outcome.seconds)
+                                 : format_seconds(std::chrono::duration_cast<Clock::Duration>(modelled));
 }
 
 } // namespace
@@ -56,8 +65,7 @@ std::string summary_table(const std::vector<Outcome>& outcomes)
 {
     std::vector<std::vector<std::string>> rows{{"PROBE", "RESULT", "TIME", "WHAT TO DO"}};
     for (const Outcome& outcome : outcomes) {
-        rows.push_back({std::to_string(outcome.serial), describe(outcome), fmt::format("{:.1f} s", outcome.seconds),
-                        outcome.hint});
+        rows.push_back({std::to_string(outcome.serial), describe(outcome), format_time(outcome), outcome.hint});
     }
     return format_table(rows);
 }

@@ -39,8 +39,7 @@ public:
 
     std::string make_option(const CLI::Option* option, bool is_positional) const override
     {
-        return in_columns(make_option_name(option, is_positional) + make_option_opts(option),
-                          make_option_desc(option));
+        return in_columns(make_option_name(option, is_positional) + make_option_opts(option), make_option_desc(option));
     }
 
     std::string make_subcommand(const CLI::App* verb) const override
@@ -137,6 +136,14 @@ std::vector<std::string> verb_names(const CLI::App& verb)
     return names;
 }
 
+// Null where there is none.
+const CLI::App* find_verb(const CLI::App& verb, const std::string& name)
+{
+    const std::vector<const CLI::App*> below = verb.get_subcommands({});
+    const auto found = std::ranges::find(below, name, [](const CLI::App* each) { return each->get_name(); });
+    return found == below.end() ? nullptr : *found;
+}
+
 std::string list_verbs(const CLI::App& verb)
 {
     return fmt::format("{}", fmt::join(verb_names(verb), ", "));
@@ -162,8 +169,8 @@ std::size_t distance(std::string_view from, std::string_view to)
 std::string suggestion(const std::string& word, const std::vector<std::string>& names)
 {
     const std::size_t most = word.size() <= 4 ? 1 : 2 + word.size() / 10;
-    const auto nearest = std::ranges::min_element(
-        names, {}, [&word](const std::string& name) { return distance(word, name); });
+    const auto nearest =
+        std::ranges::min_element(names, {}, [&word](const std::string& name) { return distance(word, name); });
     return nearest == names.end() || distance(word, *nearest) > most ? ""
                                                                      : fmt::format("Did you mean `{}`? ", *nearest);
 }
@@ -194,6 +201,19 @@ Failure unknown_word(const Verbs& chosen, const std::string& word)
     }
     return usage(fmt::format("there is no command `{} {}`", typed(chosen), word),
                  suggestion(word, verb_names(verb)) + fmt::format("Commands are: {}.", list_verbs(verb)));
+}
+
+// The parser would show the help of what it knows and pass over the rest.
+void require_verbs(const CLI::App& root, const std::vector<std::string>& words)
+{
+    Verbs verbs{&root};
+    for (const std::string& word : words) {
+        const CLI::App* const next = find_verb(*verbs.back(), word);
+        if (next == nullptr) {
+            throw unknown_word(verbs, word);
+        }
+        verbs.push_back(next);
+    }
 }
 
 Failure missing_part(const Verbs& chosen)
@@ -302,6 +322,7 @@ bool CommandLine::parse(int argc, const char* const* argv)
     std::vector<std::string> given{argv + std::min(argc, 1), argv + argc};
     if (!given.empty() && given.front() == "help") { // `help VERB` is `VERB --help`
         given.erase(given.begin());
+        require_verbs(*app_, given);
         given.emplace_back("--help");
     }
     std::ranges::reverse(given); // as the parser takes them
@@ -317,6 +338,22 @@ bool CommandLine::parse(int argc, const char* const* argv)
         throw refusal(*app_, error);
     }
     return true;
+}
+
+std::vector<std::string> CommandLine::candidates(std::span<const std::string> words) const
+{
+    Verbs verbs{app_.get()};
+    for (const std::string& word : words) {
+        if (const CLI::App* const next = find_verb(*verbs.back(), word)) {
+            verbs.push_back(next);
+        }
+    }
+    std::vector<std::string> names = verb_names(*verbs.back());
+    std::ranges::copy(option_names(verbs), std::back_inserter(names));
+    std::ranges::sort(names); // --help is every verb's
+    const auto twice = std::ranges::unique(names);
+    names.erase(twice.begin(), twice.end());
+    return names;
 }
 
 std::string CommandLine::command() const

@@ -25,6 +25,9 @@ public:
     /// False when help or version were asked for, which are printed then. Throws a Failure with ExitCode::usage.
     bool parse(int argc, const char* const* argv);
 
+    /// Verbs and options that may follow these words.
+    std::vector<std::string> candidates(std::span<const std::string> words) const;
+
     /// The verbs that were recognised: "qspi write". Empty when there was none.
     std::string command() const;
 

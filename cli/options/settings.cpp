@@ -170,10 +170,10 @@ void add_global_options(const Verb& root, Settings& settings)
     root.choice("--progress", progress_styles, settings.events,
                 "How progress is shown: as it fits standard error, or as lines of JSON")
         .with_default("auto");
-    const Option verbose =
-        root.flag("-v,--verbose", settings.verbose, "Show on standard error what the library does");
+    const Option verbose = root.flag("-v,--verbose", settings.verbose, "Show on standard error what the library does");
     root.flag("-q,--quiet", settings.quiet, "Show results and errors, and nothing else").excludes(verbose);
-    root.text("--log", "FILE", settings.log_file, "Append what the library does to a file; {serial} in its name stands for the probe's");
+    root.text("--log", "FILE", settings.log_file,
+              "Append what the library does to a file; {serial} in its name stands for the probe's");
     root.parsed(
         config_option, "FILE", [](const std::string&) {}, // read after the whole command line
         "Config file; default: tessit/config.toml in the user's config folder");

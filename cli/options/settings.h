@@ -27,7 +27,7 @@ struct Settings
     std::optional<std::uint32_t> page_size;
     bool json = false;
     bool verbose = false;
-    bool quiet = false; ///< only results and errors
+    bool quiet = false;   ///< only results and errors
     std::string log_file; ///< empty: none
     bool yes = false;
     bool events = false; ///< progress and everything else on standard error as lines of JSON

@@ -130,6 +130,18 @@ void Verb::allow_verb() const
     app_->require_subcommand(0, 1);
 }
 
+Verb Verb::below(const std::string& name) const
+{
+    return Verb{*app_->get_subcommand(name)};
+}
+
+void Verb::examples(std::string_view first, std::string_view second) const
+{
+    const std::string above = app_->get_footer();
+    app_->footer(
+        fmt::format("{}Examples:\n  tessit {}\n  tessit {}", above.empty() ? "" : above + "\n\n", first, second));
+}
+
 void Verb::footer(const std::string& text) const
 {
     app_->footer(text);

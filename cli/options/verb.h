@@ -66,6 +66,9 @@ public:
     /// One of the verbs below this one must, or may, be given.
     void require_verb() const;
     void allow_verb() const;
+    /// A verb below this one that is known to have been declared.
+    Verb below(const std::string& name) const;
+    void examples(std::string_view first, std::string_view second) const;
     /// Text below the list of options.
     void footer(const std::string& text) const;
 

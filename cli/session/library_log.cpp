@@ -1,12 +1,9 @@
 #include "cli/session/library_log.h"
 
-#include "cli/failure.h"
 #include "cli/terminal/stream.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
 #include <utility>
 
@@ -30,15 +27,8 @@ std::string_view without_line_end(std::string_view text)
 
 LibraryLog* LibraryLog::active = nullptr;
 
-LibraryLog::LibraryLog(Show show, const std::string& file) : show_{std::move(show)}, file_name_{file}
+LibraryLog::LibraryLog(Show show, const std::string& file) : show_{std::move(show)}, file_{file}
 {
-    if (!file.empty()) {
-        file_.reset(std::fopen(file.c_str(), "w"));
-        if (!file_) {
-            throw Failure{ExitCode::failure, fmt::format("cannot write the log {}: {}", file, std::strerror(errno)),
-                          "Give --log another file."};
-        }
-    }
     active = this;
 }
 
@@ -52,12 +42,7 @@ LibraryLog::~LibraryLog()
 
 std::string LibraryLog::finish()
 {
-    if (!file_) {
-        return {};
-    }
-    const bool was_complete = std::ferror(file_.get()) == 0;
-    const bool is_complete = std::fclose(file_.release()) == 0 && was_complete;
-    return is_complete ? "" : fmt::format("the log {} is incomplete: {}", file_name_, std::strerror(errno));
+    return file_.finish();
 }
 
 void LibraryLog::receive(const char* line)
@@ -73,9 +58,7 @@ void LibraryLog::take(std::string_view line)
     if (show_) {
         show_(shown);
     }
-    if (file_) {
-        print_to(file_.get(), "{}\n", shown);
-    }
+    file_.add(shown);
 
     const std::size_t tag_end = line.find(separator);
     if (tag_end != std::string_view::npos) {

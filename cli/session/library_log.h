@@ -1,10 +1,10 @@
 /// What the library narrates: kept for the reasons of failures, shown with -v, written with --log.
 #pragma once
 
-#include <cstdio>
+#include "cli/session/log_file.h"
+
 #include <functional>
 #include <jlinkarm_birch_tessit.h>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -25,6 +25,9 @@ public:
     /// To be handed to TESSIT_open_dll while a LibraryLog lives.
     static void TESSIT_CALL receive(const char* line);
 
+    /// The probe that the lines from now on are about.
+    void at_probe(std::uint32_t serial) { file_.at_probe(serial); }
+
     /// Closes the file, after the library was closed. What kept it from being complete; empty when nothing did.
     std::string finish();
 
@@ -32,19 +35,13 @@ public:
     std::string reason() const;
 
 private:
-    struct FileCloser
-    {
-        void operator()(std::FILE* file) const { std::fclose(file); } // NOLINT(cert-err33-c): nobody is left to tell
-    };
-
     void take(std::string_view line);
     void take_message(std::string_view message);
 
     static LibraryLog* active; ///< set and cleared by the constructor and the destructor
 
     Show show_;
-    std::string file_name_;
-    std::unique_ptr<std::FILE, FileCloser> file_;
+    LogFile file_;
     std::string complaint_;    ///< newest message of the call that reports a failure
     std::string jlink_text_;   ///< newest text of the J-Link library itself
     std::string jlink_reason_; ///< the one that came before the complaint

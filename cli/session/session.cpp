@@ -48,6 +48,7 @@ std::vector<std::uint32_t> Session::attached_probes() const
 void Session::connect(std::uint32_t serial)
 {
     serial_ = serial;
+    log_.at_probe(serial);
     const result_code_t result = TESSIT_connect_to_emu_with_snr(serial, settings_.speed_khz);
     if (const std::string said = log_.reason(); result == ERR_JLINK_CALL_FAILED && tells_of_holder(said)) {
         throw Failure{ExitCode::probe_in_use, fmt::format("cannot use probe {}: {}", serial, said),

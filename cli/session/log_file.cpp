@@ -1,0 +1,127 @@
+#include "cli/session/log_file.h"
+
+#include "cli/failure.h"
+#include "cli/terminal/stream.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <utility>
+
+namespace tessit::cli {
+namespace {
+
+constexpr std::string_view serial_mark = "{serial}";
+constexpr std::size_t longest_period = 16; // lines of a poll
+
+std::string time_of_day()
+{
+    const auto now = std::chrono::system_clock::now();
+    const auto second = std::chrono::floor<std::chrono::seconds>(now);
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(second)),
+                       milliseconds);
+}
+
+} // namespace
+
+LogFile::LogFile(std::string name) : name_{std::move(name)}
+{
+    if (!name_.empty() && name_.find(serial_mark) == std::string::npos) {
+        open();
+    }
+}
+
+void LogFile::open()
+{
+    file_.reset(std::fopen(name_.c_str(), "a"));
+    if (!file_) {
+        throw Failure{ExitCode::failure, fmt::format("cannot write the log {}: {}", name_, std::strerror(errno)),
+                      "Give --log another file."};
+    }
+    print_to(file_.get(), "{}", std::exchange(waiting_, {}));
+}
+
+void LogFile::at_probe(std::uint32_t serial)
+{
+    serial_ = std::to_string(serial);
+    if (name_.empty() || file_) {
+        return;
+    }
+    for (std::size_t at = name_.find(serial_mark); at != std::string::npos; at = name_.find(serial_mark)) {
+        name_.replace(at, serial_mark.size(), serial_);
+    }
+    open();
+}
+
+void LogFile::write(const std::string& line)
+{
+    if (file_) {
+        print_to(file_.get(), "{}", line);
+    } else {
+        waiting_ += line;
+    }
+}
+
+void LogFile::add(std::string_view line)
+{
+    if (name_.empty() || repeats(line)) {
+        return;
+    }
+    end_repetition();
+    write(fmt::format("{} {} {}\n", time_of_day(), serial_, line));
+    last_.emplace_back(line);
+    if (last_.size() > 2 * longest_period) {
+        last_.pop_front();
+    }
+    find_repetition();
+}
+
+bool LogFile::repeats(std::string_view line)
+{
+    if (period_ == 0 || line != last_[last_.size() - period_ + repeated_lines_ % period_]) {
+        return false;
+    }
+    ++repeated_lines_;
+    return true;
+}
+
+// The second time is written; what follows it is counted.
+void LogFile::find_repetition()
+{
+    for (std::size_t period = 1; 2 * period <= last_.size(); ++period) {
+        const auto middle = last_.end() - static_cast<std::ptrdiff_t>(period);
+        if (std::equal(middle, last_.end(), middle - static_cast<std::ptrdiff_t>(period))) {
+            period_ = period;
+            return;
+        }
+    }
+}
+
+void LogFile::end_repetition()
+{
+    if (repeated_lines_ != 0) {
+        write(fmt::format("{} {} ... the last {} again, {} in all\n", time_of_day(), serial_,
+                          period_ == 1 ? "line" : fmt::format("{} lines", period_),
+                          repeated_lines_ == 1 ? "1 line" : fmt::format("{} lines", repeated_lines_)));
+        last_.clear();
+    }
+    period_ = 0;
+    repeated_lines_ = 0;
+}
+
+std::string LogFile::finish()
+{
+    end_repetition();
+    if (!file_) {
+        return {};
+    }
+    const bool was_complete = std::ferror(file_.get()) == 0;
+    const bool is_complete = std::fclose(file_.release()) == 0 && was_complete;
+    return is_complete ? "" : fmt::format("the log {} is incomplete: {}", name_, std::strerror(errno));
+}
+
+} // namespace tessit::cli
