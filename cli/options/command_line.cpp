@@ -49,7 +49,7 @@ public:
 
     std::string make_footer(const CLI::App* app) const override
     {
-        const std::string own = CLI::Formatter::make_footer(app);
+        std::string own = CLI::Formatter::make_footer(app);
         if (app->get_parent() == nullptr) {
             return own;
         }
@@ -351,8 +351,7 @@ std::vector<std::string> CommandLine::candidates(std::span<const std::string> wo
     std::vector<std::string> names = verb_names(*verbs.back());
     std::ranges::copy(option_names(verbs), std::back_inserter(names));
     std::ranges::sort(names); // --help is every verb's
-    const auto twice = std::ranges::unique(names);
-    names.erase(twice.begin(), twice.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
 

@@ -49,7 +49,7 @@ TEST_F(RunTest, TheVerdictIsTheExitCode)
     const Arguments passed{"--until", "passed", "--timeout", "1"};
     const Arguments code{"--exit-code-from", R"(exit: (\d+))", "--timeout", "1"};
     const std::tuple<Fate, Arguments, int, const char*> cases[] = {
-        {passes, passed, 0, "Passed: 'passed' came after 0."},
+        {passes, passed, 0, "Passed: 'passed' came after 1.24 ms"},
         {passes, {}, 0, "Passed: the firmware ended with exit code 0"},
         {passes, {"--until", "never"}, 9, "ended with exit code 0 before 'never' came"},
         {passes, {"--until", "passed", "--fail-on", "never", "--fail-on", "clock"}, 9, "the firmware said 'clock'"},
