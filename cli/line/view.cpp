@@ -73,8 +73,11 @@ public:
     }
 
 private:
-    static void show(const Board& board, const std::string& text)
+    void show(const Board& board, const std::string& text) const
     {
+        if (console_.is_quiet()) {
+            return;
+        }
         std::istringstream lines{text};
         for (std::string line; std::getline(lines, line);) {
             print_to(stderr, "{}  {}\n", board.serial(), line);

@@ -91,6 +91,7 @@ TEST_F(ComfortTest, QuietLeavesResultsAndErrors)
     EXPECT_EQ(outcome.errors, "");
     EXPECT_THAT(outcome.output, HasSubstr("Programmed 4 KiB"));
     EXPECT_THAT(tessit({"-q", "verify", binary("other.bin", 16, 2) + "@0"}), FailsWith(6, "differs"));
+    EXPECT_EQ(tessit({"-q", "--all-probes", "erase", "--page", "0"}).errors, "");
     EXPECT_THAT(tessit({"-q", "-v", "list"}), FailsWith(2, "do not go together"));
 }
 
