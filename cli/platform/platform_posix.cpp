@@ -142,13 +142,15 @@ int append_line(const fs::path& path, std::string_view line)
 
 fs::path make_private_folder(std::string_view prefix)
 {
-    std::error_code ignored;
-    const fs::path folder = fs::temp_directory_path(ignored);
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
     std::string name = (folder / prefix).string() + ".XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) {
-        throw Failure{ExitCode::failure,
-                      fmt::format("cannot make a folder in {}: {}", folder.string(), std::strerror(errno)),
-                      "The environment variable TMPDIR names another place."};
+    if (!error && mkdtemp(name.data()) == nullptr) {
+        error.assign(errno, std::generic_category());
+    }
+    if (error) {
+        throw Failure{ExitCode::failure, fmt::format("cannot make a folder for temporary files: {}", error.message()),
+                      "The environment variable TMPDIR names where it is to be."};
     }
     return name;
 }

@@ -108,6 +108,7 @@ TEST_F(RunTest, CtrlCEndsItAndAFreshBenchLeavesNothing)
     const Environment no_bench{{"JLINKARM_SIM_BENCH", ""}, {"TMPDIR", temporary().string()}};
     EXPECT_THAT(tessit(join({"--bench", bench, "--fresh"}, run(passes, {})), no_bench), Exits(0));
     EXPECT_THAT(tessit({"--bench", bench, "--fresh", "--all-probes", "info"}, no_bench).output, HasSubstr("BIRCH_M2"));
+    EXPECT_THAT(tessit({"--fresh", "list"}, {{"TMPDIR", path("none")}}), FailsWith(1, "cannot make a folder"));
     EXPECT_FALSE(fs::exists(bench + ".state"));
     EXPECT_THAT(left_behind(), IsEmpty());
     EXPECT_THAT(run_command({"--bench", bench, "list"}, environment()), FailsWith(2, "Add --sim"));
