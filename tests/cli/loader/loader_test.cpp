@@ -34,8 +34,9 @@ TEST_F(LoaderTest, FindsEveryWrongByteOfAPageAndNamesIt)
 {
     constexpr std::size_t page = 4 * kib;
     constexpr std::size_t pages = 128;
-    const std::string image = binary("image.bin", pages * page) + "@0";
-    const std::string good = content("image.bin");
+    binary("image.bin", pages * page);
+    const std::string good = std::string(8, '\xFF') + content("image.bin").substr(8); // without a program
+    const std::string image = file("image.bin", good) + "@0";
     // Every place within a page goes wrong once, in one of the pages; each bit in turn.
     for (std::size_t round = 0; round < page / pages; ++round) {
         std::string wrong = good;
