@@ -33,7 +33,7 @@ LoaderCommand write(const Range& part)
 }
 
 // Each page is written when it is erased, while the next one's data arrive.
-std::vector<LoaderCommand> commands_of(const Changes& changes, std::uint32_t page_bytes)
+std::vector<LoaderCommand> commands_of(const MemoryChanges& changes, std::uint32_t page_bytes)
 {
     std::vector<LoaderCommand> commands;
     const std::uint32_t longest = changes.erases.empty() ? longest_write : page_bytes;
@@ -61,7 +61,7 @@ void serve(Device& chip, FlashLoader& loader, std::uint32_t speed_khz)
     Memory& flash = chip.memories.front();
     flash.traits.write_cost = {0, std::max(cost::swd_word(speed_khz), cost::flash_word_write) / word_bytes};
     chip.change_at_once = [&loader, page_bytes = flash.traits.unit_bytes](
-                              const Changes& changes, const ContentOf& content, const ChunkDone& done) {
+                              const MemoryChanges& changes, const ContentOf& content, const ChunkDone& done) {
         return loader.carry_out(commands_of(changes, page_bytes), changes.compared, content,
                                 [&done](const LoaderCommand& command) { done(command.data.length); });
     };

@@ -90,7 +90,7 @@ std::uint64_t bytes_of(std::span<const Piece> pieces);
 void require_whole_units(const Range& range, const MemoryTraits& traits);
 
 /// What is to be done to one memory: the erases before the writes to what they clear.
-struct Changes
+struct MemoryChanges
 {
     bool everything = false; ///< an erase of the device
     std::vector<Range> erases;
@@ -110,7 +110,7 @@ struct Device
     std::function<void()> erase_all;
     /// All changes of its first memory in one go. False: something has to be done in the single ways above, and all of
     /// it is to be done in them again. Is told the bytes of each write that is done. May be empty.
-    std::function<bool(const Changes& changes, const ContentOf& content, const ChunkDone& done)> change_at_once{};
+    std::function<bool(const MemoryChanges& changes, const ContentOf& content, const ChunkDone& done)> change_at_once{};
     /// CRC-32 of ranges of its memories, much faster than to read them; nothing where that cannot be had now. May be
     /// empty.
     std::function<std::optional<std::vector<std::uint32_t>>(std::span<const Range> ranges)> checksums{};

@@ -60,7 +60,7 @@ private:
     bool change_first_memory()
     {
         const Memory* const memory = &device_.memories.front();
-        Changes changes{};
+        MemoryChanges changes{};
         changes.everything = plan_.erases.everything;
         const auto add = [memory](std::vector<Range>& ranges, const std::vector<Piece>& pieces) {
             for (const Piece& piece : pieces) {
