@@ -173,6 +173,17 @@ UnicornEngine::UnicornEngine(std::span<const DirectMemory> memories, Observer& o
     }
 }
 
+/// What the engine notes of pages that hold code and are written to often it gives back with their code only.
+UnicornEngine::~UnicornEngine()
+{
+    for (const DirectMemory& memory : memories_) {
+        if (memory.writable) {
+            uc_ctl_remove_cache(engine_.get(), std::uint64_t{memory.base},
+                                memory.base + std::uint64_t{memory.bytes.size()});
+        }
+    }
+}
+
 void UnicornEngine::map_memories()
 {
     std::sort(memories_.begin(), memories_.end(),

@@ -63,6 +63,7 @@ public:
     UnicornEngine(std::span<const DirectMemory> memories, Observer& observer, Watching watching);
     UnicornEngine(const UnicornEngine&) = delete;
     UnicornEngine& operator=(const UnicornEngine&) = delete;
+    ~UnicornEngine();
 
     std::uint32_t read_register(unsigned index) const;
     void write_register(unsigned index, std::uint32_t value);

@@ -105,7 +105,7 @@ TEST_F(BoardsTest, CtrlCEndsAllAndTellsHowFarEachCame)
     const std::string far = binary("far.bin", 4096, 3) + "@0x7F000"; // or everything would be erased at once
     const std::string old_image = binary("old.bin", 0x70000, 1) + "@0";
     const std::string new_image = binary("new.bin", 0x70000, 2) + "@0";
-    ASSERT_THAT(tessit({"--all-probes", "program", old_image, far}), Exits(0));
+    ASSERT_THAT(tessit({"--all-probes", "program", old_image, far, "--loader", "off"}), Exits(0));
     ASSERT_THAT(tessit({"--probe", "103", "erase", "--all"}), Exits(0));
     // Nobody reads what is told, so that the boards come to a standstill.
     RunningCommand command{
@@ -125,8 +125,8 @@ TEST_F(BoardsTest, CtrlCEndsAllAndTellsHowFarEachCame)
     EXPECT_EQ(memory_of(600000101, "0+4"), "ffffffff");
     EXPECT_EQ(memory_of(600000103, "0+4"), "ffffffff");
     EXPECT_NE(memory_of(600000102, "0x6f000+4"), "ffffffff") << "it has gone on to the end";
-    EXPECT_THAT(tessit({"--all-probes", "program", new_image}), Exits(0));
-    EXPECT_THAT(tessit({"--all-probes", "verify", new_image}), Exits(0));
+    EXPECT_THAT(tessit({"--all-probes", "program", new_image, "--loader", "off"}), Exits(0));
+    EXPECT_THAT(tessit({"--all-probes", "verify", new_image, "--loader", "off"}), Exits(0));
 }
 
 TEST_F(BoardsTest, EachGetsTheCommandAsItWasGivenAndFilesOfItsOwn)
