@@ -93,6 +93,7 @@ std::vector<std::string> Bench::records() const
     require(count, "count the simulation's records", bench_hint);
     const auto line = find<decltype(&JLINKSIM_record_line)>("JLINKSIM_record_line");
     std::vector<std::string> records;
+    records.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         records.emplace_back(line(static_cast<std::uint32_t>(i)));
     }
