@@ -6,7 +6,6 @@
 namespace tessit::cli {
 namespace {
 
-using testing::AllOf;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::MatchesRegex;
