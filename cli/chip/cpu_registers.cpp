@@ -37,6 +37,12 @@ std::uint32_t read_register(const Target& target, cpu_register_t which)
     return value;
 }
 
+void write_register(const Target& target, cpu_register_t which, std::uint32_t value)
+{
+    target.session().check(TESSIT_write_cpu_register(which, value),
+                           fmt::format("write register {}", register_names.at(static_cast<std::size_t>(which))));
+}
+
 Registers read_registers(const Target& target)
 {
     Registers registers{};

@@ -21,6 +21,7 @@ using Registers = std::array<std::uint32_t, register_count>; ///< in the order o
 std::optional<cpu_register_t> find_register(std::string_view name);
 
 std::uint32_t read_register(const Target& target, cpu_register_t which);
+void write_register(const Target& target, cpu_register_t which, std::uint32_t value);
 Registers read_registers(const Target& target);
 
 } // namespace tessit::cli

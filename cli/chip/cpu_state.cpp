@@ -96,9 +96,7 @@ const char* cpu_state_name(CpuState state)
 
 std::optional<CpuState> look_at_cpu(const Session& session)
 {
-    readback_protection_status_t protection = NONE;
-    session.check(TESSIT_readback_status(&protection), "read the protection status");
-    if (protection != NONE) {
+    if (session.is_chip_protected()) {
         return {};
     }
     const std::optional<std::uint32_t> status = peek_word(debug_control);

@@ -120,10 +120,9 @@ Report describe(const Target& target, const Console& console)
     const Session& session = target.session();
     InfoBuilder info;
     add_probe(info, session);
-    readback_protection_status_t status = NONE;
-    session.check(TESSIT_readback_status(&status), "read the protection status");
-    info.add("Protection", "is_protected", status == NONE ? "off" : "on", status != NONE);
-    if (status == NONE) {
+    const bool is_protected = session.is_chip_protected();
+    info.add("Protection", "is_protected", is_protected ? "on" : "off", is_protected);
+    if (!is_protected) {
         add_chip(info, target);
     } else {
         console.note("The chip is readback-protected: more cannot be read from it.");

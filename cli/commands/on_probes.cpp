@@ -3,6 +3,7 @@
 #include "cli/commands/probe_wait.h"
 #include "cli/sim/bench.h"
 #include "cli/text/numbers.h"
+#include "cli/text/serial_mark.h"
 
 #include <algorithm>
 #include <array>
@@ -11,8 +12,6 @@
 
 namespace tessit::cli {
 namespace {
-
-constexpr std::string_view serial_mark = "{serial}";
 
 // What a process for one board is told anew, or not at all.
 constexpr std::array<std::string_view, 10> not_for_boards{
@@ -183,17 +182,9 @@ ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work, cons
                                               : run_on_one(invocation, work, options.ended);
 }
 
-std::string with_serial(std::string text, std::uint32_t serial)
-{
-    for (std::size_t at = text.find(serial_mark); at != std::string::npos; at = text.find(serial_mark)) {
-        text.replace(at, serial_mark.size(), std::to_string(serial));
-    }
-    return text;
-}
-
 void require_own_files(const Settings& settings, const char* option, const std::string& file)
 {
-    if (names_several(settings) && !file.empty() && file.find(serial_mark) == std::string::npos) {
+    if (names_several(settings) && !file.empty() && !has_serial_mark(file)) {
         throw Failure{ExitCode::usage, fmt::format("{} {} is one file, and several probes are named", option, file),
                       "Put {serial} into its name, which stands for the probe's serial number."};
     }

@@ -41,8 +41,6 @@ bool names_several(const Settings& settings);
 /// same command for each. Then a summary ends the output, and the exit code is some_failed unless all succeeded.
 ExitCode run_on_probes(const Invocation& invocation, const ProbeWork& work, const LineOptions& options = {});
 
-/// The text with the serial number in the place of "{serial}".
-std::string with_serial(std::string text, std::uint32_t serial);
 /// Throws a Failure where several probes would write one file.
 void require_own_files(const Settings& settings, const char* option, const std::string& file);
 

@@ -36,9 +36,7 @@ void reset_and_lock(const Session& session)
 {
     session.check(TESSIT_disconnect_from_device(), "let the chip go");
     session.check(TESSIT_debug_reset(), "reset the chip");
-    readback_protection_status_t status = NONE;
-    session.check(TESSIT_readback_status(&status), "read the protection status");
-    if (status == NONE) {
+    if (!session.is_chip_protected()) {
         throw Failure{ExitCode::failure, "the image turns readback protection on, but the chip does not report it",
                       "Power the board off and on; `tessit info` shows whether it is protected then."};
     }
@@ -118,7 +116,7 @@ Report summarize(const Session& session, const Device& chip, const ProgramOption
 bool recover_if_protected(const Target& target, const Console& console)
 {
     const Session& session = target.session();
-    if (!is_protected(session)) {
+    if (!session.is_chip_protected()) {
         return false;
     }
     console.confirm(recovery_consequence(session, true));

@@ -16,14 +16,14 @@ Report report_protected(const Session& session, bool was_protected)
 Report protect(const Target& target, const Console& console)
 {
     const Session& session = target.session();
-    if (is_protected(session)) {
+    if (session.is_chip_protected()) {
         return report_protected(session, true);
     }
     console.confirm(fmt::format("This locks the chip on probe {} against all debugging; unlocking it will erase "
                                 "everything in it.",
                                 session.serial()));
     session.check(TESSIT_readback_protect(FULL), "turn readback protection on");
-    if (!is_protected(session)) {
+    if (!session.is_chip_protected()) {
         throw Failure{ExitCode::failure, "the protection was set, but the chip does not report it",
                       "Power the board off and on; `tessit info` shows whether it is protected then."};
     }

@@ -5,6 +5,7 @@
 #include "cli/firmware/firmware.h"
 #include "cli/session/memory_map.h"
 #include "cli/terminal/progress.h"
+#include "cli/text/serial_mark.h"
 #include "cli/text/table.h"
 
 #include <fmt/format.h>

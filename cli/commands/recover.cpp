@@ -11,7 +11,7 @@ namespace {
 Report summarize(const Target& target, bool was_protected, const EraseResult& erased)
 {
     const Session& session = target.session();
-    const bool is_protected_now = is_protected(session);
+    const bool is_protected_now = session.is_chip_protected();
     const RamSections ram = read_ram_sections(session);
     const auto on_off = [](bool value) { return value ? "on" : "off"; };
     const std::vector<std::vector<std::string>> rows{
@@ -35,7 +35,7 @@ Report summarize(const Target& target, bool was_protected, const EraseResult& er
 Report recover(const Target& target, const Console& console)
 {
     const Session& session = target.session();
-    const bool was_protected = is_protected(session);
+    const bool was_protected = session.is_chip_protected();
     console.confirm(recovery_consequence(session, was_protected));
     return summarize(target, was_protected, recover_chip(target, was_protected, {console, session.clock()}));
 }

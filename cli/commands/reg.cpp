@@ -65,8 +65,7 @@ Report access(const Target& target, const std::vector<Item>& items, const Consol
     for (const Item& item : items) {
         if (item.value) {
             run_state.release();
-            target.session().check(TESSIT_write_cpu_register(item.which, *item.value),
-                                   fmt::format("write register {}", item.name()));
+            write_register(target, item.which, *item.value);
         }
     }
     std::vector<std::uint32_t> values;

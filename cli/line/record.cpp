@@ -2,23 +2,13 @@
 
 #include "cli/platform/platform.h"
 #include "cli/terminal/contract.h"
+#include "cli/time/wall_time.h"
 
-#include <chrono>
 #include <cstring>
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 namespace tessit::cli {
 namespace {
-
-// "2026-11-23T15:07:10.123Z"
-std::string time_now()
-{
-    const auto now = std::chrono::system_clock::now();
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
-    const auto second = fmt::gmtime(std::chrono::system_clock::to_time_t(now));
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", second, milliseconds % 1000);
-}
 
 const Json& details_of(const Outcome& outcome)
 {
@@ -43,7 +33,7 @@ void Record::append(const Outcome& outcome, const UnitValues& values) const
     Course course;
     course.command = "program";
     course.probe = outcome.serial;
-    const Json line = result_json(course, {{"time", time_now()},
+    const Json line = result_json(course, {{"time", universal_time()},
                                            {"device_id", device == nullptr ? Json() : *device},
                                            {"image_sha256", image_sha256_},
                                            {"values", to_json(values)},

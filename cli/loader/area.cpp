@@ -2,11 +2,11 @@
 
 #include "base/little_endian.h"
 #include "cli/chip/ram_power.h"
+#include "cli/rtt/link.h"
 #include "cli/session/memory_map.h"
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 namespace tessit::cli {
 namespace {
@@ -20,8 +20,6 @@ static_assert(LoaderArea::code_offset + sizeof code <= LoaderArea::crc_table_off
 constexpr std::uint32_t thumb = 1;
 constexpr std::uint32_t fault_handler = 2; // from the entry
 constexpr std::uint32_t vector_count = 16; // interrupts are masked: only faults and the NMI come
-
-constexpr std::string_view identifier{"SEGGER RTT\0\0\0\0\0\0", 16};
 
 class ImageWriter
 {
@@ -81,7 +79,7 @@ std::vector<std::uint8_t> loader_image(const LoaderArea& area, std::uint32_t dow
         image.put((area.entry() + fault_handler) | thumb);
     }
     image.go_to(LoaderArea::control_block_offset);
-    image.put_bytes(identifier);
+    image.put_bytes(rtt_identifier);
     image.put(1); // up rings
     image.put(1); // down rings
     image.put_ring(area.base + LoaderArea::up_ring_offset, LoaderArea::up_ring_bytes);

@@ -58,8 +58,8 @@ bool LoaderConversation::is_greeted()
     return is_loader;
 }
 
-LoaderConversation::Ending LoaderConversation::carry_out(std::span<const LoaderCommand> commands, const Fill& fill,
-                                                         const Answered& answered)
+LoaderConversation::Ending LoaderConversation::carry_out(std::span<const LoaderCommand> commands,
+                                                         const ContentOf& content, const Answered& answered)
 {
     const Clock& clock = session_.clock();
     std::span<const LoaderCommand> unsent = commands;
@@ -67,7 +67,7 @@ LoaderConversation::Ending LoaderConversation::carry_out(std::span<const LoaderC
     while (!commands.empty()) {
         stop_if_interrupted();
         if (outgoing_.empty() && !unsent.empty()) {
-            queue(unsent.front(), fill);
+            queue(unsent.front(), content);
             unsent = unsent.subspan(1);
         }
         const std::size_t known = incoming_.size();
@@ -109,7 +109,7 @@ std::optional<LoaderConversation::Ending> LoaderConversation::hear_answers(std::
     return std::nullopt;
 }
 
-void LoaderConversation::queue(const LoaderCommand& command, const Fill& fill)
+void LoaderConversation::queue(const LoaderCommand& command, const ContentOf& content)
 {
     append(outgoing_, static_cast<std::uint32_t>(command.command));
     for (const std::uint32_t argument : command.arguments) {
@@ -117,7 +117,7 @@ void LoaderConversation::queue(const LoaderCommand& command, const Fill& fill)
     }
     std::vector<std::uint8_t> data(command.data.length);
     if (!data.empty()) {
-        fill(command.data, data);
+        content(command.data, data);
         outgoing_.append(data.begin(), data.end());
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cli/loader/protocol.h"
+#include "cli/memory/memory.h"
 #include "cli/rtt/link.h"
 #include "cli/session/target.h"
 
@@ -41,7 +42,6 @@ public:
         silent, ///< no answer in time, or RTT does not reach the chip any more
     };
 
-    using Fill = std::function<void(const Range& range, std::span<std::uint8_t> bytes)>;
     using Answered = std::function<void(const LoaderCommand& command)>;
 
     /// The CPU was just set running. Both outlive the conversation.
@@ -53,7 +53,7 @@ public:
     /// One command after the other goes out while the chip works on those before; the last is `end`. An answer is
     /// waited for twice as long as its command takes with its way over SWD, and a second more. Throws a Failure when
     /// Ctrl-C is pressed.
-    Ending carry_out(std::span<const LoaderCommand> commands, const Fill& fill, const Answered& answered);
+    Ending carry_out(std::span<const LoaderCommand> commands, const ContentOf& content, const Answered& answered);
 
     /// What came with the answers, in their order.
     const std::vector<std::uint32_t>& values() const { return values_; }
@@ -68,7 +68,7 @@ private:
         nonsense,
     };
 
-    void queue(const LoaderCommand& command, const Fill& fill);
+    void queue(const LoaderCommand& command, const ContentOf& content);
     bool exchange(bool is_last);
     Heard hear(const LoaderCommand& command);
     std::size_t words_heard() const;

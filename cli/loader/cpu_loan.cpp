@@ -1,5 +1,6 @@
 #include "cli/loader/cpu_loan.h"
 
+#include "cli/chip/cpu_registers.h"
 #include "cli/session/memory_map.h"
 
 #include <fmt/format.h>
@@ -37,9 +38,7 @@ CpuLoan::CpuLoan(const Target& target, const Range& ram) : target_{target}, ram_
 {
     target.halt();
     for (const cpu_register_t name : kept) {
-        std::uint32_t value = 0;
-        target.session().check(TESSIT_read_cpu_register(name, &value), "read the CPU's registers");
-        registers_.push_back({name, value});
+        registers_.push_back({name, read_register(target, name)});
     }
     special_ = read_special();
     vector_table_ = target.read_word(vector_table_offset);
@@ -59,15 +58,10 @@ void CpuLoan::write_special(std::uint32_t value) const
     write_word(target_, register_selector, special_registers | selector_writes);
 }
 
-void CpuLoan::write_register(cpu_register_t name, std::uint32_t value) const
-{
-    target_.session().check(TESSIT_write_cpu_register(name, value), "write the CPU's registers");
-}
-
 void CpuLoan::take_over(std::uint32_t vector_table) const
 {
     write_special(interrupts_masked);
-    write_register(XPSR, thumb_state); // no IT block goes on
+    write_register(target_, XPSR, thumb_state); // no IT block goes on
     write_word(target_, vector_table_offset, vector_table);
     write_word(target_, exception_monitor, monitor_ | catch_core_reset);
 }
@@ -82,7 +76,7 @@ void CpuLoan::give_back() const
     write_word(target_, vector_table_offset, vector_table_);
     write_special(special_);
     for (const Register& each : registers_) {
-        write_register(each.name, each.value);
+        write_register(target_, each.name, each.value);
     }
 }
 
@@ -91,10 +85,10 @@ void CpuLoan::give_back_at_reset_handler() const
     write_word(target_, exception_monitor, monitor_);
     write_word(target_, vector_table_offset, memory_map::flash_start);
     write_special(0);
-    write_register(XPSR, thumb_state);
-    write_register(MSP, target_.read_word(memory_map::flash_start) & ~3U);
-    write_register(R14, link_after_reset);
-    write_register(R15, target_.read_word(memory_map::flash_start + 4) & ~1U);
+    write_register(target_, XPSR, thumb_state);
+    write_register(target_, MSP, target_.read_word(memory_map::flash_start) & ~3U);
+    write_register(target_, R14, link_after_reset);
+    write_register(target_, R15, target_.read_word(memory_map::flash_start + 4) & ~1U);
 }
 
 } // namespace tessit::cli

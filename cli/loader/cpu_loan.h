@@ -33,7 +33,6 @@ private:
 
     std::uint32_t read_special() const;
     void write_special(std::uint32_t value) const;
-    void write_register(cpu_register_t name, std::uint32_t value) const;
 
     const Target& target_;
     Range ram_;

@@ -136,7 +136,7 @@ std::optional<std::vector<std::uint32_t>> FlashLoader::checksums(std::span<const
 }
 
 bool FlashLoader::carry_out(std::vector<LoaderCommand> commands, std::span<const Range> compared,
-                            const LoaderConversation::Fill& fill, const LoaderConversation::Answered& answered)
+                            const ContentOf& content, const LoaderConversation::Answered& answered)
 {
     if (!borrow()) {
         return false;
@@ -147,7 +147,7 @@ bool FlashLoader::carry_out(std::vector<LoaderCommand> commands, std::span<const
     has_reset_ = true;
     is_loaded_ = false;
     std::ranges::move(checksum_commands(compared), std::back_inserter(commands));
-    const Ending ending = run(std::move(commands), area_->large_down_ring_bytes(), fill, answered);
+    const Ending ending = run(std::move(commands), area_->large_down_ring_bytes(), content, answered);
     if (ending != Ending::done) {
         give_up(ending);
         return false;
@@ -171,13 +171,13 @@ void FlashLoader::load(std::uint32_t down_ring_bytes)
     is_loaded_ = true;
 }
 
-Ending FlashLoader::run(std::vector<LoaderCommand> commands, std::uint32_t down_ring_bytes,
-                        const LoaderConversation::Fill& fill, const LoaderConversation::Answered& answered)
+Ending FlashLoader::run(std::vector<LoaderCommand> commands, std::uint32_t down_ring_bytes, const ContentOf& content,
+                        const LoaderConversation::Answered& answered)
 {
     commands.push_back({.command = Command::end});
     load(down_ring_bytes);
     Execution execution{target_.session(), *area_};
-    const Ending ending = converse(commands, fill, answered);
+    const Ending ending = converse(commands, content, answered);
     if (ending == Ending::done) {
         execution.has_ended();
     }
@@ -185,7 +185,7 @@ Ending FlashLoader::run(std::vector<LoaderCommand> commands, std::uint32_t down_
 }
 
 // An RTT that does not work is as good as a loader that does not answer.
-Ending FlashLoader::converse(std::span<const LoaderCommand> commands, const LoaderConversation::Fill& fill,
+Ending FlashLoader::converse(std::span<const LoaderCommand> commands, const ContentOf& content,
                              const LoaderConversation::Answered& answered)
 {
     try {
@@ -195,7 +195,7 @@ Ending FlashLoader::converse(std::span<const LoaderCommand> commands, const Load
             return Ending::silent;
         }
         has_run_ = true;
-        const Ending ending = conversation.carry_out(commands, fill, answered);
+        const Ending ending = conversation.carry_out(commands, content, answered);
         values_ = conversation.values();
         refusal_ = conversation.refusal();
         return ending;

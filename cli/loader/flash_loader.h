@@ -32,8 +32,8 @@ public:
     /// Resets the chip, carries the commands out, and computes the checksums of what will be compared, for which it is
     /// not started again then. RAM is not kept from now on. False, after a line that says why, where the loader cannot
     /// do it: all of it is to be done in another way then, from its beginning.
-    bool carry_out(std::vector<LoaderCommand> commands, std::span<const Range> compared,
-                   const LoaderConversation::Fill& fill, const LoaderConversation::Answered& answered);
+    bool carry_out(std::vector<LoaderCommand> commands, std::span<const Range> compared, const ContentOf& content,
+                   const LoaderConversation::Answered& answered);
 
     /// At the regular end; throws when it cannot be done. The CPU is halted, as before with its own registers and RAM,
     /// or where the reset handler of the new firmware begins.
@@ -47,8 +47,8 @@ private:
     bool borrow();
     void load(std::uint32_t down_ring_bytes);
     LoaderConversation::Ending run(std::vector<LoaderCommand> commands, std::uint32_t down_ring_bytes,
-                                   const LoaderConversation::Fill& fill, const LoaderConversation::Answered& answered);
-    LoaderConversation::Ending converse(std::span<const LoaderCommand> commands, const LoaderConversation::Fill& fill,
+                                   const ContentOf& content, const LoaderConversation::Answered& answered);
+    LoaderConversation::Ending converse(std::span<const LoaderCommand> commands, const ContentOf& content,
                                         const LoaderConversation::Answered& answered);
     void give_up(LoaderConversation::Ending ending);
 

@@ -1,6 +1,6 @@
 /// What is said between the command line and the flash loader on the chip, in 32-bit words, low byte first. Commands
 /// and their data go down RTT channel 0, answers come up channel 0, each when its command is done, in their order. The
-/// loader's source, target/loader.s, has the same numbers.
+/// loader's source, target/loader.s, is assembled with the numbers from here.
 #pragma once
 
 #include <cstdint>

@@ -3,6 +3,7 @@
 #include "cli/memory/cost.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace tessit::cli {
 namespace {
@@ -10,8 +11,6 @@ namespace {
 using loader_protocol::Command;
 
 constexpr std::uint32_t word_bytes = 4;
-/// An answer for so much, so that progress shows, and few of them take time on SWD.
-constexpr std::uint32_t longest_write = 64 * 1024;
 
 LoaderCommand erase_everything()
 {
@@ -36,13 +35,10 @@ LoaderCommand write(const Range& part)
 std::vector<LoaderCommand> commands_of(const MemoryChanges& changes, std::uint32_t page_bytes)
 {
     std::vector<LoaderCommand> commands;
-    const std::uint32_t longest = changes.erases.empty() ? longest_write : page_bytes;
+    // An answer for as much as shows progress: more of them take time on SWD.
+    const std::uint32_t longest = changes.erases.empty() ? transfer_chunk : page_bytes;
     for (const Range& range : changes.writes) {
-        for (std::uint64_t at = range.first; at < range.end();) {
-            const std::uint64_t end = std::min(range.end(), (at / longest + 1) * longest);
-            commands.push_back(write({static_cast<std::uint32_t>(at), end - at}));
-            at = end;
-        }
+        std::ranges::transform(cut(range, longest), std::back_inserter(commands), write);
     }
     std::ranges::transform(changes.erases, std::back_inserter(commands), erase);
     std::ranges::sort(commands, {}, [](const LoaderCommand& each) {

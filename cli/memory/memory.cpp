@@ -2,21 +2,32 @@
 
 #include "cli/failure.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <numeric>
 
 namespace tessit::cli {
 
+std::vector<Range> cut(const Range& range, std::uint32_t step)
+{
+    std::vector<Range> parts;
+    for (std::uint64_t at = range.first; at < range.end();) {
+        const std::uint64_t end = std::min(range.end(), (at / step + 1) * step);
+        parts.push_back({static_cast<std::uint32_t>(at), end - at});
+        at = end;
+    }
+    return parts;
+}
+
 std::vector<Piece> parts_by_unit(std::span<const Piece> pieces)
 {
     std::vector<Piece> parts;
-    for (const auto& [memory, range] : pieces) {
-        const MemoryTraits& traits = memory->traits;
-        for (std::uint64_t at = range.first; at < range.end();) {
-            const std::uint64_t end = std::min(range.end(), traits.unit(traits.unit_of(at)).end());
-            parts.push_back({memory, {static_cast<std::uint32_t>(at), end - at}});
-            at = end;
-        }
+    for (const Piece& piece : pieces) {
+        std::ranges::transform(cut(piece.range, piece.memory->traits.unit_bytes), std::back_inserter(parts),
+                               [&piece](const Range& range) {
+                                   return Piece{piece.memory, range};
+                               });
     }
     return parts;
 }

@@ -79,7 +79,10 @@ struct Piece
     friend bool operator==(const Piece&, const Piece&) = default;
 };
 
-/// The pieces cut where units begin.
+/// The range cut at the multiples of `step`.
+std::vector<Range> cut(const Range& range, std::uint32_t step);
+
+/// The pieces cut where units begin, which are multiples of their size.
 std::vector<Piece> parts_by_unit(std::span<const Piece> pieces);
 
 /// Bytes of all pieces.

@@ -38,13 +38,6 @@ EraseResult recover_and_look(const Target& target, const Narration& narration)
 
 } // namespace
 
-bool is_protected(const Session& session)
-{
-    readback_protection_status_t status = NONE;
-    session.check(TESSIT_readback_status(&status), "read the protection status");
-    return status != NONE;
-}
-
 std::string recovery_consequence(const Session& session, bool was_protected)
 {
     return fmt::format("This erases everything in the {} chip on probe {}: flash, UICR and RAM.",

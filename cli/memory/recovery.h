@@ -7,8 +7,6 @@
 
 namespace tessit::cli {
 
-bool is_protected(const Session& session);
-
 /// What a recovery destroys, as it is asked: "This erases everything in the protected chip ...".
 std::string recovery_consequence(const Session& session, bool was_protected);
 

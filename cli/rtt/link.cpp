@@ -131,7 +131,6 @@ bool RttLink::reconnect()
 
 void erase_old_control_blocks(const Target& target)
 {
-    constexpr std::string_view identifier{"SEGGER RTT\0\0\0\0\0\0", 16};
     const RamSections ram = read_ram_sections(target.session());
     std::uint32_t address = memory_map::ram_start;
     for (std::size_t section = 0; section < ram.sizes.size(); address += ram.sizes[section++]) {
@@ -140,7 +139,7 @@ void erase_old_control_blocks(const Target& target)
         }
         const std::vector<std::uint8_t> bytes = target.read({address, ram.sizes[section]});
         for (auto at = bytes.begin(); at != bytes.end();) {
-            at = std::search(at, bytes.end(), identifier.begin(), identifier.end());
+            at = std::search(at, bytes.end(), rtt_identifier.begin(), rtt_identifier.end());
             if (at != bytes.end()) {
                 const std::array<std::uint8_t, 4> nothing{};
                 target.write((address + static_cast<std::uint32_t>(at - bytes.begin())) & ~3U, nothing, WritePath::bus);

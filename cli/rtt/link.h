@@ -7,9 +7,13 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessit::cli {
+
+/// What a control block begins with.
+inline constexpr std::string_view rtt_identifier{"SEGGER RTT\0\0\0\0\0\0", 16};
 
 struct RttChannel
 {

@@ -3,6 +3,7 @@
 #include "cli/failure.h"
 #include "cli/text/base64.h"
 #include "cli/text/json.h"
+#include "cli/time/wall_time.h"
 
 #include <cerrno>
 #include <chrono>
@@ -15,15 +16,6 @@ namespace {
 
 // A line without an end is shown in pieces of this length.
 constexpr std::size_t longest_line = 4096;
-
-std::string time_of_day()
-{
-    const auto now = std::chrono::system_clock::now();
-    const auto second = std::chrono::floor<std::chrono::seconds>(now);
-    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
-    return fmt::format("[{:%H:%M:%S}.{:03}] ", fmt::localtime(std::chrono::system_clock::to_time_t(second)),
-                       milliseconds);
-}
 
 // Modelled time has no time of day: it is counted from the command's begin.
 std::string time_since_begin(Clock::Duration now)
@@ -150,7 +142,8 @@ std::string RttOutput::line_begin(const Channel& channel) const
     if (!options_.timestamps) {
         return channel.prefix;
     }
-    return (clock_.is_modelled() ? time_since_begin(clock_.now()) : time_of_day()) + channel.prefix;
+    return (clock_.is_modelled() ? time_since_begin(clock_.now()) : fmt::format("[{}] ", local_time_of_day())) +
+           channel.prefix;
 }
 
 void RttOutput::write(std::string_view text)

@@ -2,35 +2,25 @@
 
 #include "cli/failure.h"
 #include "cli/terminal/stream.h"
+#include "cli/text/serial_mark.h"
+#include "cli/time/wall_time.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <utility>
 
 namespace tessit::cli {
 namespace {
 
-constexpr std::string_view serial_mark = "{serial}";
 constexpr std::size_t longest_period = 16; // lines of a poll
-
-std::string time_of_day()
-{
-    const auto now = std::chrono::system_clock::now();
-    const auto second = std::chrono::floor<std::chrono::seconds>(now);
-    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(second)),
-                       milliseconds);
-}
 
 } // namespace
 
 LogFile::LogFile(std::string name) : name_{std::move(name)}
 {
-    if (!name_.empty() && name_.find(serial_mark) == std::string::npos) {
+    if (!name_.empty() && !has_serial_mark(name_)) {
         open();
     }
 }
@@ -51,9 +41,7 @@ void LogFile::at_probe(std::uint32_t serial)
     if (name_.empty() || file_) {
         return;
     }
-    for (std::size_t at = name_.find(serial_mark); at != std::string::npos; at = name_.find(serial_mark)) {
-        name_.replace(at, serial_mark.size(), serial_);
-    }
+    name_ = with_serial(std::move(name_), serial);
     open();
 }
 
@@ -72,7 +60,7 @@ void LogFile::add(std::string_view line)
         return;
     }
     end_repetition();
-    write(fmt::format("{} {} {}\n", time_of_day(), serial_, line));
+    write(fmt::format("{} {} {}\n", local_time(), serial_, line));
     last_.emplace_back(line);
     if (last_.size() > 2 * longest_period) {
         last_.pop_front();
@@ -104,7 +92,7 @@ void LogFile::find_repetition()
 void LogFile::end_repetition()
 {
     if (repeated_lines_ != 0) {
-        write(fmt::format("{} {} ... the last {} again, {} in all\n", time_of_day(), serial_,
+        write(fmt::format("{} {} ... the last {} again, {} in all\n", local_time(), serial_,
                           period_ == 1 ? "line" : fmt::format("{} lines", period_),
                           repeated_lines_ == 1 ? "1 line" : fmt::format("{} lines", repeated_lines_)));
         last_.clear();

@@ -61,6 +61,13 @@ void Session::connect(std::uint32_t serial)
     }
 }
 
+bool Session::is_chip_protected() const
+{
+    readback_protection_status_t status = NONE;
+    check(TESSIT_readback_status(&status), "read the protection status");
+    return status != NONE;
+}
+
 void Session::disconnect()
 {
     connected_ = false;

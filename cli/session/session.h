@@ -41,6 +41,9 @@ public:
     void abandon();
     std::uint32_t serial() const { return serial_; }
 
+    /// Whether the readback protection is on; the chip need not be connected.
+    bool is_chip_protected() const;
+
     /// At the end of the work: closes everything, and gives the exit code of a command that would end with this one. A
     /// log that could not be written makes a failure of a success.
     ExitCode close(ExitCode code, const Console& console);

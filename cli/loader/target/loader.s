@@ -1,6 +1,6 @@
 @ The flash loader: runs in the chip's RAM, gets commands and data through an RTT down channel while it erases and
-@ writes, and answers through an up channel. docs/loader.md tells the protocol and where in RAM things stand; the
-@ numbers here are those of cli/loader/protocol.h and cli/loader/area.h.
+@ writes, and answers through an up channel. docs/loader.md tells the protocol and where in RAM things stand. The names
+@ that are not defined here are those of cli/loader/protocol.h and cli/loader/area.h, from which `build` takes them.
 @
 @ It can stand at any multiple of 128. The host has made the control block and its rings, has put the vector table in
 @ force, in which every fault leads to `fault` below, and keeps interrupts masked. Whatever ends it is a BKPT: for the
@@ -10,11 +10,9 @@
         .cpu    cortex-m3
         .thumb
 
-@ From the begin of its RAM.
-        .equ    up_ring,        0x058
-        .equ    down_ring,      0x070
-        .equ    code,           0x090
-        .equ    crc_table,      0x300
+@ From the begin of its RAM: behind the control block's head the up ring, and behind that the down ring.
+        .equ    up_ring,        control_block_offset + 24
+        .equ    down_ring,      up_ring + 24
 
 @ An RTT ring's descriptor. Ours have sizes that are multiples of 4 and are read and written in words, so that no word
 @ reaches around the end.
@@ -33,8 +31,6 @@
         .equ    erase_enable,   2
 
         .equ    crc_polynomial, 0xEDB88320
-        .equ    hello,          0x54534C31      @ "TSL1"
-        .equ    failed,         0xE0000000
 
 @ Throughout: r8 the down ring, r9 the up ring, r10 the CRC table, r11 the flash controller. r7 is the command that is
 @ carried out, r4 to r6 are its own; subroutines use r0 to r3.
@@ -45,10 +41,10 @@ fault:  bkpt    #2
         b.n     fault
 
 main:   adr     r0, start
-        sub     r0, r0, #code
+        sub     r0, r0, #code_offset
         add     r8, r0, #down_ring
         add     r9, r0, #up_ring
-        add     r10, r0, #crc_table
+        add     r10, r0, #crc_table_offset
         ldr     r11, =flash_controller
         bl      make_crc_table
         ldr     r0, =hello
