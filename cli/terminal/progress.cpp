@@ -90,7 +90,9 @@ std::string format_progress(const Phase& phase, std::size_t columns)
 
 std::string format_finished(const Phase& phase, Clock::Duration elapsed)
 {
-    return fmt::format("{:<8} {} in {}", phase.name, format_count(phase.done, phase.unit), format_seconds(elapsed));
+    const std::string what = fmt::format("{:<8} {}", phase.name, format_count(phase.done, phase.unit));
+    // What was found out along with the phase before took no time of its own.
+    return elapsed == Clock::Duration::zero() ? what : fmt::format("{} in {}", what, format_seconds(elapsed));
 }
 
 std::string format_seconds(Clock::Duration duration)

@@ -36,7 +36,7 @@ private:
 /// are few. Of a phase that has something to do.
 std::string format_progress(const Phase& phase, std::size_t columns);
 
-/// "erase    4096 bytes in 90.00 ms"
+/// "erase    4096 bytes in 90.00 ms"; without a time where none has passed.
 std::string format_finished(const Phase& phase, Clock::Duration elapsed);
 
 /// "0.53 s", below a tenth of a second "1.24 ms"

@@ -181,7 +181,9 @@ TEST_F(LoaderTest, CutOffAnywhereTheNextCommandCompletesIt)
             ASSERT_TRUE(command.wait_for("Birch_rtt_write\n", count));
             command.signal(signal);
             EXPECT_THAT(command.finish(), Exits(signal == SIGINT ? 130 : 128 + SIGKILL));
-            EXPECT_EQ(cpu(), signal == SIGINT ? "halted" : cpu());
+            if (signal == SIGINT) {
+                EXPECT_EQ(cpu(), "halted");
+            }
             ASSERT_THAT(tessit({"program", image}), Exits(0));
             expect_chip_holds(image);
         }

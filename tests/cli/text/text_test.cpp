@@ -88,6 +88,9 @@ TEST(Progress, FitsItsColumnsAndLeavesTheBarOutWhereTheyAreFew)
     for (std::size_t columns = 0; columns < 80; ++columns) {
         EXPECT_LE(progress(columns).size(), columns);
     }
+    EXPECT_EQ(format_finished({"verify", 4, 4, "pages"}, std::chrono::milliseconds{1500}),
+              "verify   4 pages in 1.50 s");
+    EXPECT_EQ(format_finished({"verify", 4, 4, "pages"}, {}), "verify   4 pages") << "along with the phase before";
 }
 
 TEST(Base64, BytesThatAreNoUtf8BecomeDigits)
