@@ -1,14 +1,19 @@
 """Runs the console examples of a document and compares what they print with what the document says.
 
-Usage: run_document.py [--update] [--every-command] BUILD_FOLDER DOCUMENT
+Usage: run_document.py [--update] [CHECK...] BUILD_FOLDER DOCUMENT
 
 Each ```console block holds commands after "$ ", which bash runs in a folder of the document's own, one after the other,
 with `tessit` in the path; lines up to the next command are their output, both streams. Durations by the host's clock
-differ in every run and stand as 0.0. Blocks of a ```FORMAT FILE fence are files that the commands find. All that is JSON
-is checked against the schemas in docs/json. With --update the document gets what was printed.
-With --every-command a command of tessit, of which no result is among them, fails.
+differ in every run and stand as 0.0. Blocks of a ```FORMAT FILE fence are files that the commands find, those of a
+```help VERB fence what `tessit help VERB` says. All that is JSON is checked against the schemas in docs/json. With
+--update the document gets what was printed. Checks of what the document has to have:
+
+  --every-command   a result of each command of tessit
+  --every-verb      the help of each verb, and each option for all commands in the prose
 """
 
+import argparse
+import difflib
 import json
 import os
 import pathlib
@@ -54,6 +59,10 @@ def without_changing_parts(text, folder):
     return re.sub(r'("time": ?")[^"]+', r"\g<1>2026-01-01T00:00:00.000Z", text)
 
 
+def without_common_options(help_text):
+    return help_text.split("\nFor all commands, see", maxsplit=1)[0].rstrip("\n") + "\n"
+
+
 def environment(build, folder):
     kept = {name: value for name, value in os.environ.items() if not name.startswith(("TESSIT_", "JLINKARM_", "LC_"))}
     return {**kept, "PATH": f"{build}:{kept['PATH']}", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / ".config"),
@@ -68,6 +77,7 @@ class Document:
         self.validated = 0
         self.commands = 0
         self.seen = set()
+        self.helps = {}
 
     def run(self, command):
         self.commands += 1
@@ -89,15 +99,21 @@ class Document:
             printed.append(f"$ {command}\n{output}" + ("" if output.endswith("\n") or not output else "\n"))
         return "".join(printed)
 
+    def help(self, verb):
+        self.helps[verb] = without_common_options(self.run(f"tessit help {verb}"))
+        return self.helps[verb]
+
     def replay(self):
         def block(found):
             if found[1] == "console":
                 return f"```console\n{self.replay_block(found[3])}```"
+            if found[1] == "help":
+                return f"```{found[1]} {found[2]}".rstrip() + f"\n{self.help(found[2])}```"
             if found[2]:
                 (self.folder / found[2]).write_text(found[3])
             return found[0]
 
-        return re.sub(r"```(\w+) ?(\S*)\n(.*?)```", block, self.text, flags=re.DOTALL)
+        return re.sub(r"```(\w+) ?([^\n]*)\n(.*?)```", block, self.text, flags=re.DOTALL)
 
 
 def require_every_command(document):
@@ -110,23 +126,48 @@ def require_every_command(document):
         sys.exit(f"no result of: {sorted(missing)}")
 
 
+def require_every_verb(document):
+    def require_from(verb):
+        if verb not in document.helps:
+            sys.exit(f"no help of: tessit {verb}")
+        verbs_below = document.helps[verb].partition("\nCommands:\n")[2].split("\n\n")[0]
+        for name in re.findall(r"^  ([\w-]+)", verbs_below, re.MULTILINE):
+            require_from(f"{verb} {name}".strip())
+
+    require_from("")
+    told = set(re.findall(r"^  .*?(--[\w-]+)", document.helps[""], re.MULTILINE))
+    if missing := {option for option in told if f"`{option}" not in document.text}:
+        sys.exit(f"nothing is said of: {sorted(missing)}")
+
+
+checks = {"every-command": require_every_command, "every-verb": require_every_verb}
+
+
+def report_difference(said, printed):
+    lines = difflib.unified_diff(said.splitlines(True), printed.splitlines(True), "the document", "what it would print")
+    sys.exit("".join(lines))
+
+
 def main():
-    update = "--update" in sys.argv
-    build, path = (pathlib.Path(word).resolve() for word in sys.argv[-2:])
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--update", action="store_true")
+    for name in checks:
+        parser.add_argument(f"--{name}", dest="checks", action="append_const", const=name, default=[])
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("document", type=pathlib.Path)
+    asked = parser.parse_args()
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         shutil.copytree(repository / "examples/firmware", folder / "firmware", ignore=shutil.ignore_patterns("*.c"))
-        document = Document(build, path, folder)
+        document = Document(asked.build.resolve(), asked.document, folder)
         printed = document.replay()
-        if "--every-command" in sys.argv:
-            require_every_command(document)
-    if update:
-        path.write_text(printed)
+        for check in asked.checks:
+            checks[check](document)
+    if asked.update:
+        asked.document.write_text(printed)
     elif printed != document.text:
-        import difflib
-        sys.exit("".join(difflib.unified_diff(document.text.splitlines(True), printed.splitlines(True),
-                                              "the document", "what its commands print")))
-    print(f"{path.name}: {document.commands} commands, {document.validated} JSON values valid")
+        report_difference(document.text, printed)
+    print(f"{asked.document.name}: {document.commands} commands, {document.validated} JSON values valid")
 
 
 main()
