@@ -76,7 +76,7 @@ std::string describe_cause(const Target& target, const FaultStatus& status, std:
 std::string describe_reason(const Target& target, std::uint32_t pc, bool is_empty)
 {
     if (is_empty) {
-        return ": the flash is empty";
+        return ": the flash holds no firmware at address 0";
     }
     const FaultStatus status = read_fault_status(target);
     if (status.is_handling()) {

@@ -31,7 +31,7 @@ void restart(const Target& target)
     const Session& session = target.session();
     session.check(TESSIT_sys_reset(), "reset the chip");
     if (has_no_firmware(target)) {
-        throw Failure{ExitCode::failure, "the flash is empty: there is no firmware to talk with",
+        throw Failure{ExitCode::failure, "the flash holds no firmware at address 0",
                       fmt::format("`{}` puts firmware there.", session.command_line("program FILE"))};
     }
     erase_old_control_blocks(target);

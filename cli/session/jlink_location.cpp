@@ -1,5 +1,6 @@
 #include "cli/session/jlink_location.h"
 
+#include "base/module.h"
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
 
@@ -58,6 +59,17 @@ std::string find_simulation()
     return first_existing({folder / platform::simulation_file_name,
                            prefix / TESSIT_INSTALL_PLUGIN_FOLDER / platform::simulation_file_name},
                           "the simulated J-Link library", "Build or install it together with the command.");
+}
+
+std::string why_not_loaded(const std::string& path)
+{
+    if (const base::Module module = base::load_module(path.c_str()); module != nullptr) {
+        base::unload_module(module);
+        return "it lacks functions that a J-Link library has";
+    }
+    const std::string error = base::load_error();
+    const std::string begin = path + ": ";
+    return error.starts_with(begin) ? error.substr(begin.size()) : error;
 }
 
 } // namespace tessit::cli

@@ -14,4 +14,7 @@ std::string find_jlink_library(const Settings& settings);
 /// The simulated library beside the command, or in the library folder of its installation.
 std::string find_simulation();
 
+/// Of a library that TESSIT_open_dll could not load: why, in the system's words.
+std::string why_not_loaded(const std::string& path);
+
 } // namespace tessit::cli

@@ -17,6 +17,15 @@ bool tells_of_holder(std::string_view reason)
     return reason.find("in use") != std::string_view::npos;
 }
 
+Failure not_loaded(const std::string& path)
+{
+    const ResultText& text = result_text(ERR_JLINK_LOAD_FAILED);
+    constexpr int bits = 8 * sizeof(void*);
+    return {text.exit_code,
+            fmt::format("cannot use the J-Link library {}: {}: {}", path, text.meaning, why_not_loaded(path)),
+            fmt::format("{} It has to be of {} bits, as this command is.", text.hint, bits)};
+}
+
 } // namespace
 
 Session::Session(const Settings& settings)
@@ -25,8 +34,11 @@ Session::Session(const Settings& settings)
       log_{shown_log(), settings.log_file},
       clock_{settings.simulated ? std::make_unique<Clock>(jlink_path_) : std::make_unique<Clock>()}
 {
-    check(TESSIT_open_dll(jlink_path_.c_str(), &LibraryLog::receive, BIRCH_FAMILY),
-          fmt::format("use the J-Link library {}", jlink_path_));
+    const result_code_t result = TESSIT_open_dll(jlink_path_.c_str(), &LibraryLog::receive, BIRCH_FAMILY);
+    if (result == ERR_JLINK_LOAD_FAILED) {
+        throw not_loaded(jlink_path_);
+    }
+    check(result, fmt::format("use the J-Link library {}", jlink_path_));
 }
 
 Session::~Session()

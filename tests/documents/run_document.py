@@ -4,12 +4,19 @@ Usage: run_document.py [--update] [CHECK...] BUILD_FOLDER DOCUMENT
 
 Each ```console block holds commands after "$ ", which bash runs in a folder of the document's own, one after the other,
 with `tessit` in the path; lines up to the next command are their output, both streams. Durations by the host's clock
-differ in every run and stand as 0.0. Blocks of a ```FORMAT FILE fence are files that the commands find, those of a
-```help VERB fence what `tessit help VERB` says. All that is JSON is checked against the schemas in docs/json. With
---update the document gets what was printed. Checks of what the document has to have:
+differ in every run and stand as 0.0. What a reader need not see stands in <!--setup comments: a script that has to
+succeed, and whose variables stay. Further blocks:
 
-  --every-command   a result of each command of tessit
-  --every-verb      the help of each verb, and each option for all commands in the prose
+  ```FORMAT FILE            a file that the commands find
+  ```help VERB              what `tessit help VERB` says
+  <!--table results-->      up to the next empty line: the result codes of the library
+
+All that is JSON is checked against the schemas in docs/json. With --update the document gets what was printed. Checks of
+what the document has to have:
+
+  --every-command           a result of each command of tessit
+  --every-verb              the help of each verb, and each option for all commands in the prose
+  --every-exit-code         a row of a table for each
 """
 
 import argparse
@@ -78,18 +85,28 @@ class Document:
         self.commands = 0
         self.seen = set()
         self.helps = {}
+        self.exit_code = 0
 
     def run(self, command):
         self.commands += 1
         if setting := re.fullmatch(r"export (\w+)=(\S+)", command):
             self.environment[setting[1]] = setting[2]
-        done = subprocess.run(["bash", "-c", command], cwd=self.folder, env=self.environment, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=300, check=False)
+        done = self.bash(f"(exit {self.exit_code})\n{command}", check=False)
+        self.exit_code = done.returncode
         for value in json_values(done.stdout):
             validate(value)
             self.validated += 1
             self.seen.add(value.get("command", "") if "error" not in value else "")
         return without_changing_parts(done.stdout, self.folder)
+
+    def bash(self, script, check):
+        return subprocess.run(["bash", "-c", script], cwd=self.folder, env=self.environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=300, check=check)
+
+    def set_up(self, script):
+        variables = self.folder / ".variables"
+        self.bash(f"set -euo pipefail\n{script}\nenv -0 >{variables}", check=True)
+        self.environment = dict(each.split("=", 1) for each in variables.read_text().split("\0") if each)
 
     def replay_block(self, block):
         printed = []
@@ -103,17 +120,28 @@ class Document:
         self.helps[verb] = without_common_options(self.run(f"tessit help {verb}"))
         return self.helps[verb]
 
+    def block(self, kind, rest, content):
+        head = f"```{kind} {rest}".rstrip()
+        if kind == "console":
+            return f"{head}\n{self.replay_block(content)}```"
+        if kind == "help":
+            return f"{head}\n{self.help(rest)}```"
+        if rest:
+            (self.folder / rest).write_text(content)
+        return f"{head}\n{content}```"
+
     def replay(self):
-        def block(found):
-            if found[1] == "console":
-                return f"```console\n{self.replay_block(found[3])}```"
-            if found[1] == "help":
-                return f"```{found[1]} {found[2]}".rstrip() + f"\n{self.help(found[2])}```"
-            if found[2]:
-                (self.folder / found[2]).write_text(found[3])
+        def piece(found):
+            if found["fence"]:
+                return self.block(found["fence"], found["rest"], found["content"])
+            if found["table"]:
+                return f"<!--table {found['table']}-->\n{tables[found['table']]()}"
+            self.set_up(found["script"])
             return found[0]
 
-        return re.sub(r"```(\w+) ?([^\n]*)\n(.*?)```", block, self.text, flags=re.DOTALL)
+        return re.sub(r"```(?P<fence>\w+) ?(?P<rest>[^\n]*)\n(?P<content>.*?)```"
+                      r"|<!--table (?P<table>\w+)-->\n.*?\n(?=\n)"
+                      r"|<!--setup\n(?P<script>.*?)-->", piece, self.text, flags=re.DOTALL)
 
 
 def require_every_command(document):
@@ -140,7 +168,30 @@ def require_every_verb(document):
         sys.exit(f"nothing is said of: {sorted(missing)}")
 
 
-checks = {"every-command": require_every_command, "every-verb": require_every_verb}
+def require_every_exit_code(document):
+    summary = " ".join(document.run("tessit help").partition("Exit codes:")[2].split())
+    for code in re.findall(r"(?:^|, )(\d+) ", summary):
+        if f"\n| {code} | " not in document.text:
+            sys.exit(f"no row of exit code {code}")
+
+
+def table_of_results():
+    """The library's codes, with what the command makes of them."""
+    header = (repository / "include/jlinkarm_birch_tessit.h").read_text()
+    codes = re.findall(r"^    (ERR_\w+) = (-\d+),", header, re.MULTILINE)
+    exit_codes = dict(re.findall(r"^    (\w+) = (\d+),", (repository / "cli/failure.h").read_text(), re.MULTILINE))
+    source = re.sub(r'"\s*\n\s*"', "", (repository / "cli/session/result.cpp").read_text())
+    rows = {row[0]: row[1:] for row in
+            re.findall(r'ResultText\{(\w+),\s*"\w+",\s*ExitCode::(\w+),\s*"([^"]*)",\s*"([^"]*)"\}', source)}
+    lines = ["| Result | | Exit code | What it means | What to do |", "|---|---|---|---|---|"]
+    for name, value in codes:
+        kind, meaning, hint = rows[name]
+        lines.append(f"| `{name}` | {value} | {exit_codes[kind]} | {meaning} | {hint or '[below](#the-chip-is-protected)'} |")
+    return "\n".join(lines) + "\n"
+
+
+tables = {"results": table_of_results}
+checks = {"every-exit-code": require_every_exit_code, "every-command": require_every_command, "every-verb": require_every_verb}
 
 
 def report_difference(said, printed):

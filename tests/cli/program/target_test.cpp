@@ -120,8 +120,10 @@ TEST_F(TargetTest, GoAndHaltMoveTheCpu)
 TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
 {
     EXPECT_EQ(cpu(), "locked up"); // a chip without firmware; to look at it changes nothing
-    EXPECT_THAT(tessit({"info"}).output, HasSubstr("locked up at 0xfffffffe: the flash is empty"));
-    EXPECT_THAT(tessit({"go"}), FailsWith(1, "the CPU is locked up at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(tessit({"info"}).output,
+                HasSubstr("locked up at 0xfffffffe: the flash holds no firmware at address 0"));
+    EXPECT_THAT(tessit({"go"}),
+                FailsWith(1, "the CPU is locked up at 0xfffffffe: the flash holds no firmware at address 0"));
     for (const char* kind : {"system", "debug", "pin"}) {
         EXPECT_THAT(tessit({"reset", "--kind", kind}).output, HasSubstr("the CPU is locked up")) << kind;
     }
@@ -136,7 +138,7 @@ TEST_F(TargetTest, ACpuThatStandsStillIsNotSaidToRun)
 #if defined(TESSIT_SIM_CPU_UNICORN)
     // Nor are there handlers for the fault that it meets.
     EXPECT_THAT(tessit({"go", "--pc", "0x100", "--sp", "0x20001000"}),
-                FailsWith(1, "locked up at 0xfffffffe: the flash is empty"));
+                FailsWith(1, "locked up at 0xfffffffe: the flash holds no firmware at address 0"));
     EXPECT_THAT(take_records(), AllOf(HasSubstr("cpu-fault: undefined instruction"), HasSubstr("the CPU locks up")));
 #endif
     // A chip that takes no connection is reset all the same.

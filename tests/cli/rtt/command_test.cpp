@@ -233,10 +233,10 @@ TEST_F(RttTest, FirmwareWithoutRttIsNotWaitedForInVain)
     EXPECT_THAT(outcome, FailsWith(9, "the CPU is halted at 0x000000a2: it is at a breakpoint instruction (BKPT)"));
     EXPECT_THAT(outcome.errors, Not(HasSubstr("rtt --reset")));
     ASSERT_THAT(tessit({"erase", "--all"}), Exits(0));
-    EXPECT_THAT(talk({"--reset"}), FailsWith(1, "the flash is empty"));
-    EXPECT_THAT(talk({}), FailsWith(1, "the CPU is halted at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(talk({"--reset"}), FailsWith(1, "the flash holds no firmware at address 0"));
+    EXPECT_THAT(talk({}), FailsWith(1, "the CPU is halted at 0xfffffffe: the flash holds no firmware at address 0"));
     ASSERT_THAT(tessit({"reset"}), Exits(0));
-    EXPECT_THAT(talk({}), FailsWith(1, "the CPU is locked up at 0xfffffffe: the flash is empty"));
+    EXPECT_THAT(talk({}), FailsWith(1, "the CPU is locked up at 0xfffffffe: the flash holds no firmware at address 0"));
     ASSERT_THAT(tessit({"protect", "--yes"}), Exits(0));
     EXPECT_THAT(talk({"--list"}), FailsWith(5, "protected"));
 }
