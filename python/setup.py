@@ -33,7 +33,9 @@ class BuildWithLibraries(build_py):
         if getattr(self, "editable_mode", False):
             super().run()
             return
-        shutil.rmtree(self.build_lib, ignore_errors=True)  # no module that was removed since
+        shutil.rmtree(
+            self.build_lib, ignore_errors=True
+        )  # no module that was removed since
         super().run()
         install_libraries(pathlib.Path(self.build_lib) / "tessit" / "native")
 
@@ -42,10 +44,21 @@ def install_libraries(prefix: pathlib.Path) -> None:
     """An installation of the build, as files that a wheel can hold."""
     build = pathlib.Path(os.environ.get("TESSIT_BUILD", SOURCE / "build"))
     if not (build / "cmake_install.cmake").is_file():
-        sys.exit(f"Error: nothing is built in {build}. Run `scripts/build release` first, or name a build in TESSIT_BUILD.")
+        sys.exit(
+            f"Error: nothing is built in {build}. Run `scripts/build release` first, or name a build in TESSIT_BUILD."
+        )
     for component in COMPONENTS:
         subprocess.run(
-            ["cmake", "--install", build, "--prefix", prefix.absolute(), "--component", component, "--strip"],
+            [
+                "cmake",
+                "--install",
+                build,
+                "--prefix",
+                prefix.absolute(),
+                "--component",
+                component,
+                "--strip",
+            ],
             check=True,
             stdout=subprocess.DEVNULL,
         )
@@ -72,4 +85,8 @@ class PlatformDistribution(Distribution):
         return True
 
 
-setup(version=version(), distclass=PlatformDistribution, cmdclass={"build_py": BuildWithLibraries, "bdist_wheel": PlatformWheel})
+setup(
+    version=version(),
+    distclass=PlatformDistribution,
+    cmdclass={"build_py": BuildWithLibraries, "bdist_wheel": PlatformWheel},
+)

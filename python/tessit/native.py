@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import atexit
-import ctypes
 import os
 import pathlib
 import threading
@@ -11,7 +10,13 @@ from typing import Any, Dict, List, Optional
 
 from . import location
 from .constants import ChipFamily, ResultCode
-from .errors import LibraryNotFoundError, SecondSessionError, TessitError, WrongStateError, call_error
+from .errors import (
+    LibraryNotFoundError,
+    SecondSessionError,
+    TessitError,
+    WrongStateError,
+    call_error,
+)
 from .functions import BoundFunction, SharedLibrary, bind, optional_text, shown
 from .interface import EXPORTS, PREFIX
 from .log import CallLog, LogCallback, logger
@@ -29,14 +34,21 @@ def load(path: pathlib.Path) -> Dict[str, BoundFunction]:
         try:
             _loaded[path] = bind(SharedLibrary(str(path)), PREFIX, EXPORTS)
         except (OSError, AttributeError) as reason:
-            raise LibraryNotFoundError(f"the library {path} cannot be used: {reason}") from reason
+            raise LibraryNotFoundError(
+                f"the library {path} cannot be used: {reason}"
+            ) from reason
     return _loaded[path]
 
 
 class NativeSession:
     """The library opened with a J-Link library: what all calls pass through."""
 
-    def __init__(self, jlink: location.Path, library: Optional[location.Path], log: Optional[LogCallback]) -> None:
+    def __init__(
+        self,
+        jlink: location.Path,
+        library: Optional[location.Path],
+        log: Optional[LogCallback],
+    ) -> None:
         global _session
         if _session is not None and _session.is_of_this_process:
             raise SecondSessionError(
@@ -50,7 +62,12 @@ class NativeSession:
         self._log = CallLog(log)
         self._in_call = False
         self.lost_probe_can_be_asked = False
-        self.call("open_dll", optional_text(os.fspath(jlink)), self._log.pointer, ChipFamily.BIRCH_FAMILY)
+        self.call(
+            "open_dll",
+            optional_text(os.fspath(jlink)),
+            self._log.pointer,
+            ChipFamily.BIRCH_FAMILY,
+        )
         _session = self
 
     @property
@@ -86,7 +103,9 @@ class NativeSession:
             raise WrongStateError(f"{name}: the library is closed", operation=name)
         with one_call_at_a_time:
             if self._in_call:
-                raise WrongStateError(f"{name}: the library cannot be called from its own log callback")
+                raise WrongStateError(
+                    f"{name}: the library cannot be called from its own log callback"
+                )
             self._in_call = True
             try:
                 code, outputs = self._log.call(lambda: bound(*inputs))
@@ -101,8 +120,12 @@ class NativeSession:
             raise error
         return outputs[0] if len(outputs) == 1 else tuple(outputs) or None
 
-    def _error_of(self, code: ResultCode, bound: BoundFunction, inputs: Any, lines: List[str]) -> TessitError:
-        return call_error(code, shown(bound, inputs), bound.name, lines, self._has_lost_probe())
+    def _error_of(
+        self, code: ResultCode, bound: BoundFunction, inputs: Any, lines: List[str]
+    ) -> TessitError:
+        return call_error(
+            code, shown(bound, inputs), bound.name, lines, self._has_lost_probe()
+        )
 
     def _has_lost_probe(self) -> bool:
         if not self.lost_probe_can_be_asked:

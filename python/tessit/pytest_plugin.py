@@ -1,8 +1,8 @@
 """pytest's fixtures ``bench`` and ``probe``: a fresh simulated chip for each test.
 
 ``@pytest.mark.tessit(...)`` on a test, a class or a module gives the bench its settings, those of
-:func:`tessit.sim.bench`. A record of the simulation fails the test, unless ``bench.expect_records("NAME")`` expects it or
-the mark says ``strict=False``.
+:func:`tessit.sim.bench`. A record of the simulation fails the test, unless ``bench.expect_records("NAME")`` expects
+it or the mark says ``strict=False``.
 """
 
 from __future__ import annotations
@@ -18,7 +18,8 @@ from .probe import Probe
 def pytest_configure(config: pytest.Config) -> None:
     """The mark is known."""
     config.addinivalue_line(
-        "markers", "tessit(version, **settings): the bench of the fixtures bench and probe, as tessit.sim.bench takes it"
+        "markers",
+        "tessit(version, **settings): the bench of the fixtures bench and probe, as tessit.sim.bench takes it",
     )
 
 
