@@ -8,8 +8,10 @@ differ in every run and stand as 0.0. What a reader need not see stands in <!--s
 succeed, and whose variables stay. Further blocks:
 
   ```FORMAT FILE            a file that the commands find
+  ```FORMAT FILE#NAME       a function or class of a file in examples/
   ```help VERB              what `tessit help VERB` says
-  <!--table results-->      up to the next empty line: the result codes of the library
+  <!--table NAME-->         up to the next empty line: `results`, the library's result codes; `needs`, what its functions
+                            need
 
 All that is JSON is checked against the schemas in docs/json. With --update the document gets what was printed. Checks of
 what the document has to have:
@@ -70,6 +72,19 @@ def without_common_options(help_text):
     return help_text.split("\nFor all commands, see", maxsplit=1)[0].rstrip("\n") + "\n"
 
 
+def excerpt(file, name):
+    """A definition at the begin of a line, with the lines of comment above it, up to the brace that ends it."""
+    lines = (repository / "examples" / file).read_text().splitlines(keepends=True)
+    begins = re.compile(rf"(\w.*\b{name}\([^;]*|(class|struct) {name})$")
+    first = next((number for number, line in enumerate(lines) if begins.match(line)), None)
+    if first is None:
+        sys.exit(f"examples/{file} has no {name}")
+    last = next(number for number, line in enumerate(lines) if number > first and line.startswith("}"))
+    while lines[first - 1].startswith(("//", "/* ")):
+        first -= 1
+    return "".join(lines[first:last + 1])
+
+
 def environment(build, folder):
     kept = {name: value for name, value in os.environ.items() if not name.startswith(("TESSIT_", "JLINKARM_", "LC_"))}
     return {**kept, "PATH": f"{build}:{kept['PATH']}", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / ".config"),
@@ -126,6 +141,8 @@ class Document:
             return f"{head}\n{self.replay_block(content)}```"
         if kind == "help":
             return f"{head}\n{self.help(rest)}```"
+        if "#" in rest:
+            return f"{head}\n{excerpt(*rest.split('#'))}```"
         if rest:
             (self.folder / rest).write_text(content)
         return f"{head}\n{content}```"
@@ -175,10 +192,30 @@ def require_every_exit_code(document):
             sys.exit(f"no row of exit code {code}")
 
 
+def public_header():
+    return (repository / "include/jlinkarm_birch_tessit.h").read_text()
+
+
+def table_of_needs():
+    """By the abbreviations in what the public header says of each function's errors."""
+    kinds = {"neither": [], "[open]": [], "[probe]": [], "[rtt]": [], "[ready]": [], "[halt]": [], "[transfer]": []}
+    described = re.findall(r"^ \* (?:@return Errors:((?:.*\n)*?)) \*/\nTESSIT_API.*?(TESSIT_[a-z]\w+)\(", public_header(), re.MULTILINE)
+    for errors, name in described:
+        errors = errors.replace("[erase]", "[halt]").replace("[raw]", "[probe]")
+        errors = errors.replace("as TESSIT_qspi_read", "[transfer]").replace("as TESSIT_connect", "[open]")
+        kind = next((kind for kind in reversed(kinds) if kind in errors), "neither")
+        kinds[kind].append(f"`{name.removeprefix('TESSIT_')}`")
+    titles = {"neither": "nothing", "[open]": "the library open", "[probe]": "a probe session",
+              "[rtt]": "RTT started, and the chip still connected", "[ready]": "a probe session; they connect the chip",
+              "[halt]": "a probe session; they connect the chip and halt its CPU",
+              "[transfer]": "QSPI initialized, and the chip still connected; they halt its CPU"}
+    lines = ["| They need | Functions, without `TESSIT_` |", "|---|---|"]
+    return "\n".join(lines + [f"| {titles[kind]} | {', '.join(kinds[kind])} |" for kind in kinds]) + "\n"
+
+
 def table_of_results():
     """The library's codes, with what the command makes of them."""
-    header = (repository / "include/jlinkarm_birch_tessit.h").read_text()
-    codes = re.findall(r"^    (ERR_\w+) = (-\d+),", header, re.MULTILINE)
+    codes = re.findall(r"^    (ERR_\w+) = (-\d+),", public_header(), re.MULTILINE)
     exit_codes = dict(re.findall(r"^    (\w+) = (\d+),", (repository / "cli/failure.h").read_text(), re.MULTILINE))
     source = re.sub(r'"\s*\n\s*"', "", (repository / "cli/session/result.cpp").read_text())
     rows = {row[0]: row[1:] for row in
@@ -190,7 +227,7 @@ def table_of_results():
     return "\n".join(lines) + "\n"
 
 
-tables = {"results": table_of_results}
+tables = {"results": table_of_results, "needs": table_of_needs}
 checks = {"every-exit-code": require_every_exit_code, "every-command": require_every_command, "every-verb": require_every_verb}
 
 
