@@ -14,20 +14,57 @@ target_include_directories(tessit_defaults INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(tessit_defaults INTERFACE -Wall -Wextra -Wpedantic -Wconversion
   $<$<BOOL:${TESSIT_WARNINGS_AS_ERRORS}>:-Werror>)
 
+if(WIN32)
+  # Names of ANSI and wide functions are spelled out; what windows.h defines without need stays away. Windows 7 and later.
+  target_compile_definitions(tessit_defaults INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+endif()
+if(MINGW)
+  # A program is whole without the compiler's libraries, and called by its name alone.
+  add_link_options(-static)
+  set(CMAKE_SHARED_LIBRARY_PREFIX "")
+  set(CMAKE_SHARED_MODULE_PREFIX "")
+endif()
+
 if(TESSIT_SANITIZERS)
   add_compile_options(-fsanitize=${TESSIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TESSIT_SANITIZERS})
 endif()
 
-# Leave nothing but the symbols of the given patterns in a shared library's dynamic symbol table; the templates of the
-# standard library would otherwise be exported whatever the visibility.
-function(tessit_export_only target)
-  if(NOT UNIX OR APPLE)
-    return()
+# What a shared library exports: the functions that its headers declare and whose names begin as given, and nothing else; the
+# templates of the standard library would otherwise be exported whatever the visibility.
+#   tessit_export(TARGET BEGINNINGS... HEADERS HEADER...)
+function(tessit_export target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS")
+  if(WIN32)
+    tessit_export_by_definition_file(${target} ${arg_HEADERS})
+  elseif(UNIX AND NOT APPLE)
+    list(TRANSFORM arg_UNPARSED_ARGUMENTS APPEND "*" OUTPUT_VARIABLE patterns)
+    list(JOIN patterns "; " patterns)
+    set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}.map")
+    file(CONFIGURE OUTPUT "${script}" CONTENT "{ global: ${patterns}; local: *; };\n")
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${script}")
   endif()
-  list(JOIN ARGN "; " patterns)
-  set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}.map")
-  file(CONFIGURE OUTPUT "${script}" CONTENT "{ global: ${patterns}; local: *; };\n")
-  target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
-  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${script}")
+endfunction()
+
+# A module-definition file beside the library, for the linkers of GNU and of Microsoft alike. It gives the names without the
+# decoration of 32 bits, by which programs look functions up.
+function(tessit_export_by_definition_file target)
+  set(names)
+  foreach(header IN LISTS ARGN)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${header}")
+    file(READ "${header}" text)
+    # As a declaration, or a row of a table of functions.
+    string(REGEX MATCHALL "_CALL [A-Z]+_[A-Za-z0-9_]+\\(|\n +X\\([^,]+, +[A-Z]+_[A-Za-z0-9_]+," declared "${text}")
+    list(TRANSFORM declared REPLACE ".*(_CALL |, +)([A-Z]+_[A-Za-z0-9_]+)[(,]" "\\2")
+    list(APPEND names ${declared})
+  endforeach()
+  list(SORT names)
+  list(JOIN names "\n" names)
+  set(definition "${CMAKE_BINARY_DIR}/${target}.def")
+  file(CONFIGURE OUTPUT "${definition}" CONTENT "LIBRARY ${target}.dll\nEXPORTS\n${names}\n")
+  target_sources(${target} PRIVATE "${definition}")
+  if(MINGW)
+    target_link_options(${target} PRIVATE "LINKER:--enable-stdcall-fixup")
+  endif()
 endfunction()

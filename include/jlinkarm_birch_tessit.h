@@ -37,8 +37,8 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-#if defined(TESSIT_BUILDING_LIBRARY)
-#define TESSIT_API __declspec(dllexport)
+#if defined(TESSIT_BUILDING_LIBRARY) /* which has a module-definition file: it exports the names undecorated */
+#define TESSIT_API
 #else
 #define TESSIT_API __declspec(dllimport)
 #endif

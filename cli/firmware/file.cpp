@@ -1,5 +1,6 @@
 #include "cli/firmware/file.h"
 
+#include "base/file.h"
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
 #include "cli/text/numbers.h"
@@ -70,10 +71,8 @@ public:
     void write(const fs::path& target, const fs::path& shown, std::span<const std::uint8_t> bytes)
     {
         write_to(File{platform::create_beside(target, path_)}, shown, bytes);
-        std::error_code error;
-        fs::rename(path_, target, error);
-        if (error) {
-            fail("write", shown, error.value(), write_hint);
+        if (const int error = platform::replace_file(path_, target); error != 0) {
+            fail("write", shown, error, write_hint);
         }
         path_.clear();
     }
@@ -93,7 +92,7 @@ std::string read_file(const fs::path& path, std::uint64_t limit)
     if (fs::is_regular_file(path, ignored) && fs::file_size(path, ignored) > limit) {
         refuse_size(path, limit);
     }
-    const File file{std::fopen(path.c_str(), "rb")};
+    const File file{base::open_file(path, "rb")};
     if (!file) {
         fail("read", path, errno, read_hint);
     }
@@ -121,7 +120,7 @@ void write_file(const fs::path& path, std::span<const std::uint8_t> bytes)
         if (platform::is_interrupted()) {
             fail("write", path, EINTR, write_hint);
         }
-        write_to(File{std::fopen(path.c_str(), "wb")}, path, bytes);
+        write_to(File{base::open_file(path, "wb")}, path, bytes);
         return;
     }
     if (fs::exists(status) && !platform::is_writable(path)) {

@@ -11,16 +11,26 @@ namespace {
 constexpr int signalled = 128; // what lies above is the signal that ended a process
 constexpr int not_begun = 130; // without a word: Ctrl-C ended it before it had a probe to let go of
 
+constexpr int not_run = 127;
+
+std::string describe_end(int exit_code)
+{
+    if (exit_code < 0) { // Windows' number for a crash
+        return fmt::format("it ended with 0x{:08X}", static_cast<std::uint32_t>(exit_code));
+    }
+    return exit_code > signalled ? fmt::format("signal {} ended it", exit_code - signalled)
+                                 : fmt::format("it ended with exit code {}", exit_code);
+}
+
 Failure lost_process(int exit_code)
 {
     if (exit_code == not_begun) {
         return {ExitCode::interrupted, "interrupted: this probe was not begun"};
     }
-    const std::string how = exit_code > signalled ? fmt::format("signal {} ended it", exit_code - signalled)
-                                                  : fmt::format("it ended with exit code {}", exit_code);
-    return Failure{ExitCode::failure, fmt::format("the process for this probe gave no result: {}", how),
+    return Failure{ExitCode::failure,
+                   fmt::format("the process for this probe gave no result: {}", describe_end(exit_code)),
                    "Run the command again with this probe alone and with -v."}
-        .half_written(exit_code > signalled);
+        .half_written(exit_code != not_run);
 }
 
 } // namespace

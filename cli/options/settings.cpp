@@ -1,5 +1,6 @@
 #include "cli/options/settings.h"
 
+#include "base/environment.h"
 #include "cli/failure.h"
 #include "cli/options/config_file.h"
 #include "cli/options/verb.h"
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <iterator>
@@ -38,12 +38,6 @@ constexpr std::array lasting_options{
 
 constexpr Choice<bool> progress_styles[]{{"auto", false}, {"json", true}};
 
-std::string environment(const char* name)
-{
-    const char* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): one thread
-    return value == nullptr ? "" : value;
-}
-
 std::string option_of(const Lasting& lasting)
 {
     return fmt::format("--{}", lasting.key);
@@ -63,7 +57,7 @@ void apply_environment(const Verb& root)
 {
     for (const Lasting& lasting : lasting_options) {
         const Option option = root.option(option_of(lasting));
-        const std::string value = environment(lasting.variable);
+        const std::string value = base::environment(lasting.variable);
         if (!option.is_given() && !value.empty()) {
             take(option, {value}, fmt::format("environment variable {}", lasting.variable));
         }
@@ -97,7 +91,7 @@ void apply_config(const Verb& root, const fs::path& path)
 void apply_config(const Verb& root)
 {
     const Option option = root.option(config_option);
-    std::string path = option.is_given() ? option.values().front() : environment(config_variable);
+    std::string path = option.is_given() ? option.values().front() : base::environment(config_variable);
     if (!path.empty()) {
         if (!fs::is_regular_file(path)) {
             throw Failure{ExitCode::usage, fmt::format("cannot read the config file {}", path),

@@ -1,4 +1,5 @@
-/// What the command asks of the operating system; each system has its own file beside this one.
+/// What the command asks of the operating system; each system has its own files beside this one. Texts and names of
+/// files are UTF-8 on every system.
 #pragma once
 
 #include <chrono>
@@ -12,6 +13,9 @@
 
 namespace tessit::cli::platform {
 
+/// The words of the command line, with the program's name.
+std::vector<std::string> arguments(int argc, char** argv);
+
 std::filesystem::path executable_folder();
 
 /// Folder of the user's configuration files; empty when the environment names none.
@@ -23,6 +27,7 @@ extern const char* const simulation_file_name;
 /// Where installers of the J-Link software put its library, the likeliest first; of several versions the newest.
 std::vector<std::filesystem::path> jlink_install_places();
 
+/// Of an output stream: one that understands escape sequences.
 bool is_terminal(std::FILE* stream);
 
 /// Columns of the terminal, 80 where it does not tell.
@@ -31,12 +36,16 @@ std::size_t terminal_width(std::FILE* stream);
 std::size_t terminal_height(std::FILE* stream);
 
 /// Standard streams that the caller closed are opened on nothing, so that no file of ours takes their place; writing to
-/// them fails. To be called before any file is opened.
-void occupy_standard_streams();
+/// them fails. Bytes go through the streams unchanged, and a console shows UTF-8. To be called before any file is
+/// opened.
+void prepare_standard_streams();
 
 /// A new file beside `target`, of a name that nobody can foresee, opened for writing: with the target's permissions, or
 /// those of any new file. Null, with errno set, when it cannot be made.
 std::FILE* create_beside(const std::filesystem::path& target, std::filesystem::path& created);
+
+/// Puts a file in the place of another one, or where there is none, at once. 0, or the system's error number.
+int replace_file(const std::filesystem::path& from, const std::filesystem::path& to);
 
 /// Adds a line to the end of a file, which is made where there is none, whole or not at all, whoever else does so at
 /// the same time. 0, or the system's error number.
@@ -44,9 +53,6 @@ int append_line(const std::filesystem::path& path, std::string_view line);
 
 /// A new folder for temporary files that only this user reaches. Throws a Failure.
 std::filesystem::path make_private_folder(std::string_view prefix);
-
-/// Of this process and those that it starts.
-void set_environment(const char* name, const std::string& value);
 
 /// Whether an existing file may be written.
 bool is_writable(const std::filesystem::path& path);
@@ -89,6 +95,10 @@ private:
 };
 
 bool is_interrupted();
+
+/// The name by which the library here finds a J-Link library; each system's loader has its own needs. Throws a Failure
+/// where there is none.
+std::string loadable_name(const std::filesystem::path& path);
 
 /// A shared library that is loaded until the object goes. The constructor throws a Failure with the system's reason.
 class Module

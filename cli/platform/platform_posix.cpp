@@ -1,5 +1,6 @@
 #include "cli/platform/platform.h"
 
+#include "base/environment.h"
 #include "base/module.h"
 #include "cli/failure.h"
 
@@ -21,6 +22,7 @@ namespace tessit::cli::platform {
 namespace {
 
 namespace fs = std::filesystem;
+using base::environment;
 
 volatile std::sig_atomic_t interrupt_flag = 0; // a signal handler can reach nothing else
 
@@ -29,18 +31,17 @@ void note_interrupt(int)
     interrupt_flag = 1;
 }
 
-std::string environment(const char* name)
-{
-    const char* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): one thread
-    return value == nullptr ? "" : value;
-}
-
 constexpr const char* jlink_file_name = "libjlinkarm.so";
 constexpr const char* jlink_parent = "/opt/SEGGER";
 
 } // namespace
 
 const char* const simulation_file_name = "libjlinkarm_sim.so";
+
+std::vector<std::string> arguments(int argc, char** argv)
+{
+    return {argv, argv + argc};
+}
 
 fs::path executable_folder()
 {
@@ -93,7 +94,7 @@ std::size_t terminal_height(std::FILE* stream)
     return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_row != 0 ? size.ws_row : usual;
 }
 
-void occupy_standard_streams()
+void prepare_standard_streams()
 {
     // The lowest free descriptor is the one that is closed. None of them can be written.
     for (int opened = open("/dev/null", O_RDONLY); opened >= 0; opened = open("/dev/null", O_RDONLY)) {
@@ -120,6 +121,11 @@ std::FILE* create_beside(const fs::path& target, fs::path& created)
     constexpr mode_t of_new_files = 0666;
     fchmod(descriptor, exists ? existing.st_mode & permissions : of_new_files & ~mask);
     return fdopen(descriptor, "wb");
+}
+
+int replace_file(const fs::path& from, const fs::path& to)
+{
+    return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
 int append_line(const fs::path& path, std::string_view line)
@@ -153,11 +159,6 @@ fs::path make_private_folder(std::string_view prefix)
                       "The environment variable TMPDIR names where it is to be."};
     }
     return name;
-}
-
-void set_environment(const char* name, const std::string& value)
-{
-    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe): one thread
 }
 
 bool is_writable(const fs::path& path)
@@ -217,6 +218,11 @@ InterruptDeferral::~InterruptDeferral()
 bool is_interrupted()
 {
     return interrupt_flag != 0;
+}
+
+std::string loadable_name(const fs::path& path)
+{
+    return path.string();
 }
 
 Module::Module(const fs::path& path) : handle_{base::load_module(path.c_str())}

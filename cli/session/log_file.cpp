@@ -1,5 +1,6 @@
 #include "cli/session/log_file.h"
 
+#include "base/file.h"
 #include "cli/failure.h"
 #include "cli/terminal/stream.h"
 #include "cli/text/serial_mark.h"
@@ -27,7 +28,7 @@ LogFile::LogFile(std::string name) : name_{std::move(name)}
 
 void LogFile::open()
 {
-    file_.reset(std::fopen(name_.c_str(), "a"));
+    file_.reset(base::open_file(name_, "a"));
     if (!file_) {
         throw Failure{ExitCode::failure, fmt::format("cannot write the log {}: {}", name_, std::strerror(errno)),
                       "Give --log another file."};

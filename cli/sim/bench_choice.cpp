@@ -1,16 +1,18 @@
 #include "cli/sim/bench_choice.h"
 
+#include "base/environment.h"
+
 namespace tessit::cli {
 
 BenchChoice::BenchChoice(const Settings& settings)
 {
     if (!settings.bench.empty()) {
-        platform::set_environment("JLINKARM_SIM_BENCH", settings.bench);
+        base::set_environment("JLINKARM_SIM_BENCH", settings.bench);
     }
     if (settings.fresh) {
         deferral_.emplace(platform::InterruptDeferral::Wait::ends);
         folder_ = platform::make_private_folder("tessit");
-        platform::set_environment("JLINKARM_SIM_STATE", folder_.string());
+        base::set_environment("JLINKARM_SIM_STATE", folder_.string());
     }
 }
 

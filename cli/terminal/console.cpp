@@ -1,27 +1,17 @@
 #include "cli/terminal/console.h"
 
+#include "base/environment.h"
 #include "cli/platform/platform.h"
 #include "cli/terminal/stream.h"
 
-#include <cstdlib>
 #include <fmt/color.h>
 #include <fmt/format.h>
 
 namespace tessit::cli {
-namespace {
-
-bool environment_has(const char* name)
-{
-    const char* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): one thread
-    return value != nullptr && *value != '\0';
-}
-
-} // namespace
-
 Console::Console(const Options& options)
     : options_{options},
       draws_bars_{platform::is_terminal(stderr) && !options.narrated && !options.events && !options.quiet},
-      has_colours_{platform::is_terminal(stderr) && !environment_has("NO_COLOR")}
+      has_colours_{platform::is_terminal(stderr) && base::environment("NO_COLOR").empty()}
 {
 }
 

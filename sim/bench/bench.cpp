@@ -1,19 +1,15 @@
 #include "sim/bench/bench.h"
 
+#include "base/environment.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <fmt/core.h>
 #include <string>
 
 namespace jlinksim {
 namespace {
 
-/// Empty when not set: an empty variable means the same.
-std::string environment(const char* name)
-{
-    const char* const value = std::getenv(name);
-    return value == nullptr ? std::string{} : std::string{value};
-}
+using tessit::base::environment; // of which an empty one means the same as none
 
 BenchConfig read_config(const char* path)
 {

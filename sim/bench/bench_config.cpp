@@ -1,5 +1,6 @@
 #include "sim/bench/bench_config.h"
 
+#include "base/environment.h"
 #include "sim/bench/example_bench.h"
 #include "sim/bench/register_table.h"
 #include "sim/bench/table_reader.h"
@@ -12,7 +13,6 @@
 #include <array>
 #include <bit>
 #include <charconv>
-#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -22,6 +22,7 @@
 namespace jlinksim {
 namespace {
 
+constexpr const char* state_variable = "JLINKARM_SIM_STATE";
 constexpr const char* default_firmware_text = "J-Link V11 (simulated) compiled Feb  1 2026 10:00:00";
 constexpr std::uint32_t default_supply_millivolts = 3300;
 constexpr std::uint32_t highest_supply_millivolts = 5000;
@@ -239,20 +240,13 @@ void read_bench(TableReader& bench, const std::filesystem::path& folder, BenchCo
     bench.refuse_unknown_keys();
 }
 
-/// Empty where the environment names none.
-std::string ordered_state_folder()
-{
-    const char* const folder = std::getenv("JLINKARM_SIM_STATE");
-    return folder == nullptr ? "" : folder;
-}
-
 } // namespace
 
 BenchConfig read_bench_file(const std::string& path)
 {
     BenchConfig config;
     config.path = path;
-    config.state_folder = ordered_state_folder();
+    config.state_folder = tessit::base::environment(state_variable);
     if (config.state_folder.empty()) {
         config.state_folder = path + ".state";
     }
@@ -266,9 +260,9 @@ BenchConfig built_in_bench()
     BenchConfig config;
     TableReader bench = TableReader::of_text(example_bench_text(), "built-in bench");
     read_bench(bench, {}, config);
-    config.state_folder = ordered_state_folder();
+    config.state_folder = tessit::base::environment(state_variable);
     if (config.state_folder.empty()) {
-        config.state_folder = platform::user_state_folder() / "tessit/bench";
+        config.state_folder = (platform::user_state_folder() / "tessit" / "bench").string();
     }
     return config;
 }

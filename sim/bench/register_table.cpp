@@ -105,7 +105,7 @@ private:
             !std::filesystem::is_directory(std::filesystem::absolute(path).parent_path(), ignored)) {
             table.fail("output", fmt::format("{} is no file in an existing folder", path.string()));
         }
-        return path;
+        return path.string();
     }
 
     void add_effect(TableReader& table, RegisterOptions& read)

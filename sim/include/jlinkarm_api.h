@@ -10,7 +10,7 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-#define JLINKARM_API __declspec(dllexport)
+#define JLINKARM_API /* a module-definition file exports them, undecorated */
 #else
 #define JLINKARM_API __attribute__((visibility("default")))
 #endif

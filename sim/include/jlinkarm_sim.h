@@ -13,7 +13,7 @@
  *   JLINKARM_SIM_BENCH    bench file; not set or empty means the built-in bench
  *   JLINKARM_SIM_STATE    folder of the bench's state; without it a bench file's state stands beside it, in
  *                         FILE.state/, and that of the built-in bench in $XDG_STATE_HOME/tessit/bench or
- *                         ~/.local/state/tessit/bench
+ *                         ~/.local/state/tessit/bench, on Windows in %LOCALAPPDATA%\tessit\bench
  *   JLINKARM_SIM_REALTIME 1: real time that passes between calls counts for chips, too; 0: it does not; without it the
  *                         bench file decides
  *   JLINKARM_SIM_TRACE    file to which every J-Link call is appended, a line each
@@ -30,7 +30,7 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-#define JLINKSIM_API __declspec(dllexport)
+#define JLINKSIM_API /* a module-definition file exports them, undecorated */
 #else
 #define JLINKSIM_API __attribute__((visibility("default")))
 #endif
