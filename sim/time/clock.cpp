@@ -9,7 +9,7 @@ namespace {
 
 // Calls that lasted too long, as a host's sleep does, shorten the next ones. What a busy machine or a slow simulation
 // loses beyond this is lost: nobody is to see calls that take no time.
-constexpr std::uint64_t longest_lag_ns = 50'000'000;
+constexpr std::uint64_t longest_lag_ns = 250'000'000;
 
 std::uint64_t steady_now()
 {
