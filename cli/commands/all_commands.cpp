@@ -1,6 +1,7 @@
 #include "cli/commands/command.h"
 
 #include <array>
+#include <string_view>
 
 namespace tessit::cli {
 namespace {
@@ -9,12 +10,12 @@ namespace {
 constexpr std::array verbs{
     &add_list, &add_info, &add_program, &add_verify, &add_read, &add_write,      &add_erase,   &add_reset,
     &add_halt, &add_go,   &add_step,    &add_run,    &add_reg,  &add_ram,        &add_protect, &add_recover,
-    &add_ap,   &add_dp,   &add_rtt,     &add_qspi,   &add_sim,  &add_completion,
+    &add_ap,   &add_dp,   &add_rtt,     &add_qspi,   &add_sim,  &add_completion, &add_manual,
 };
 
 struct Examples
 {
-    const char* verb;
+    std::string_view verb; ///< "sim show": the one below the other
     const char* first;
     const char* second;
 };
@@ -40,12 +41,38 @@ constexpr std::array examples{
     Examples{"recover", "recover", "--all-probes --yes recover"},
     Examples{"ap", "ap read 1 0xFC", "ap write 1 0 0"},
     Examples{"dp", "dp read 4", "dp write 0 0x1E"},
+    Examples{"ram on", "ram on", "--json ram on"},
+    Examples{"ram off", "ram off 3", "--json ram off 3"},
+    Examples{"ap read", "ap read 1 0xFC", "--json ap read 1 0x0C"},
+    Examples{"ap write", "ap write 1 0 1", "ap write 1 0 0"},
+    Examples{"dp read", "dp read 4", "--json dp read 0"},
+    Examples{"dp write", "dp write 0 0x1E", "dp write 8 0x01000000"},
     Examples{"rtt", "rtt --reset", "rtt --reset --until 'self-test passed' --timeout 30 --output words.txt"},
     Examples{"qspi", "qspi example board.toml", "qspi --qspi-config board.toml write assets.bin@0x0"},
+    Examples{"qspi info", "qspi info", "qspi info --qspi-config board.toml"},
+    Examples{"qspi write", "qspi write assets.bin@0x0", "qspi write --qspi-config board.toml assets.hex"},
+    Examples{"qspi verify", "qspi verify assets.bin@0x0", "qspi verify --qspi-config board.toml assets.hex"},
+    Examples{"qspi read", "qspi read 0x0+256", "qspi read 0x0+1048576 --output assets.bin"},
+    Examples{"qspi erase", "qspi erase --range 0x0+0x10000", "qspi erase --all"},
+    Examples{"qspi custom", "qspi custom 0x9F --receive 3", "qspi custom 0x01 0x40"},
+    Examples{"qspi example", "qspi example board.toml", "--json qspi example board.toml"},
     Examples{"sim", "sim show", "sim factory-reset --all"},
+    Examples{"sim show", "sim show", "--bench ci.toml --json sim show"},
+    Examples{"sim init", "sim init bench.toml", "--json sim init bench.toml"},
+    Examples{"sim factory-reset", "sim factory-reset", "sim factory-reset --all"},
+    Examples{"sim power-cycle", "sim power-cycle", "--probe 600000101 sim power-cycle"},
+    Examples{"sim records", "sim records", "sim records --clear"},
     Examples{"completion", "completion bash > ~/.local/share/bash-completion/completions/tessit",
              "completion fish > ~/.config/fish/completions/tessit.fish"},
+    Examples{"manual", "manual | man -l -", "manual > ~/.local/share/man/man1/tessit.1"},
 };
+
+Verb find(const Verb& above, std::string_view names)
+{
+    const std::size_t end = names.find(' ');
+    const Verb verb = above.below(std::string{names.substr(0, end)});
+    return end == std::string_view::npos ? verb : find(verb, names.substr(end + 1));
+}
 
 } // namespace
 
@@ -57,7 +84,7 @@ std::vector<Command> add_all_commands(const Verb& root)
         commands.push_back(add(root));
     }
     for (const Examples& each : examples) {
-        root.below(each.verb).examples(each.first, each.second);
+        find(root, each.verb).examples(each.first, each.second);
     }
     return commands;
 }

@@ -32,6 +32,7 @@ Command add_go(const Verb& root);
 Command add_halt(const Verb& root);
 Command add_info(const Verb& root);
 Command add_list(const Verb& root);
+Command add_manual(const Verb& root);
 Command add_program(const Verb& root);
 Command add_protect(const Verb& root);
 Command add_qspi(const Verb& root);

@@ -14,26 +14,36 @@ struct Options
     std::vector<std::string> words;
 };
 
-// Each asks the command itself what may follow, so that none knows a verb or an option.
+// Each asks the command itself what may follow, so that none knows a verb or an option. Where it knows nothing, a file
+// may.
 constexpr const char* bash_script = R"sh(_tessit() {
-    local current="${COMP_WORDS[COMP_CWORD]}"
-    COMPREPLY=($(compgen -W "$(tessit completion words -- "${COMP_WORDS[@]:1:COMP_CWORD-1}" 2>/dev/null)" -- "$current"))
+    local begun="${COMP_WORDS[COMP_CWORD]}"
+    [ "$begun" != = ] || begun=
+    COMPREPLY=($(compgen -W "$(tessit completion words -- "${COMP_WORDS[@]:1:COMP_CWORD-1}" "$begun" 2>/dev/null)" \
+        -- "$begun"))
 }
 complete -o default -F _tessit tessit
 )sh";
 
 constexpr const char* zsh_script = R"sh(#compdef tessit
 local -a candidates
-candidates=(${(f)"$(tessit completion words -- ${
-    words[2, CURRENT - 1]} 2>/dev/null)"})
-compadd -a candidates
-_files
+candidates=(${(f)"$(tessit completion words -- "${(@)words[2,CURRENT]}" 2>/dev/null)"})
+if (( $#candidates )); then
+    compadd -a candidates
+else
+    _files
+fi
 )sh";
 
 constexpr const char* fish_script = R"sh(function __tessit_candidates
-    tessit completion words -- (commandline -opc)[2..-1] 2>/dev/null
+    set -l candidates (tessit completion words -- (commandline -opc)[2..-1] (commandline -ct) 2>/dev/null)
+    if set -q candidates[1]
+        printf '%s\n' $candidates
+    else
+        __fish_complete_path (commandline -ct)
+    end
 end
-complete -c tessit -a '(__tessit_candidates)'
+complete -c tessit -f -a '(__tessit_candidates)'
 )sh";
 
 constexpr Choice<const char*> shells[]{
@@ -50,10 +60,16 @@ std::vector<std::string> attached_probes(const Invocation& invocation, const std
     return serials;
 }
 
-std::vector<std::string> candidates(const Invocation& invocation, const std::vector<std::string>& words)
+// The last of the words is the one that is typed now.
+std::vector<std::string> candidates(const Invocation& invocation, std::vector<std::string> words)
 {
-    const bool wants_probe = !words.empty() && (words.back() == "--probe" || words.back() == "-p");
-    return wants_probe ? attached_probes(invocation, words) : invocation.command_line.candidates(words);
+    const std::string begun = words.empty() ? "" : words.back();
+    if (!words.empty()) {
+        words.pop_back();
+    }
+    return invocation.command_line.awaiting_value(words) == "--probe"
+               ? attached_probes(invocation, words)
+               : invocation.command_line.candidates(words, begun);
 }
 
 ExitCode run(const Invocation& invocation, const Options& options)
@@ -63,7 +79,7 @@ ExitCode run(const Invocation& invocation, const Options& options)
         return ExitCode::done;
     }
     const std::vector<std::string> words = candidates(invocation, options.words);
-    invocation.console.show(fmt::format("{}\n", fmt::join(words, "\n")), {{"words", words}});
+    invocation.console.show(words.empty() ? "" : fmt::format("{}\n", fmt::join(words, "\n")), {{"words", words}});
     return ExitCode::done;
 }
 
@@ -73,8 +89,10 @@ Command add_completion(const Verb& root)
 {
     const Verb verb = root.verb("completion", "Print what makes a shell complete this command's words");
     const auto options = std::make_shared<Options>();
-    verb.choice("SHELL", shells, options->script, "The shell; `words` for those that may follow WORDS").required();
-    verb.text_list("WORDS", "", options->words, "What is typed already, behind --");
+    verb.choice("SHELL", shells, options->script, "The shell; `words` for what the last of WORDS may become")
+        .required();
+    verb.text_list("WORDS", "", options->words,
+                   "Behind --: what is typed already, the word that is to be completed last");
     return {verb, [options](const Invocation& invocation) { return run(invocation, *options); }};
 }
 

@@ -44,6 +44,20 @@ void require_no_records()
         .with(std::make_shared<const Json>(Json{{"records", records}}));
 }
 
+Json times(const Stopwatch& stopwatch)
+{
+    const std::optional<double> modelled = stopwatch.modelled_seconds();
+    return {{"seconds", stopwatch.seconds()}, {"modelled_seconds", modelled ? Json(*modelled) : Json()}};
+}
+
+// How long it took until it failed.
+Failure with_times(const Failure& failure, const Stopwatch& stopwatch)
+{
+    Json details = failure.details() == nullptr ? Json{} : *failure.details();
+    details.append(times(stopwatch));
+    return failure.with(std::make_shared<const Json>(std::move(details)));
+}
+
 Report run_on(const Console& console, Session& session, std::uint32_t serial, ProbeWait& wait, const ProbeWork& work)
 {
     console.at_probe(serial);
@@ -52,15 +66,18 @@ Report run_on(const Console& console, Session& session, std::uint32_t serial, Pr
         stopwatch.emplace(session.clock());
         connect(session, serial);
     });
-    Target target{session};
-    Report report = work(target);
-    session.disconnect();
-    if (session.settings().strict) {
-        require_no_records();
+    try {
+        Target target{session};
+        Report report = work(target);
+        session.disconnect();
+        if (session.settings().strict) {
+            require_no_records();
+        }
+        report.json.append(times(*stopwatch));
+        return report;
+    } catch (const Failure& failure) {
+        throw with_times(failure, *stopwatch);
     }
-    const std::optional<double> modelled = stopwatch->modelled_seconds();
-    report.json.append({{"seconds", stopwatch->seconds()}, {"modelled_seconds", modelled ? Json(*modelled) : Json()}});
-    return report;
 }
 
 ExitCode run_on_one(const Invocation& invocation, const ProbeWork& work, const BoardEnded& ended)

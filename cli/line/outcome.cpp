@@ -17,10 +17,12 @@ const Json& member(const Json& json, std::string_view key)
     return found == nullptr ? none : *found;
 }
 
-// The chip's, where it is modelled and the board came to its end.
+// The chip's, where it is modelled and the work with it was begun.
 std::string format_time(const Outcome& outcome)
 {
-    const std::chrono::duration<double> modelled{member(outcome.json, "modelled_seconds").number()};
+    const Json& error = member(outcome.json, "error");
+    const Json& told = error.find("code") == nullptr ? outcome.json : error;
+    const std::chrono::duration<double> modelled{member(told, "modelled_seconds").number()};
     return modelled.count() == 0 ? fmt::format("{:.1f} s", outcome.seconds)
                                  : format_seconds(std::chrono::duration_cast<Clock::Duration>(modelled));
 }

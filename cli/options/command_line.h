@@ -25,8 +25,14 @@ public:
     /// False when help or version were asked for, which are printed then. Throws a Failure with ExitCode::usage.
     bool parse(int argc, const char* const* argv);
 
-    /// Verbs and options that may follow these words.
-    std::vector<std::string> candidates(std::span<const std::string> words) const;
+    /// What a word may be that begins so and follows these.
+    std::vector<std::string> candidates(std::span<const std::string> words, const std::string& begun) const;
+
+    /// The option whose value follows these words; empty where none does.
+    std::string awaiting_value(std::span<const std::string> words) const;
+
+    /// The manual page, as `man` reads it.
+    std::string manual() const;
 
     /// The verbs that were recognised: "qspi write". Empty when there was none.
     std::string command() const;

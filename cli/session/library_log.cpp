@@ -1,6 +1,7 @@
 #include "cli/session/library_log.h"
 
 #include "cli/terminal/stream.h"
+#include "cli/time/wall_time.h"
 
 #include <algorithm>
 #include <array>
@@ -27,7 +28,10 @@ std::string_view without_line_end(std::string_view text)
 
 LibraryLog* LibraryLog::active = nullptr;
 
-LibraryLog::LibraryLog(Show show, const std::string& file) : show_{std::move(show)}, file_{file}
+LibraryLog::LibraryLog(FoldedLines shown, const std::string& file)
+    : shown_{std::move(shown)}, file_{file}, written_{[this](std::uint32_t serial, std::string_view line) {
+          file_.write(stamped(local_time(), serial, line));
+      }}
 {
     active = this;
 }
@@ -40,8 +44,17 @@ LibraryLog::~LibraryLog()
     }
 }
 
+void LibraryLog::at_probe(std::uint32_t serial)
+{
+    shown_.at_probe(serial);
+    file_.at_probe(serial);
+    written_.at_probe(serial);
+}
+
 std::string LibraryLog::finish()
 {
+    shown_.finish();
+    written_.finish();
     return file_.finish();
 }
 
@@ -54,11 +67,9 @@ void LibraryLog::receive(const char* line)
 
 void LibraryLog::take(std::string_view line)
 {
-    const std::string_view shown = line.substr(0, line.find_last_not_of("\r\n") + 1);
-    if (show_) {
-        show_(shown);
-    }
-    file_.add(shown);
+    const std::string_view text = line.substr(0, line.find_last_not_of("\r\n") + 1);
+    shown_.add(text);
+    written_.add(text);
 
     const std::size_t tag_end = line.find(separator);
     if (tag_end != std::string_view::npos) {

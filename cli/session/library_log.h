@@ -1,9 +1,9 @@
 /// What the library narrates: kept for the reasons of failures, shown with -v, written with --log.
 #pragma once
 
+#include "cli/session/folded_lines.h"
 #include "cli/session/log_file.h"
 
-#include <functional>
 #include <jlinkarm_birch_tessit.h>
 #include <string>
 #include <string_view>
@@ -14,10 +14,8 @@ namespace tessit::cli {
 class LibraryLog
 {
 public:
-    using Show = std::function<void(std::string_view line)>;
-
-    /// `show` and `file` may be empty. Throws a Failure when the file cannot be written.
-    LibraryLog(Show show, const std::string& file);
+    /// The file's name may be empty. Throws a Failure when the file cannot be written.
+    LibraryLog(FoldedLines shown, const std::string& file);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
     ~LibraryLog();
@@ -26,9 +24,10 @@ public:
     static void TESSIT_CALL receive(const char* line);
 
     /// The probe that the lines from now on are about.
-    void at_probe(std::uint32_t serial) { file_.at_probe(serial); }
+    void at_probe(std::uint32_t serial);
 
-    /// Closes the file, after the library was closed. What kept it from being complete; empty when nothing did.
+    /// Tells what is left to be told and closes the file, after the library was closed. What kept it from being
+    /// complete; empty when nothing did.
     std::string finish();
 
     /// Why the library's newest call failed, in its own and the J-Link library's words; empty when it said nothing.
@@ -40,8 +39,9 @@ private:
 
     static LibraryLog* active; ///< set and cleared by the constructor and the destructor
 
-    Show show_;
+    FoldedLines shown_;
     LogFile file_;
+    FoldedLines written_;      ///< to the file
     std::string complaint_;    ///< newest message of the call that reports a failure
     std::string jlink_text_;   ///< newest text of the J-Link library itself
     std::string jlink_reason_; ///< the one that came before the complaint

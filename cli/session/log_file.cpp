@@ -4,21 +4,13 @@
 #include "cli/failure.h"
 #include "cli/terminal/stream.h"
 #include "cli/text/serial_mark.h"
-#include "cli/time/wall_time.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
 #include <utility>
 
 namespace tessit::cli {
-namespace {
-
-constexpr std::size_t longest_period = 16; // lines of a poll
-
-} // namespace
-
 LogFile::LogFile(std::string name) : name_{std::move(name)}
 {
     if (!name_.empty() && !has_serial_mark(name_)) {
@@ -38,7 +30,6 @@ void LogFile::open()
 
 void LogFile::at_probe(std::uint32_t serial)
 {
-    serial_ = std::to_string(serial);
     if (name_.empty() || file_) {
         return;
     }
@@ -46,65 +37,17 @@ void LogFile::at_probe(std::uint32_t serial)
     open();
 }
 
-void LogFile::write(const std::string& line)
+void LogFile::write(const std::string& lines)
 {
     if (file_) {
-        print_to(file_.get(), "{}", line);
-    } else {
-        waiting_ += line;
+        print_to(file_.get(), "{}", lines);
+    } else if (!name_.empty()) {
+        waiting_ += lines;
     }
-}
-
-void LogFile::add(std::string_view line)
-{
-    if (name_.empty() || repeats(line)) {
-        return;
-    }
-    end_repetition();
-    write(fmt::format("{} {} {}\n", local_time(), serial_, line));
-    last_.emplace_back(line);
-    if (last_.size() > 2 * longest_period) {
-        last_.pop_front();
-    }
-    find_repetition();
-}
-
-bool LogFile::repeats(std::string_view line)
-{
-    if (period_ == 0 || line != last_[last_.size() - period_ + repeated_lines_ % period_]) {
-        return false;
-    }
-    ++repeated_lines_;
-    return true;
-}
-
-// The second time is written; what follows it is counted.
-void LogFile::find_repetition()
-{
-    for (std::size_t period = 1; 2 * period <= last_.size(); ++period) {
-        const auto middle = last_.end() - static_cast<std::ptrdiff_t>(period);
-        if (std::equal(middle, last_.end(), middle - static_cast<std::ptrdiff_t>(period))) {
-            period_ = period;
-            return;
-        }
-    }
-}
-
-void LogFile::end_repetition()
-{
-    if (repeated_lines_ != 0) {
-        write(fmt::format("{} {} ... the last {} again, {} in all\n", local_time(), serial_,
-                          period_ == 1 ? "line" : fmt::format("{} lines", period_),
-                          repeated_lines_ == 1 ? "1 line" : fmt::format("{} lines", repeated_lines_)));
-        last_.clear();
-    }
-    period_ = 0;
-    repeated_lines_ = 0;
 }
 
 std::string LogFile::finish()
 {
-    end_repetition();
     if (!file_) {
         return {};
     }

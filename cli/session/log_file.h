@@ -1,12 +1,10 @@
-/// The file of --log: what the library narrates, with time and probe, and what repeats itself told once.
+/// The file of --log.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
-#include <deque>
 #include <memory>
 #include <string>
-#include <string_view>
 
 namespace tessit::cli {
 
@@ -18,7 +16,8 @@ public:
     explicit LogFile(std::string name);
 
     void at_probe(std::uint32_t serial);
-    void add(std::string_view line);
+    /// Lines with their ends.
+    void write(const std::string& lines);
     /// Closes it. What kept it from being complete; empty when nothing did.
     std::string finish();
 
@@ -29,18 +28,10 @@ private:
     };
 
     void open();
-    void write(const std::string& line);
-    bool repeats(std::string_view line);
-    void end_repetition();
-    void find_repetition();
 
     std::string name_;
-    std::string serial_ = "-";
     std::string waiting_; ///< lines for a file that is not open yet
     std::unique_ptr<std::FILE, Closer> file_;
-    std::deque<std::string> last_;   ///< lines, the newest at the end
-    std::size_t period_ = 0;         ///< lines that repeat themselves; 0: none do
-    std::size_t repeated_lines_ = 0; ///< that were not written
 };
 
 } // namespace tessit::cli

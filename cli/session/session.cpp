@@ -5,12 +5,33 @@
 #include "cli/session/result.h"
 #include "cli/terminal/console.h"
 #include "cli/terminal/stream.h"
+#include "cli/time/wall_time.h"
 
 #include <fmt/format.h>
 
 namespace tessit::cli {
-
 namespace {
+
+void show_line(std::uint32_t serial, std::string_view line)
+{
+    print_to(stderr, "{}", stamped(local_time_of_day(), serial, line));
+}
+
+void show_event(std::uint32_t serial, std::string_view line)
+{
+    Course course;
+    course.probe = serial == 0 ? std::nullopt : std::optional{serial};
+    print_to(stderr, "{}\n", event_json(course, "log", {{"text", line}}).dump_line());
+}
+
+// Folded for people; a script is told every line.
+FoldedLines shown_log(const Settings& settings)
+{
+    if (!settings.verbose) {
+        return FoldedLines{{}};
+    }
+    return settings.events ? FoldedLines{&show_event, false} : FoldedLines{&show_line};
+}
 
 // The J-Link library has no code for it.
 bool tells_of_holder(std::string_view reason)
@@ -32,7 +53,7 @@ Failure not_loaded(const std::string& path)
 Session::Session(const Settings& settings)
     : settings_{settings},
       jlink_path_{find_jlink_library(settings)},
-      log_{shown_log(), settings.log_file},
+      log_{shown_log(settings), settings.log_file},
       clock_{settings.simulated ? std::make_unique<Clock>(jlink_path_) : std::make_unique<Clock>()}
 {
     const result_code_t result =
@@ -120,21 +141,6 @@ void Session::check(result_code_t result, std::string_view what, std::string_vie
     }
     const std::string why = said.empty() ? text.meaning : fmt::format("{}: {}", text.meaning, said);
     throw Failure{text.exit_code, fmt::format("cannot {}: {}", what, why), hint_for(result, jlink_hint, !said.empty())};
-}
-
-LibraryLog::Show Session::shown_log() const
-{
-    if (!settings_.verbose) {
-        return {};
-    }
-    if (!settings_.events) {
-        return [](std::string_view line) { print_to(stderr, "{}\n", line); };
-    }
-    return [this](std::string_view line) {
-        Course course;
-        course.probe = serial_ == 0 ? std::nullopt : std::optional{serial_};
-        print_to(stderr, "{}\n", event_json(course, "log", {{"text", line}}).dump_line());
-    };
 }
 
 bool Session::has_lost_probe() const

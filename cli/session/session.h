@@ -56,7 +56,6 @@ public:
     std::string command_line(std::string_view words) const;
 
 private:
-    LibraryLog::Show shown_log() const;
     bool has_lost_probe() const;
     std::string with_flags(std::string hint) const;
     std::string hint_for(result_code_t result, std::string_view jlink_hint, bool has_reason) const;

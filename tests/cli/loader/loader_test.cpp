@@ -177,8 +177,8 @@ TEST_F(LoaderTest, CutOffAnywhereTheNextCommandCompletesIt)
         for (const int count : {1, 20}) {
             SCOPED_TRACE(testing::Message() << "signal " << signal << " at write " << count);
             const std::string image = images[++next % 2];
-            RunningCommand command{{"--sim", "-v", "program", image}, environment()};
-            ASSERT_TRUE(command.wait_for("Birch_rtt_write\n", count));
+            RunningCommand command{{"--sim", "-v", "--progress=json", "program", image}, environment()};
+            ASSERT_TRUE(command.wait_for("Birch_rtt_write\"", count));
             command.signal(signal);
             EXPECT_THAT(command.finish(), Exits(signal == SIGINT ? 130 : 128 + SIGKILL));
             if (signal == SIGINT) {

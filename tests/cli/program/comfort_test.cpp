@@ -1,6 +1,10 @@
 // What helps somebody who types: help, suggestions, completion, the log.
 #include "tests/cli/program/bench_fixture.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <iomanip>
+#include <iterator>
 #include <sstream>
 
 namespace tessit::cli {
@@ -9,6 +13,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 
 using ComfortTest = BenchTest;
 
@@ -22,23 +27,44 @@ std::vector<std::string> lines_of(const std::string& text)
     return lines;
 }
 
+// Whether the command line is understood; what it would do then fails for want of a J-Link library or a file.
+void expect_is_understood(const std::string& example, const Environment& environment)
+{
+    std::istringstream stream{example.substr(0, example.find_first_of("|>"))};
+    Arguments words{"--jlink", "/there/is/none"};
+    for (std::string word; stream >> std::quoted(word, '\'');) {
+        words.push_back(word);
+    }
+    EXPECT_THAT(run_command(words, environment).errors, Not(HasSubstr("--help` shows what is possible"))) << example;
+}
+
 TEST_F(ComfortTest, EveryVerbHasHelpThatFitsWithTwoExamples)
 {
-    const std::vector<std::string> words = lines_of(tessit({"completion", "words"}).output);
-    EXPECT_THAT(words, Contains("completion"));
-    for (const std::string& word : words) {
-        if (word.starts_with('-')) {
-            continue;
-        }
-        const Outcome help = run_command({"help", word}, environment());
-        EXPECT_THAT(help, Exits(0)) << word;
-        EXPECT_EQ(help.output, run_command({word, "--help"}, environment()).output);
+    const std::vector<std::string> names = lines_of(tessit({"completion", "words"}).output);
+    EXPECT_THAT(names, Contains("completion"));
+    std::vector<Arguments> verbs;
+    for (const std::string& name : names) {
+        verbs.push_back({name});
+        const std::vector<std::string> below = lines_of(tessit({"completion", "words", "--", name, ""}).output);
+        std::ranges::transform(below, std::back_inserter(verbs), [&name](const std::string& each) {
+            return Arguments{name, each};
+        });
+    }
+    std::erase_if(verbs, [](const Arguments& verb) { return verb.front() == "completion" && verb.size() > 1; });
+    for (Arguments verb : verbs) {
+        verb.insert(verb.begin(), "help");
+        const Outcome help = run_command(verb, environment());
+        ASSERT_THAT(help, Exits(0)) << testing::PrintToString(verb);
         EXPECT_THAT(help.output,
                     MatchesRegex("(.|\n)*Examples:\n  tessit .*\n  tessit .*\n\n.*\n  --version --help(.|\n)*"));
         for (const std::string& line : lines_of(help.output)) {
-            EXPECT_LE(line.size(), 100) << word;
+            EXPECT_LE(line.size(), 100) << line;
+            if (line.starts_with("  tessit ")) {
+                expect_is_understood(line.substr(9), environment());
+            }
         }
     }
+    EXPECT_EQ(run_command({"help", "run"}, environment()).output, run_command({"run", "--help"}, environment()).output);
     EXPECT_THAT(run_command({"help"}, environment()).output, HasSubstr("Commands:"));
 }
 
@@ -57,24 +83,39 @@ TEST_F(ComfortTest, AMistypedWordHasASuggestionWhereOneIsNear)
     }
 }
 
-TEST_F(ComfortTest, AShellCompletesVerbsOptionsAndSerialNumbers)
+// What each shell makes of its script: bash and zsh by what their completion hands to it, fish by itself.
+TEST_F(ComfortTest, ShellsCompleteVerbsOptionsChoicesAndSerialNumbers)
 {
-    const std::string script =
-        file("completion.bash",
-             tessit({"completion", "bash"}).output +
-                 "tessit() { \"" TESSIT_COMMAND "\" \"$@\"; }\n"
-                 "try() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _tessit; echo \"${COMPREPLY[@]}\"; }\n"
-                 "export JLINKARM_SIM_BENCH=" +
-                 path("bench.toml") +
-                 "\ntry tessit --sim --probe 6; try tessit run --fail; try tessit sim rec; try tessit rea\n");
-    ASSERT_EQ(std::system(("bash " + script + " > " + path("completed")).c_str()), 0);
-    EXPECT_EQ(content("completed"), "600000011\n--fail-on\nrecords\nread\n");
+    file("words.bash", tessit({"completion", "bash"}).output +
+                           "try() { COMP_WORDS=(tessit \"$@\"); COMP_CWORD=$#; _tessit; echo \"${COMPREPLY[@]}\"; }\n");
+    file("words.zsh", "try() { words=(tessit \"$@\"); CURRENT=$#words; . " +
+                          file("_tessit", tessit({"completion", "zsh"}).output) +
+                          "; }\n"
+                          "compadd() { echo ${(M)candidates:#$words[CURRENT]*} }\n"
+                          "_files() { echo }\n");
+    file("words.fish", tessit({"completion", "fish"}).output +
+                           "function try; echo (complete -C \"tessit $argv\"); end\n"
+                           "function __fish_complete_path; end\n");
+    for (const std::string shell : {"bash", "zsh", "fish"}) {
+        const std::string script = file(
+            "try." + shell, ". " + path("words." + shell) +
+                                "\ntry --sim --probe 6; try run --fail; try sim rec; try rea; try program no.hex"
+                                "\ntry program --loader o; try program --loader=on; try erase --all -- --; true\n");
+        const std::string command = "PATH=" + path("") + ":$PATH JLINKARM_SIM_BENCH=" + path("bench.toml") + " " +
+                                    shell + " " + script + " > " + path("completed");
+        std::filesystem::remove(path("tessit"));
+        std::filesystem::create_symlink(TESSIT_COMMAND, path("tessit"));
+        ASSERT_EQ(std::system(command.c_str()), 0) << shell;
+        EXPECT_EQ(content("completed"), "600000011\n--fail-on\nrecords\nread\n\noff on\n--loader=on\n\n") << shell;
+    }
 }
 
 TEST_F(ComfortTest, ALogIsAppendedToWithTimeAndProbeAndFolded)
 {
     const Arguments many_pages{"--log", path("{serial}.log"), "read", "flash", "-o", path("flash.bin")};
-    ASSERT_THAT(tessit(many_pages), Exits(0));
+    const Outcome shown = tessit(join({"-v"}, many_pages));
+    EXPECT_THAT(shown, Exits(0));
+    EXPECT_THAT(shown.errors, HasSubstr(" 600000011 ... the last "));
     const std::vector<std::string> first = lines_of(content("600000011.log"));
     EXPECT_THAT(first, Contains(MatchesRegex("[-0-9]+T[:.0-9]+ 600000011 Birch_connect_to_emu_with_snr")));
     EXPECT_THAT(first,

@@ -253,8 +253,9 @@ TEST_F(RttTest, LetsAHaltedCpuRunUnlessToldOtherwise)
 
 TEST_F(RttTest, CtrlCEndsIt)
 {
-    RunningCommand command{{"--sim", "--speed", "50000", "-v", "rtt", "--reset", "--no-input"}, environment()};
-    EXPECT_TRUE(command.wait_for("Birch_rtt_read\n", 5));
+    RunningCommand command{{"--sim", "--speed", "50000", "-v", "--progress=json", "rtt", "--reset", "--no-input"},
+                           environment()};
+    EXPECT_TRUE(command.wait_for("Birch_rtt_read\"", 5));
     command.signal(SIGINT);
     const Outcome outcome = command.finish();
     EXPECT_EQ(outcome.exit_code, 130);

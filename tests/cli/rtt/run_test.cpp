@@ -95,8 +95,9 @@ TEST_F(RunTest, CtrlCEndsItAndAFreshBenchLeavesNothing)
 {
     fs::create_directory(temporary());
     const Environment environment_of_job = environment({{"TMPDIR", temporary().string()}});
-    RunningCommand command{join({"--sim", "--fresh", "-v"}, run(hangs, {"--until", "passed"})), environment_of_job};
-    ASSERT_TRUE(command.wait_for("Birch_rtt_read\n", 3));
+    RunningCommand command{join({"--sim", "--fresh", "-v", "--progress=json"}, run(hangs, {"--until", "passed"})),
+                           environment_of_job};
+    ASSERT_TRUE(command.wait_for("Birch_rtt_read\"", 3));
     EXPECT_EQ(left_behind().size(), 1);
     command.signal(SIGINT);
     EXPECT_THAT(command.finish(), Exits(130));
