@@ -5,7 +5,7 @@ Usage: run_document.py [--update] [CHECK...] BUILD_FOLDER DOCUMENT
 Each ```console block holds commands after "$ ", which bash runs in a folder of the document's own, one after the other,
 with `tessit` in the path; lines up to the next command are their output, both streams. Durations by the host's clock
 differ in every run and stand as 0.0. What a reader need not see stands in <!--setup comments: a script that has to
-succeed, and whose variables stay. Further blocks:
+succeed; as its variables and its folder, those of `cd`, `export` and `unset` in a console block stay. Further blocks:
 
   ```FORMAT FILE            a file that the commands find
   ```FORMAT FILE#NAME       a function or class of a file in examples/
@@ -62,7 +62,7 @@ def json_values(text):
 
 
 def without_changing_parts(text, folder):
-    text = text.replace(str(folder), "/home/you/line")
+    text = text.replace(str(folder), "/home/you")
     text = re.sub(r"  [0-9]+\.[0-9] s\b", "  0.0 s", text)
     text = re.sub(r"^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ", "12:00:00.000 ", text, flags=re.MULTILINE)
     text = re.sub(r'("(?:seconds|time)": ?)[0-9.e-]+', r"\g<1>0.0", text)
@@ -89,12 +89,15 @@ def excerpt(file, name):
 def environment(build, folder):
     kept = {name: value for name, value in os.environ.items() if not name.startswith(("TESSIT_", "JLINKARM_", "LC_"))}
     return {**kept, "PATH": f"{build}:{kept['PATH']}", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / ".config"),
-            "JLINKARM_SIM_STATE": str(folder / "chips"), "NO_COLOR": "1"}
+            "JLINKARM_SIM_STATE": str(folder / "chips"), "NO_COLOR": "1", "BUILD": str(build),
+            "REPOSITORY": str(repository)}
 
 
 class Document:
     def __init__(self, build, path, folder):
         self.folder = folder
+        self.current = folder
+        self.build = build
         self.environment = environment(build, folder)
         self.text = path.read_text()
         self.validated = 0
@@ -105,24 +108,26 @@ class Document:
 
     def run(self, command):
         self.commands += 1
-        if setting := re.fullmatch(r"export (\w+)=(\S+)", command):
-            self.environment[setting[1]] = setting[2]
         done = self.bash(f"(exit {self.exit_code})\n{command}", check=False)
         self.exit_code = done.returncode
+        if command.startswith(("cd ", "export ", "unset ")):
+            self.set_up(command)
         for value in json_values(done.stdout):
             validate(value)
             self.validated += 1
             self.seen.add(value.get("command", "") if "error" not in value else "")
-        return without_changing_parts(done.stdout, self.folder)
+        text = done.stdout.replace(str(self.build), "/home/you/tessit/build")
+        return without_changing_parts(text, self.folder)
 
     def bash(self, script, check):
-        return subprocess.run(["bash", "-c", script], cwd=self.folder, env=self.environment, stdin=subprocess.DEVNULL,
+        return subprocess.run(["bash", "-c", script], cwd=self.current, env=self.environment, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=300, check=check)
 
     def set_up(self, script):
         variables = self.folder / ".variables"
         self.bash(f"set -euo pipefail\n{script}\nenv -0 >{variables}", check=True)
         self.environment = dict(each.split("=", 1) for each in variables.read_text().split("\0") if each)
+        self.current = self.environment["PWD"]
 
     def replay_block(self, block):
         printed = []
@@ -145,7 +150,7 @@ class Document:
         if "#" in rest:
             return f"{head}\n{excerpt(*rest.split('#'))}```"
         if rest:
-            (self.folder / rest).write_text(content)
+            (pathlib.Path(self.current) / rest).write_text(content)
         return f"{head}\n{content}```"
 
     def replay(self):
