@@ -278,12 +278,17 @@ def call_error(
         code == ResultCode.ERR_JLINK_CALL_FAILED and "in use" in said
     ):  # it has no code for it
         meaning = _IN_USE
+    hint = meaning.hint
+    if (
+        operation.endswith("_port_register")
+        and code == ResultCode.ERR_WRONG_STATE
+        and not said
+    ):
+        said, hint = "the chip is connected", "probe.disconnect() first."
     name = code.name if isinstance(code, ResultCode) else int(code)
     message = f"{call}: {meaning.words}{': ' if said else ''}{said} ({name})"
     known = code if isinstance(code, ResultCode) else None
-    return meaning.error(
-        message, hint=meaning.hint, code=known, operation=operation, log=log
-    )
+    return meaning.error(message, hint=hint, code=known, operation=operation, log=log)
 
 
 _COMMAND_ERRORS: Dict[str, Type[TessitError]] = {

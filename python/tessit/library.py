@@ -2,10 +2,9 @@
 
 from __future__ import annotations
 
-import contextlib
 import ctypes
 from types import TracebackType
-from typing import Any, Iterator, List, NamedTuple, Optional, Type
+from typing import Any, List, NamedTuple, Optional, Type
 
 from . import location
 from .clock import Clock, HostClock
@@ -121,9 +120,8 @@ class Library:
         available = self.call("enum_emu_snr", serials, count)
         return list(serials)[:available]  # one may have gone meanwhile
 
-    @contextlib.contextmanager
-    def probe(self, serial: Optional[int] = None, speed: int = 4000) -> Iterator[Probe]:
-        """A session with a probe, for a ``with`` statement, which closes it.
+    def probe(self, serial: Optional[int] = None, speed: int = 4000) -> Probe:
+        """A session with a probe; a context manager, which closes it.
 
         Args:
             serial: the probe's serial number. It may be left away where one probe is attached.
@@ -136,23 +134,14 @@ class Library:
             ProbeInUseError: another program holds it.
             SecondSessionError: this library has a session with a probe.
         """
-        if self._probe is not None:
+        if self._probe is not None and not self._probe.is_closed:
             raise SecondSessionError(
                 f"this process has a session with probe {self._probe.serial} already, and a J-Link library holds one a "
                 "process",
                 hint="Close the first one, or give each probe a process of its own with tessit.spawn().",
             )
-        probe = Probe(self, self._native, self._chosen(serial), speed)
-        self._probe = probe
-        try:
-            yield probe
-        except BaseException:
-            probe.abandon()
-            raise
-        else:
-            probe.close()
-        finally:
-            self._probe = None
+        self._probe = Probe(self, self._native, self._chosen(serial), speed)
+        return self._probe
 
     def _chosen(self, serial: Optional[int]) -> int:
         if serial is not None:

@@ -6,7 +6,7 @@ import atexit
 import os
 import pathlib
 import threading
-from typing import Any, Dict, List, Optional
+from typing import Any, Dict, List, Optional, Set
 
 from . import location
 from .constants import ChipFamily, ResultCode
@@ -25,6 +25,8 @@ from .log import CallLog, LogCallback, logger
 one_call_at_a_time = threading.RLock()
 
 _loaded: Dict[pathlib.Path, Dict[str, BoundFunction]] = {}
+#: Libraries whose last session ended with a pulled cable.
+_lost_a_probe: Set[pathlib.Path] = set()
 _session: Optional["NativeSession"] = None
 
 
@@ -61,13 +63,19 @@ class NativeSession:
         self._process = os.getpid()
         self._log = CallLog(log)
         self._in_call = False
-        self.lost_probe_can_be_asked = False
-        self.call(
-            "open_dll",
-            optional_text(os.fspath(jlink)),
-            self._log.pointer,
-            ChipFamily.BIRCH_FAMILY,
-        )
+        self._has_probe = False
+        try:
+            self.call(
+                "open_dll",
+                optional_text(os.fspath(jlink)),
+                self._log.pointer,
+                ChipFamily.BIRCH_FAMILY,
+            )
+        except BaseException:
+            self._functions[
+                "close_dll"
+            ]()  # it may be open: the exception may be the callback's
+            raise
         _session = self
 
     @property
@@ -128,16 +136,38 @@ class NativeSession:
         )
 
     def _has_lost_probe(self) -> bool:
-        if not self.lost_probe_can_be_asked:
+        if not self._has_probe:
             return False
         code, outputs = self._functions["is_connected_to_emu"]()
         return code == ResultCode.RESULT_OK and not outputs[0]
+
+    def connect(self, serial: int, speed: int) -> None:
+        """Open a session with a probe."""
+        self.call("connect_to_emu_with_snr", serial, speed)
+        if self.path in _lost_a_probe:
+            # Its library takes debug power for requested still, which only the end of a session changes.
+            _lost_a_probe.remove(self.path)
+            self.call("disconnect_from_emu")
+            self.call("connect_to_emu_with_snr", serial, speed)
+        self._has_probe = True
+
+    def disconnect(self) -> None:
+        """Close the session with the probe; nothing to do when the library is closed, or is another process's."""
+        if self.is_current and self.is_of_this_process:
+            self._forget_probe()
+            self.call("disconnect_from_emu")
+
+    def _forget_probe(self) -> None:
+        if self._has_lost_probe():
+            _lost_a_probe.add(self.path)
+        self._has_probe = False
 
     def close(self) -> None:
         """Close the library; nothing to do when it is closed, or is another process's."""
         global _session
         if not self.is_current or not self.is_of_this_process:
             return
+        self._forget_probe()
         _session = None
         self.call("close_dll")
 

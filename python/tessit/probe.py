@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import ctypes
+from types import TracebackType
 from typing import (
     TYPE_CHECKING,
     Any,
@@ -14,12 +15,13 @@ from typing import (
     Mapping,
     Optional,
     Tuple,
+    Type,
     Union,
 )
 
 from . import buffers, command, memory
 from .constants import ChipVersion, Protection, RamPower, Region0Source, Register
-from .errors import BadArgumentError, TessitError, UnsupportedError
+from .errors import BadArgumentError, TessitError, UnsupportedError, WrongStateError
 from .location import Path, is_simulation
 from .log import logger
 from .native import NativeSession
@@ -49,14 +51,14 @@ class Registers(Mapping[str, int]):
         _REGISTER_ALIASES.get(register, register.name.lower()) for register in Register
     )
 
-    def __init__(self, native: NativeSession) -> None:
-        self._native = native
+    def __init__(self, call: Callable[..., Any]) -> None:
+        self._call = call
 
     def __getitem__(self, name: Union[str, Register]) -> int:
-        return int(self._native.call("read_cpu_register", self._find(name)))
+        return int(self._call("read_cpu_register", self._find(name)))
 
     def __setitem__(self, name: Union[str, Register], number: int) -> None:
-        self._native.call("write_cpu_register", self._find(name), number)
+        self._call("write_cpu_register", self._find(name), number)
 
     def __iter__(self) -> Iterator[str]:
         return iter(self._NAMES)
@@ -78,7 +80,7 @@ class Registers(Mapping[str, int]):
 
 
 class Probe:
-    """A session with a probe; :meth:`tessit.Library.probe` opens and closes it.
+    """A session with a probe; :meth:`tessit.Library.probe` opens it. A context manager, which closes it.
 
     Unless it says otherwise, an operation connects to the chip where it has to (ProtectedError, NoTargetError), and
     halts the CPU, which stays halted. Where the cable is pulled NoProbeError is raised, whatever the operation.
@@ -90,29 +92,52 @@ class Probe:
     ) -> None:
         self._library = library
         self._native = native
-        self._call = native.call
         self._speed = speed
+        self._is_closed = False
         #: The CPU's registers.
-        self.registers = Registers(native)
+        self.registers = Registers(self._call)
         self._serial = serial
         self._connect()
 
+    def _call(self, name: str, *inputs: Any) -> Any:
+        if self.is_closed:  # the library's session may be another probe's by now
+            raise WrongStateError(
+                f"{name}: the session with probe {self._serial} is closed",
+                operation=name,
+            )
+        return self._native.call(name, *inputs)
+
     def _connect(self) -> None:
-        self._call("connect_to_emu_with_snr", self._serial, self._speed)
-        self._native.lost_probe_can_be_asked = True
+        self._native.connect(self._serial, self._speed)
+        self._is_closed = False
 
     def close(self) -> None:
         """Close the session; nothing to do when it is closed."""
-        self._native.lost_probe_can_be_asked = False
-        if self._native.is_current:
-            self._call("disconnect_from_emu")
+        if self._is_closed:
+            return
+        self._is_closed = True
+        self._native.disconnect()
 
-    def abandon(self) -> None:
-        """Close the session on the way of an exception; what goes wrong with it is logged."""
+    def __enter__(self) -> Probe:
+        return self
+
+    def __exit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        exception: Optional[BaseException],
+        trace: Optional[TracebackType],
+    ) -> None:
         try:
             self.close()
         except TessitError as error:
+            if exception is None:
+                raise
             logger.warning("closing the session with probe %s: %s", self._serial, error)
+
+    @property
+    def is_closed(self) -> bool:
+        """Whether this session was closed."""
+        return self._is_closed or not self._native.is_current
 
     @contextlib.contextmanager
     def released(self) -> Iterator[None]:
@@ -143,7 +168,7 @@ class Probe:
     @property
     def is_open(self) -> bool:
         """Whether the session is open and the probe is still there."""
-        return bool(self._call("is_connected_to_emu"))
+        return not self.is_closed and bool(self._call("is_connected_to_emu"))
 
     @property
     def firmware(self) -> str:
@@ -507,7 +532,7 @@ class Probe:
         Raises:
             RttTimeoutError: there is no control block after that time.
         """
-        return Rtt(self, self._native, address, reset, wait)
+        return Rtt(self, self._call, address, reset, wait)
 
     def qspi(self, config: QspiConfig, *, retain_ram: bool = False) -> Qspi:
         """The external flash of a BIRCH_M2, for a ``with`` statement.
@@ -520,7 +545,7 @@ class Probe:
             BadArgumentError: a field of `config`.
             UnsupportedError: the chip has no QSPI.
         """
-        return Qspi(self, self._native, config, retain_ram)
+        return Qspi(self, self._call, config, retain_ram)
 
     # ---- what the command does
 

@@ -241,17 +241,26 @@ def _work(
             serial, speed
         ) as probe:
             value = function(probe)
+        _require_portable(value)
         message: Tuple[Any, Optional[BaseException], Optional[str]] = (
             value,
             None,
             None,
         )
-        pickle.dumps(value)
     except BaseException as exception:
         told = traceback.format_exc()
         message = (None, _portable(exception, told), told)
     results.send(message)
     results.close()
+
+
+def _require_portable(value: Any) -> None:
+    try:
+        pickle.dumps(value)
+    except Exception as reason:
+        raise ProcessError(
+            f"what the function returned cannot be given to another process: {reason}"
+        ) from reason
 
 
 def _portable(exception: BaseException, told: str) -> BaseException:

@@ -6,7 +6,7 @@ import ctypes
 import re
 from dataclasses import dataclass
 from types import TracebackType
-from typing import TYPE_CHECKING, Optional, Tuple, Type
+from typing import TYPE_CHECKING, Any, Callable, Optional, Tuple, Type
 
 from . import buffers, memory
 from .constants import (
@@ -22,7 +22,6 @@ from .constants import (
 from .errors import BadArgumentError, FlashTimeoutError, TessitError
 from .interface import QspiConfigStructure
 from .log import logger
-from .native import NativeSession
 
 if TYPE_CHECKING:
     from .probe import Probe
@@ -101,10 +100,14 @@ class Qspi:
     """
 
     def __init__(
-        self, probe: Probe, native: NativeSession, config: QspiConfig, retain_ram: bool
+        self,
+        probe: Probe,
+        call: Callable[..., Any],
+        config: QspiConfig,
+        retain_ram: bool,
     ) -> None:
         self._probe = probe
-        self._call = native.call
+        self._call = call
         self._config = config
         self._retain_ram = retain_ram
 

@@ -4,13 +4,21 @@ from __future__ import annotations
 
 import ctypes
 from types import TracebackType
-from typing import TYPE_CHECKING, Callable, Iterator, List, NamedTuple, Optional, Type
+from typing import (
+    TYPE_CHECKING,
+    Any,
+    Callable,
+    Iterator,
+    List,
+    NamedTuple,
+    Optional,
+    Type,
+)
 
 from . import buffers
 from .constants import RttDirection
 from .errors import RttTimeoutError, TessitError
 from .log import logger
-from .native import NativeSession
 
 if TYPE_CHECKING:
     from .probe import Probe
@@ -39,13 +47,13 @@ class Rtt:
     def __init__(
         self,
         probe: Probe,
-        native: NativeSession,
+        call: Callable[..., Any],
         address: Optional[int],
         reset: bool,
         wait: float,
     ) -> None:
         self._probe = probe
-        self._call = native.call
+        self._call = call
         self._clock = probe.library.clock
         self._address = address
         self._reset = reset

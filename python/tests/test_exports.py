@@ -40,7 +40,7 @@ def open_again(on: On) -> Any:
 
 def without_serial(on: On) -> Any:
     on.probe.close()
-    was_open = on.probe.is_open
+    was_open = on.call("is_connected_to_emu")
     on.call("connect_to_emu_without_snr", 4000)
     return was_open, on.call("read_connected_emu_snr")
 
