@@ -420,7 +420,7 @@ TESSIT_API result_code_t TESSIT_CALL TESSIT_readback_protect(readback_protection
  * Bring the chip back to a blank, unprotected, connected state: flash and UICR erased, all RAM powered, reset reasons
  * cleared. DESTROYS everything in the chip's flash. A protected chip is erased through the CTRL-AP: at most three
  * attempts of at most 10 s; the fastest takes a little over 0.5 s.
- * @return Errors: [open]; [probe]; ERR_RECOVER_FAILED for everything else that fails, also in [ready] and [halt].
+ * @return Errors: [open]; [probe]; ERR_RECOVER_FAILED for whatever else fails: the connection, [halt], an erase.
  */
 TESSIT_API result_code_t TESSIT_CALL TESSIT_recover(void);
 

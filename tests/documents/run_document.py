@@ -108,7 +108,7 @@ class Document:
 
     def run(self, command):
         self.commands += 1
-        done = self.bash(f"(exit {self.exit_code})\n{command}", check=False)
+        done = self.bash(f"(exit {self.exit_code})\n{command}")
         self.exit_code = done.returncode
         if command.startswith(("cd ", "export ", "unset ")):
             self.set_up(command)
@@ -119,13 +119,15 @@ class Document:
         text = done.stdout.replace(str(self.build), "/home/you/tessit/build")
         return without_changing_parts(text, self.folder)
 
-    def bash(self, script, check):
+    def bash(self, script):
         return subprocess.run(["bash", "-c", script], cwd=self.current, env=self.environment, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=300, check=check)
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=300, check=False)
 
     def set_up(self, script):
         variables = self.folder / ".variables"
-        self.bash(f"set -euo pipefail\n{script}\nenv -0 >{variables}", check=True)
+        done = self.bash(f"set -euo pipefail\n{script}\nenv -0 >{variables}")
+        if done.returncode != 0:
+            sys.exit(f"this does not succeed:\n{script}\n{done.stdout}")
         self.environment = dict(each.split("=", 1) for each in variables.read_text().split("\0") if each)
         self.current = self.environment["PWD"]
 
