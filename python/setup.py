@@ -33,9 +33,7 @@ class BuildWithLibraries(build_py):
         if getattr(self, "editable_mode", False):
             super().run()
             return
-        shutil.rmtree(
-            self.build_lib, ignore_errors=True
-        )  # no module that was removed since
+        shutil.rmtree(self.build_lib, ignore_errors=True)  # no module that was removed since
         super().run()
         install_libraries(pathlib.Path(self.build_lib) / "tessit" / "native")
 
@@ -49,16 +47,7 @@ def install_libraries(prefix: pathlib.Path) -> None:
         )
     for component in COMPONENTS:
         subprocess.run(
-            [
-                "cmake",
-                "--install",
-                build,
-                "--prefix",
-                prefix.absolute(),
-                "--component",
-                component,
-                "--strip",
-            ],
+            ["cmake", "--install", build, "--prefix", prefix.absolute(), "--component", component, "--strip"],
             check=True,
             stdout=subprocess.DEVNULL,
         )

@@ -35,9 +35,7 @@ class Report:
 def test_board(probe: tessit.Probe) -> Report:
     """In the probe's own process."""
     unit = probe.serial % 1000
-    programmed = probe.program(
-        FIRMWARE, values={UNIT_NUMBER: unit, UNIT_KEY: 0xC0FFEE00 + unit}, recover=True
-    )
+    programmed = probe.program(FIRMWARE, values={UNIT_NUMBER: unit, UNIT_KEY: 0xC0FFEE00 + unit}, recover=True)
     with probe.rtt(reset=True) as rtt:
         rtt.expect("rtt_echo is ready")
         rtt.write(f"unit {unit}\n".encode())
@@ -50,13 +48,9 @@ def show(units: List[tessit.Unit[Report]]) -> None:
     """A line for each board."""
     for unit in units:
         if unit.value is not None:
-            print(
-                f"{unit.serial}  passed  chip {unit.value.device_id}: {unit.value.answer}"
-            )
+            print(f"{unit.serial}  passed  chip {unit.value.device_id}: {unit.value.answer}")
         else:
-            print(
-                f"{unit.serial}  FAILED  {type(unit.error).__name__}: {str(unit.error).splitlines()[0]}"
-            )
+            print(f"{unit.serial}  FAILED  {type(unit.error).__name__}: {str(unit.error).splitlines()[0]}")
 
 
 def main() -> int:

@@ -88,11 +88,7 @@ def _run(arguments: Sequence[str]) -> Tuple[int, str, List[str]]:
         try:
             output, log = process.communicate()
         except BaseException:
-            process.send_signal(
-                getattr(signal, "CTRL_BREAK_EVENT", signal.SIGINT)
-                if _WINDOWS
-                else signal.SIGINT
-            )
+            process.send_signal(getattr(signal, "CTRL_BREAK_EVENT", signal.SIGINT) if _WINDOWS else signal.SIGINT)
             process.communicate()
             raise
     lines = log.splitlines()
@@ -114,10 +110,7 @@ def _result_of(exit_code: int, output: str, log: List[str]) -> Dict[str, Any]:
     except ValueError:
         values.clear()
     if not values:
-        raise CommandError(
-            f"tessit ended with exit code {exit_code} and no result: {' '.join(log)}",
-            log=log,
-        )
+        raise CommandError(f"tessit ended with exit code {exit_code} and no result: {' '.join(log)}", log=log)
     result = values[-1]
     if len(values) > 1:
         result["lines"] = values[:-1]
@@ -125,16 +118,10 @@ def _result_of(exit_code: int, output: str, log: List[str]) -> Dict[str, Any]:
         raise command_error(result, log)
     if exit_code != 0:
         failed = [part for part in result.get("probes", ()) if "error" in part]
-        told = "".join(
-            f"\n  {part['probe']}: {part['error']['message']}" for part in failed
-        )
-        reason = told or " " + " ".join(
-            line for line in log if line.startswith("Error:")
-        )
+        told = "".join(f"\n  {part['probe']}: {part['error']['message']}" for part in failed)
+        reason = told or " " + " ".join(line for line in log if line.startswith("Error:"))
         raise CommandError(
-            f"tessit {result['command']} ended with exit code {exit_code}:{reason}",
-            log=log,
-            result=result,
+            f"tessit {result['command']} ended with exit code {exit_code}:{reason}", log=log, result=result
         )
     return result
 
@@ -194,9 +181,7 @@ def verify(*files: File, options: Sequence[str] = (), **where: Any) -> Dict[str,
     Raises:
         VerifyMismatchError: they differ; its `mismatches` are the first differing bytes.
     """
-    return run_command(
-        "verify", *(os.fspath(file) for file in files), *options, **where
-    )
+    return run_command("verify", *(os.fspath(file) for file in files), *options, **where)
 
 
 def erase(*options: str, **where: Any) -> Dict[str, Any]:

@@ -45,14 +45,8 @@ class TessitError(Exception):
     def name(self) -> str:
         """``ERR_PROTECTED`` of a call, ``verify_mismatch`` of the command, or ""."""
         if self.code is not None:
-            return (
-                self.code.name if isinstance(self.code, ResultCode) else str(self.code)
-            )
-        return (
-            str(self.result["error"]["name"])
-            if self.result and "error" in self.result
-            else ""
-        )
+            return self.code.name if isinstance(self.code, ResultCode) else str(self.code)
+        return str(self.result["error"]["name"]) if self.result and "error" in self.result else ""
 
     def __str__(self) -> str:
         return f"{self.message}\nHint: {self.hint}" if self.hint else self.message
@@ -136,11 +130,7 @@ class CommandError(TessitError):
     @property
     def exit_code(self) -> int:
         """The command's exit code."""
-        return (
-            int(self.result["error"]["code"])
-            if self.result and "error" in self.result
-            else 1
-        )
+        return int(self.result["error"]["code"]) if self.result and "error" in self.result else 1
 
 
 class SimulationError(TessitError):
@@ -167,23 +157,15 @@ _MEANINGS: Dict[ResultCode, _Meaning] = {
     ResultCode.ERR_NO_MEMORY: _Meaning(TessitError, "not enough memory"),
     ResultCode.ERR_WRONG_STATE: _Meaning(WrongStateError, "the call is out of order"),
     ResultCode.ERR_BAD_ARGUMENT: _Meaning(BadArgumentError, "an argument is invalid"),
-    ResultCode.ERR_UNSUPPORTED_ON_DEVICE: _Meaning(
-        UnsupportedError, "this chip does not support it"
-    ),
+    ResultCode.ERR_UNSUPPORTED_ON_DEVICE: _Meaning(UnsupportedError, "this chip does not support it"),
     ResultCode.ERR_UNKNOWN_DEVICE: _Meaning(
-        NoTargetError,
-        "the chip is not a known Birch chip",
-        "Check that the probe is wired to the right board.",
+        NoTargetError, "the chip is not a known Birch chip", "Check that the probe is wired to the right board."
     ),
     ResultCode.ERR_PROBE_NOT_FOUND: _Meaning(
-        NoProbeError,
-        "no probe with this serial number is attached",
-        "library.probes() lists the attached probes.",
+        NoProbeError, "no probe with this serial number is attached", "library.probes() lists the attached probes."
     ),
     ResultCode.ERR_TARGET_CONNECT_FAILED: _Meaning(
-        NoTargetError,
-        "the chip does not answer",
-        "Check the SWD wires and the supply, or try a lower speed.",
+        NoTargetError, "the chip does not answer", "Check the SWD wires and the supply, or try a lower speed."
     ),
     ResultCode.ERR_TARGET_LOW_VOLTAGE: _Meaning(
         LowVoltageError,
@@ -196,14 +178,10 @@ _MEANINGS: Dict[ResultCode, _Meaning] = {
         "Plug a J-Link probe in; on Linux check the udev rules of the J-Link software.",
     ),
     ResultCode.ERR_FLASH_CONTROLLER_TIMEOUT: _Meaning(
-        FlashTimeoutError,
-        "the flash never became ready",
-        "Check that the supply is stable, then try again.",
+        FlashTimeoutError, "the flash never became ready", "Check that the supply is stable, then try again."
     ),
     ResultCode.ERR_RECOVER_FAILED: _Meaning(
-        RecoverFailedError,
-        "the recovery did not succeed",
-        "Power the board off and on, then recover it again.",
+        RecoverFailedError, "the recovery did not succeed", "Power the board off and on, then recover it again."
     ),
     ResultCode.ERR_PROTECTED: _Meaning(
         ProtectedError,
@@ -221,24 +199,16 @@ _MEANINGS: Dict[ResultCode, _Meaning] = {
         "Check the probe's cable, the wires to the chip, and that no other program uses the probe.",
     ),
     ResultCode.ERR_JLINK_TOO_OLD: _Meaning(
-        LibraryNotFoundError,
-        "the J-Link library is older than 5.02",
-        "Update the J-Link software.",
+        LibraryNotFoundError, "the J-Link library is older than 5.02", "Update the J-Link software."
     ),
-    ResultCode.ERR_UNEXPECTED_CHIP_VERSION: _Meaning(
-        UnsupportedError, "it is not known for this chip version"
-    ),
+    ResultCode.ERR_UNEXPECTED_CHIP_VERSION: _Meaning(UnsupportedError, "it is not known for this chip version"),
 }
 
 _LOST = _Meaning(
-    NoProbeError,
-    "the connection to the probe was lost",
-    "Check the probe's USB cable, then open the probe again.",
+    NoProbeError, "the connection to the probe was lost", "Check the probe's USB cable, then open the probe again."
 )
 _IN_USE = _Meaning(
-    ProbeInUseError,
-    "the probe is in use",
-    "Close the other program. Each probe serves one process at a time.",
+    ProbeInUseError, "the probe is in use", "Close the other program. Each probe serves one process at a time."
 )
 
 
@@ -258,32 +228,18 @@ def what_was_said(log: Sequence[str]) -> str:
 
 
 def call_error(
-    code: Union[ResultCode, int],
-    call: str,
-    operation: str,
-    log: Sequence[str],
-    lost_probe: bool = False,
+    code: Union[ResultCode, int], call: str, operation: str, log: Sequence[str], lost_probe: bool = False
 ) -> TessitError:
     """The exception of a call that failed: of `code`, in words `call`, with the lines of its log."""
     said = what_was_said(log)
-    meaning = (
-        _MEANINGS.get(ResultCode(code))
-        if code in _MEANINGS
-        else _Meaning(TessitError, f"result {int(code)}")
-    )
+    meaning = _MEANINGS.get(ResultCode(code)) if code in _MEANINGS else _Meaning(TessitError, f"result {int(code)}")
     assert meaning is not None
     if lost_probe:
         meaning = _LOST
-    elif (
-        code == ResultCode.ERR_JLINK_CALL_FAILED and "in use" in said
-    ):  # it has no code for it
+    elif code == ResultCode.ERR_JLINK_CALL_FAILED and "in use" in said:  # it has no code for it
         meaning = _IN_USE
     hint = meaning.hint
-    if (
-        operation.endswith("_port_register")
-        and code == ResultCode.ERR_WRONG_STATE
-        and not said
-    ):
+    if operation.endswith("_port_register") and code == ResultCode.ERR_WRONG_STATE and not said:
         said, hint = "the chip is connected", "probe.disconnect() first."
     name = code.name if isinstance(code, ResultCode) else int(code)
     message = f"{call}: {meaning.words}{': ' if said else ''}{said} ({name})"
@@ -311,8 +267,5 @@ def command_error(result: Dict[str, Any], log: Sequence[str]) -> TessitError:
         result=result,
     )
     if isinstance(error, VerifyMismatchError):
-        error.mismatches = [
-            (at["address"], at["expected"], at["found"])
-            for at in told.get("mismatches", ())
-        ]
+        error.mismatches = [(at["address"], at["expected"], at["found"]) for at in told.get("mismatches", ())]
     return error

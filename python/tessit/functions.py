@@ -65,30 +65,22 @@ C_TYPES: Dict[str, CType] = {
     "result_code_t": _signed(_Named(constants.ResultCode)),
     "chip_family_t": _unsigned(ctypes.c_uint32, _Named(constants.ChipFamily)),
     "chip_version_t": _unsigned(ctypes.c_uint32, _Named(constants.ChipVersion)),
-    "readback_protection_status_t": _unsigned(
-        ctypes.c_uint32, _Named(constants.Protection)
-    ),
+    "readback_protection_status_t": _unsigned(ctypes.c_uint32, _Named(constants.Protection)),
     "region_0_source_t": _unsigned(ctypes.c_uint32, _Named(constants.Region0Source)),
     "cpu_register_t": _signed(_Named(constants.Register)),
     "ram_power_status_t": _unsigned(ctypes.c_uint32, _Named(constants.RamPower)),
     "rtt_direction_t": _signed(_Named(constants.RttDirection)),
     "qspi_read_mode_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiReadMode)),
     "qspi_write_mode_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiWriteMode)),
-    "qspi_address_mode_t": _unsigned(
-        ctypes.c_uint32, _Named(constants.QspiAddressMode)
-    ),
+    "qspi_address_mode_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiAddressMode)),
     "qspi_frequency_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiFrequency)),
     "qspi_spi_mode_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiSpiMode)),
     "qspi_level_io_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiLevel)),
-    "qspi_page_program_size_t": _unsigned(
-        ctypes.c_uint32, _Named(constants.QspiPageSize)
-    ),
+    "qspi_page_program_size_t": _unsigned(ctypes.c_uint32, _Named(constants.QspiPageSize)),
     "qspi_erase_len_t": _signed(_Named(constants.QspiErase)),
     "int": _signed(),
     "void": CType(None),
-    "const char*": CType(
-        ctypes.c_char_p, lambda text: (text or b"").decode(errors="replace")
-    ),
+    "const char*": CType(ctypes.c_char_p, lambda text: (text or b"").decode(errors="replace")),
 }
 
 
@@ -136,9 +128,7 @@ class Function:
 
     def declaration(self, prefix: str) -> str:
         """As the header declares it, without the words for the compiler."""
-        parameters = (
-            ", ".join(parameter.declaration for parameter in self.parameters) or "void"
-        )
+        parameters = ", ".join(parameter.declaration for parameter in self.parameters) or "void"
         gap = "" if self.returns.endswith("*") else " "
         return f"{self.returns}{gap}{prefix}{self.name}({parameters})"
 
@@ -164,9 +154,7 @@ class BoundFunction:
     def __call__(self, *inputs: Any) -> Tuple[Any, List[Any]]:
         """Call with what goes in, in the header's order; what it returned, and what came out."""
         if len(inputs) != self._inputs:
-            raise TypeError(
-                f"{self.name} takes {self._inputs} arguments, {len(inputs)} were given"
-            )
+            raise TypeError(f"{self.name} takes {self._inputs} arguments, {len(inputs)} were given")
         waiting = iter(inputs)
         outputs: List[Tuple[CType, Any]] = []
         arguments: List[Any] = []
@@ -178,57 +166,35 @@ class BoundFunction:
             else:
                 arguments.append(self._to_c(parameter, next(waiting)))
         returned = self._entry(*arguments)
-        return self._returned(returned or 0), [
-            kind.from_c(place.value) for kind, place in outputs
-        ]
+        return self._returned(returned or 0), [kind.from_c(place.value) for kind, place in outputs]
 
     def _to_c(self, parameter: Parameter, given: Any) -> Any:
         if parameter.is_pointer:
             if isinstance(given, int):
-                raise TypeError(
-                    f"{self.name}: {parameter.name} takes memory or None, not a number"
-                )
+                raise TypeError(f"{self.name}: {parameter.name} takes memory or None, not a number")
             return given
         kind = C_TYPES[parameter.c_type]
         number = int(given)
         if not kind.lowest <= number <= kind.highest:
-            raise BadArgumentError(
-                f"{self.name}: {parameter.name} is {number}, not {kind.lowest} to {kind.highest:#x}"
-            )
+            raise BadArgumentError(f"{self.name}: {parameter.name} is {number}, not {kind.lowest} to {kind.highest:#x}")
         return kind.ctype(number)
 
 
-def bind(
-    library: ctypes.CDLL, prefix: str, functions: Mapping[str, Function]
-) -> Dict[str, BoundFunction]:
+def bind(library: ctypes.CDLL, prefix: str, functions: Mapping[str, Function]) -> Dict[str, BoundFunction]:
     """All functions of a table; AttributeError names one that the library lacks."""
-    return {
-        name: BoundFunction(row, getattr(library, prefix + name))
-        for name, row in functions.items()
-    }
+    return {name: BoundFunction(row, getattr(library, prefix + name)) for name, row in functions.items()}
 
 
 def shown(bound: BoundFunction, inputs: Tuple[Any, ...]) -> str:
     """A call in words, with its numbers: ``read(0x20000000, 16)``."""
     going_in = [parameter for parameter in bound.parameters if not parameter.comes_out]
     numbers = [
-        _shown_number(parameter, given)
-        for parameter, given in zip(going_in, inputs)
-        if not parameter.is_pointer
+        _shown_number(parameter, given) for parameter, given in zip(going_in, inputs) if not parameter.is_pointer
     ]
     return f"{bound.name}({', '.join(numbers)})"
 
 
-_SHOWN_IN_HEX = (
-    "addr",
-    "address",
-    "reg_addr",
-    "pc",
-    "sp",
-    "data",
-    "register_data",
-    "instruction_code",
-)
+_SHOWN_IN_HEX = ("addr", "address", "reg_addr", "pc", "sp", "data", "register_data", "instruction_code")
 
 
 def _shown_number(parameter: Parameter, number: Any) -> str:

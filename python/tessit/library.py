@@ -69,10 +69,7 @@ class Library:
         return self
 
     def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        exception: Optional[BaseException],
-        trace: Optional[TracebackType],
+        self, kind: Optional[Type[BaseException]], exception: Optional[BaseException], trace: Optional[TracebackType]
     ) -> None:
         self.close()
 

@@ -29,48 +29,27 @@ _SOURCE = _PACKAGE.parent.parent
 
 def source_tree() -> Optional[pathlib.Path]:
     """The source tree that this package stands in, or None where it is installed."""
-    is_one = (_SOURCE / "include" / "jlinkarm_birch_tessit.h").is_file() and (
-        _SOURCE / "CMakeLists.txt"
-    ).is_file()
+    is_one = (_SOURCE / "include" / "jlinkarm_birch_tessit.h").is_file() and (_SOURCE / "CMakeLists.txt").is_file()
     return _SOURCE if is_one else None
 
 
 def library(given: Optional[Path] = None) -> pathlib.Path:
     """The library ``jlinkarm_birch_tessit``; LibraryNotFoundError lists what was looked at."""
-    names = (
-        ["jlinkarm_birch_tessit.dll"] if _WINDOWS else ["libjlinkarm_birch_tessit.so.0"]
-    )
-    return _find(
-        "the library jlinkarm_birch_tessit",
-        given,
-        "TESSIT_LIBRARY",
-        _places(_library_folders, names),
-    )
+    names = ["jlinkarm_birch_tessit.dll"] if _WINDOWS else ["libjlinkarm_birch_tessit.so.0"]
+    return _find("the library jlinkarm_birch_tessit", given, "TESSIT_LIBRARY", _places(_library_folders, names))
 
 
 def simulation(given: Optional[Path] = None) -> pathlib.Path:
     """The simulated J-Link library; LibraryNotFoundError lists what was looked at."""
-    names = (
-        ["jlinkarm_sim.dll", "libjlinkarm_sim.dll"]
-        if _WINDOWS
-        else ["libjlinkarm_sim.so"]
-    )
-    return _find(
-        "the simulated J-Link library",
-        given,
-        "TESSIT_SIMULATION",
-        _places(_plugin_folders, names),
-    )
+    names = ["jlinkarm_sim.dll", "libjlinkarm_sim.dll"] if _WINDOWS else ["libjlinkarm_sim.so"]
+    return _find("the simulated J-Link library", given, "TESSIT_SIMULATION", _places(_plugin_folders, names))
 
 
 def command(given: Optional[Path] = None) -> pathlib.Path:
     """The command ``tessit``; LibraryNotFoundError lists what was looked at."""
     name = "tessit.exe" if _WINDOWS else "tessit"
     return _find(
-        "the command tessit",
-        given,
-        "TESSIT_COMMAND",
-        _places(lambda prefix: [prefix / "bin", prefix], [name]),
+        "the command tessit", given, "TESSIT_COMMAND", _places(lambda prefix: [prefix / "bin", prefix], [name])
     )
 
 
@@ -78,24 +57,14 @@ def example_firmware(name: str) -> pathlib.Path:
     """An example firmware, for example ``"rtt_echo"``; LibraryNotFoundError lists what was looked at."""
     tree = source_tree()
     folders = [tree / "examples" / "firmware"] if tree is not None else []
-    folders += [
-        prefix / "share" / "doc" / "tessit" / "examples" / "firmware"
-        for prefix in _prefixes()
-    ]
-    return _find(
-        f"the example firmware {name}",
-        None,
-        "",
-        [folder / f"{name}.hex" for folder in folders],
-    )
+    folders += [prefix / "share" / "doc" / "tessit" / "examples" / "firmware" for prefix in _prefixes()]
+    return _find(f"the example firmware {name}", None, "", [folder / f"{name}.hex" for folder in folders])
 
 
 def jlink(given: Optional[Path] = None) -> pathlib.Path:
     """The J-Link library; LibraryNotFoundError lists what was looked at. Nothing falls back to the simulation."""
     if given and not os.path.dirname(given):
-        return pathlib.Path(
-            given
-        )  # a bare file name is for the system's loader to find
+        return pathlib.Path(given)  # a bare file name is for the system's loader to find
     return _find(
         "the J-Link library",
         given,
@@ -140,39 +109,24 @@ def _library_folders(prefix: pathlib.Path) -> List[pathlib.Path]:
     folders += [prefix / "lib"]
     folders += [prefix / "lib" / str(multiarch)] if multiarch else []
     # The build folder has everything side by side.
-    return [
-        *folders,
-        prefix / "lib64",
-        *([prefix] if prefix.name == "build" or _WINDOWS else []),
-    ]
+    return [*folders, prefix / "lib64", *([prefix] if prefix.name == "build" or _WINDOWS else [])]
 
 
 def _plugin_folders(prefix: pathlib.Path) -> List[pathlib.Path]:
     folders = _library_folders(prefix)
-    return [folder / "tessit" for folder in folders if folder != prefix] + [
-        f for f in folders if f == prefix
-    ]
+    return [folder / "tessit" for folder in folders if folder != prefix] + [f for f in folders if f == prefix]
 
 
-def _places(
-    folders: Callable[[pathlib.Path], List[pathlib.Path]], names: Iterable[str]
-) -> List[pathlib.Path]:
+def _places(folders: Callable[[pathlib.Path], List[pathlib.Path]], names: Iterable[str]) -> List[pathlib.Path]:
     names = list(names)
-    return [
-        folder / name
-        for prefix in _prefixes()
-        for folder in folders(prefix)
-        for name in names
-    ]
+    return [folder / name for prefix in _prefixes() for folder in folders(prefix) for name in names]
 
 
 def _jlink_places() -> List[pathlib.Path]:
     """Where the J-Link software puts its library, the newest of several versions first."""
     if _WINDOWS:
         name = "JLink_x64.dll" if sys.maxsize > 2**32 else "JLinkARM.dll"
-        parent = (
-            pathlib.Path(os.environ.get("ProgramFiles", r"C:\Program Files")) / "SEGGER"
-        )
+        parent = pathlib.Path(os.environ.get("ProgramFiles", r"C:\Program Files")) / "SEGGER"
         others: Tuple[pathlib.Path, ...] = ()
     else:
         name = "libjlinkarm.so"
@@ -183,11 +137,7 @@ def _jlink_places() -> List[pathlib.Path]:
 
 
 def _find(
-    what: str,
-    given: Optional[Path],
-    variable: str,
-    places: Iterable[pathlib.Path],
-    hint: Optional[str] = None,
+    what: str, given: Optional[Path], variable: str, places: Iterable[pathlib.Path], hint: Optional[str] = None
 ) -> pathlib.Path:
     named: Tuple[Tuple[str, Optional[Path]], ...] = (
         ("the argument", given),
@@ -198,9 +148,7 @@ def _find(
             chosen = pathlib.Path(path)
             if chosen.exists():
                 return chosen.absolute()
-            raise LibraryNotFoundError(
-                f"{what} is not where {source} says: {chosen} does not exist"
-            )
+            raise LibraryNotFoundError(f"{what} is not where {source} says: {chosen} does not exist")
     looked_at = list(dict.fromkeys(places))
     for place in looked_at:
         if place.is_file():
@@ -210,7 +158,4 @@ def _find(
     default_hint = "Install it, or build it with `scripts/build release`" + (
         f", or name it with {variable}" if variable else ""
     )
-    raise LibraryNotFoundError(
-        f"{what} was not found; looked at{unset}:{listing}",
-        hint=hint or f"{default_hint}.",
-    )
+    raise LibraryNotFoundError(f"{what} was not found; looked at{unset}:{listing}", hint=hint or f"{default_hint}.")

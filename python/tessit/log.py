@@ -35,9 +35,7 @@ class CallLog:
         self._raw: Deque[bytes] = collections.deque(maxlen=MOST_LINES)
         self._callback = callback
         self._kept: Optional[BaseException] = None
-        receive: Callable[[bytes], None] = (
-            self._raw.append if callback is None else self._receive
-        )
+        receive: Callable[[bytes], None] = self._raw.append if callback is None else self._receive
         #: What the library calls; it has to live as long as the library is open.
         self.pointer: Any = function_pointer(None, ctypes.c_char_p)(receive)
 
@@ -63,9 +61,7 @@ class CallLog:
         lines = [_text(raw) for raw in self._raw]
         if logger.isEnabledFor(logging.INFO):
             for line in lines:
-                logger.log(
-                    logging.INFO if LOG_SEPARATOR in line else logging.DEBUG, "%s", line
-                )
+                logger.log(logging.INFO if LOG_SEPARATOR in line else logging.DEBUG, "%s", line)
         return lines
 
     def take_exception(self) -> Optional[BaseException]:
@@ -85,9 +81,7 @@ def _interrupt_waits() -> Iterator[None]:
         yield
         return
     came: List[Any] = []
-    before = signal.signal(
-        signal.SIGINT, lambda number, frame: came.append((number, frame))
-    )
+    before = signal.signal(signal.SIGINT, lambda number, frame: came.append((number, frame)))
     try:
         yield
     finally:

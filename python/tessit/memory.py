@@ -46,9 +46,7 @@ def pieces(address: int, length: int, step: int) -> Iterator[Tuple[int, int, int
     Between two calls Ctrl-C gets through.
     """
     if length < 0 or address + length > _ADDRESSES:
-        raise BadArgumentError(
-            f"{length} bytes at {address:#010x} reach beyond the address space"
-        )
+        raise BadArgumentError(f"{length} bytes at {address:#010x} reach beyond the address space")
     offset = 0
     while True:
         at = address + offset
@@ -59,22 +57,15 @@ def pieces(address: int, length: int, step: int) -> Iterator[Tuple[int, int, int
             return
 
 
-def require_equal(
-    what: str, address: int, expected: bytes, found: bytes, hint: str
-) -> None:
+def require_equal(what: str, address: int, expected: bytes, found: bytes, hint: str) -> None:
     """VerifyMismatchError with the first differing bytes, unless all are as they should."""
     if expected == found:
         return
-    different = [
-        at for at, (right, wrong) in enumerate(zip(expected, found)) if right != wrong
-    ]
+    different = [at for at, (right, wrong) in enumerate(zip(expected, found)) if right != wrong]
     mismatches: List[Tuple[int, int, int]] = [
         (address + at, expected[at], found[at]) for at in different[:_SHOWN_MISMATCHES]
     ]
-    listing = ", ".join(
-        f"{at:#010x} expected {right:#04x} found {wrong:#04x}"
-        for at, right, wrong in mismatches
-    )
+    listing = ", ".join(f"{at:#010x} expected {right:#04x} found {wrong:#04x}" for at, right, wrong in mismatches)
     more = len(different) - len(mismatches)
     error = VerifyMismatchError(
         f"{what}: the chip differs in {len(different)} bytes: {listing}{f', and {more} more' if more else ''}",

@@ -10,13 +10,7 @@ from typing import Any, Dict, List, Optional, Set
 
 from . import location
 from .constants import ChipFamily, ResultCode
-from .errors import (
-    LibraryNotFoundError,
-    SecondSessionError,
-    TessitError,
-    WrongStateError,
-    call_error,
-)
+from .errors import LibraryNotFoundError, SecondSessionError, TessitError, WrongStateError, call_error
 from .functions import BoundFunction, SharedLibrary, bind, optional_text, shown
 from .interface import EXPORTS, PREFIX
 from .log import CallLog, LogCallback, logger
@@ -36,21 +30,14 @@ def load(path: pathlib.Path) -> Dict[str, BoundFunction]:
         try:
             _loaded[path] = bind(SharedLibrary(str(path)), PREFIX, EXPORTS)
         except (OSError, AttributeError) as reason:
-            raise LibraryNotFoundError(
-                f"the library {path} cannot be used: {reason}"
-            ) from reason
+            raise LibraryNotFoundError(f"the library {path} cannot be used: {reason}") from reason
     return _loaded[path]
 
 
 class NativeSession:
     """The library opened with a J-Link library: what all calls pass through."""
 
-    def __init__(
-        self,
-        jlink: location.Path,
-        library: Optional[location.Path],
-        log: Optional[LogCallback],
-    ) -> None:
+    def __init__(self, jlink: location.Path, library: Optional[location.Path], log: Optional[LogCallback]) -> None:
         global _session
         if _session is not None and _session.is_of_this_process:
             raise SecondSessionError(
@@ -65,16 +52,9 @@ class NativeSession:
         self._in_call = False
         self._has_probe = False
         try:
-            self.call(
-                "open_dll",
-                optional_text(os.fspath(jlink)),
-                self._log.pointer,
-                ChipFamily.BIRCH_FAMILY,
-            )
+            self.call("open_dll", optional_text(os.fspath(jlink)), self._log.pointer, ChipFamily.BIRCH_FAMILY)
         except BaseException:
-            self._functions[
-                "close_dll"
-            ]()  # it may be open: the exception may be the callback's
+            self._functions["close_dll"]()  # it may be open: the exception may be the callback's
             raise
         _session = self
 
@@ -111,9 +91,7 @@ class NativeSession:
             raise WrongStateError(f"{name}: the library is closed", operation=name)
         with one_call_at_a_time:
             if self._in_call:
-                raise WrongStateError(
-                    f"{name}: the library cannot be called from its own log callback"
-                )
+                raise WrongStateError(f"{name}: the library cannot be called from its own log callback")
             self._in_call = True
             try:
                 code, outputs = self._log.call(lambda: bound(*inputs))
@@ -128,12 +106,8 @@ class NativeSession:
             raise error
         return outputs[0] if len(outputs) == 1 else tuple(outputs) or None
 
-    def _error_of(
-        self, code: ResultCode, bound: BoundFunction, inputs: Any, lines: List[str]
-    ) -> TessitError:
-        return call_error(
-            code, shown(bound, inputs), bound.name, lines, self._has_lost_probe()
-        )
+    def _error_of(self, code: ResultCode, bound: BoundFunction, inputs: Any, lines: List[str]) -> TessitError:
+        return call_error(code, shown(bound, inputs), bound.name, lines, self._has_lost_probe())
 
     def _has_lost_probe(self) -> bool:
         if not self._has_probe:

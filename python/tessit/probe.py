@@ -5,19 +5,7 @@ from __future__ import annotations
 import contextlib
 import ctypes
 from types import TracebackType
-from typing import (
-    TYPE_CHECKING,
-    Any,
-    Callable,
-    Dict,
-    Iterator,
-    List,
-    Mapping,
-    Optional,
-    Tuple,
-    Type,
-    Union,
-)
+from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Tuple, Type, Union
 
 from . import buffers, command, memory
 from .constants import ChipVersion, Protection, RamPower, Region0Source, Register
@@ -47,9 +35,7 @@ class Registers(Mapping[str, int]):
     :class:`tessit.Register`. Every access halts the CPU, which stays halted.
     """
 
-    _NAMES = tuple(
-        _REGISTER_ALIASES.get(register, register.name.lower()) for register in Register
-    )
+    _NAMES = tuple(_REGISTER_ALIASES.get(register, register.name.lower()) for register in Register)
 
     def __init__(self, call: Callable[..., Any]) -> None:
         self._call = call
@@ -74,9 +60,7 @@ class Registers(Mapping[str, int]):
             return Register(self._NAMES.index(lower))
         if lower.upper() in Register.__members__:
             return Register[lower.upper()]
-        raise KeyError(
-            f"there is no CPU register {name!r}; there are {', '.join(self._NAMES)}"
-        )
+        raise KeyError(f"there is no CPU register {name!r}; there are {', '.join(self._NAMES)}")
 
 
 class Probe:
@@ -87,9 +71,7 @@ class Probe:
     Nothing is rolled back: what was done before a failure stays done.
     """
 
-    def __init__(
-        self, library: Library, native: NativeSession, serial: int, speed: int
-    ) -> None:
+    def __init__(self, library: Library, native: NativeSession, serial: int, speed: int) -> None:
         self._library = library
         self._native = native
         self._speed = speed
@@ -101,10 +83,7 @@ class Probe:
 
     def _call(self, name: str, *inputs: Any) -> Any:
         if self.is_closed:  # the library's session may be another probe's by now
-            raise WrongStateError(
-                f"{name}: the session with probe {self._serial} is closed",
-                operation=name,
-            )
+            raise WrongStateError(f"{name}: the session with probe {self._serial} is closed", operation=name)
         return self._native.call(name, *inputs)
 
     def _connect(self) -> None:
@@ -122,10 +101,7 @@ class Probe:
         return self
 
     def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        exception: Optional[BaseException],
-        trace: Optional[TracebackType],
+        self, kind: Optional[Type[BaseException]], exception: Optional[BaseException], trace: Optional[TracebackType]
     ) -> None:
         try:
             self.close()
@@ -302,12 +278,7 @@ class Probe:
             self._call("read", at, ctypes.c_void_p(place + offset), size)
 
     def write(
-        self,
-        address: int,
-        data: buffers.Buffer,
-        *,
-        flash: Optional[bool] = None,
-        verify: Optional[bool] = None,
+        self, address: int, data: buffers.Buffer, *, flash: Optional[bool] = None, verify: Optional[bool] = None
     ) -> None:
         """Write bytes at an address that is a multiple of 4.
 
@@ -330,47 +301,31 @@ class Probe:
                 f"write: {address:#010x} is in the factory area, which ignores plain writes",
                 hint="probe.write_factory() is for it; it can never be erased.",
             )
-        through_controller = (
-            memory.needs_flash_controller(address) if flash is None else flash
-        )
+        through_controller = memory.needs_flash_controller(address) if flash is None else flash
         keeper, place, length = buffers.readable(data)
         for at, offset, size in memory.pieces(address, length, self.transfer_bytes):
-            self._call(
-                "write",
-                at,
-                ctypes.c_void_p(place + offset),
-                size,
-                int(through_controller),
-            )
+            self._call("write", at, ctypes.c_void_p(place + offset), size, int(through_controller))
         if through_controller if verify is None else verify:
             written = ctypes.string_at(place, length)
-            memory.require_equal(
-                "write", address, written, self.read(address, length), _ERASE_FIRST
-            )
+            memory.require_equal("write", address, written, self.read(address, length), _ERASE_FIRST)
         del keeper
 
     def read_word(self, address: int) -> int:
         """Read a 32-bit word at an address that is a multiple of 4."""
         return int(self._call("read_u32", address))
 
-    def write_word(
-        self, address: int, number: int, *, flash: Optional[bool] = None
-    ) -> None:
+    def write_word(self, address: int, number: int, *, flash: Optional[bool] = None) -> None:
         """Write a 32-bit word, 0 to 0xFFFFFFFF, at an address that is a multiple of 4. `flash` as in :meth:`write`; a
         word written through the flash controller is read back.
 
         Raises:
             BadArgumentError, VerifyMismatchError, JLinkError, FlashTimeoutError
         """
-        through_controller = (
-            memory.needs_flash_controller(address) if flash is None else flash
-        )
+        through_controller = memory.needs_flash_controller(address) if flash is None else flash
         self._call("write_u32", address, number, int(through_controller))
         if through_controller:
             found = self.read_word(address).to_bytes(4, "little")
-            memory.require_equal(
-                "write_word", address, number.to_bytes(4, "little"), found, _ERASE_FIRST
-            )
+            memory.require_equal("write_word", address, number.to_bytes(4, "little"), found, _ERASE_FIRST)
 
     def write_factory(self, address: int, data: buffers.Buffer) -> None:
         """Write whole words of the factory area, **which can never be erased**.
@@ -394,29 +349,15 @@ class Probe:
         Raises:
             UnsupportedError: it tells nothing that makes sense.
         """
-        page, count = self.read_word(memory.FICR_PAGE_SIZE), self.read_word(
-            memory.FICR_PAGE_COUNT
-        )
-        if (
-            not 512 <= page <= 65536
-            or page & (page - 1)
-            or not 0 < page * count <= 16 << 20
-        ):
-            raise UnsupportedError(
-                "the chip's factory area does not tell the size of its flash and of its pages"
-            )
+        page, count = self.read_word(memory.FICR_PAGE_SIZE), self.read_word(memory.FICR_PAGE_COUNT)
+        if not 512 <= page <= 65536 or page & (page - 1) or not 0 < page * count <= 16 << 20:
+            raise UnsupportedError("the chip's factory area does not tell the size of its flash and of its pages")
         return memory.FlashGeometry(page, page * count)
 
     # ---- erases
 
     def _require_erased(self, what: str, address: int, length: int) -> None:
-        memory.require_equal(
-            what,
-            address,
-            b"\xff" * length,
-            self.read(address, length),
-            _PROTECTED_BLOCK,
-        )
+        memory.require_equal(what, address, b"\xff" * length, self.read(address, length), _PROTECTED_BLOCK)
 
     def erase_page(self, address: int, *, verify: bool = True) -> None:
         """Erase the page of flash that holds `address`, and read it back; 85 ms and more.
@@ -473,11 +414,7 @@ class Probe:
         self._call("read_ram_sections_power_status", power, count)
         sections, address = [], memory.RAM_START
         for index, (size, state) in enumerate(zip(sizes, power)):
-            sections.append(
-                memory.RamSection(
-                    index, address, size, state == RamPower.RAM_SECTION_ON
-                )
-            )
+            sections.append(memory.RamSection(index, address, size, state == RamPower.RAM_SECTION_ON))
             address += size
         return sections
 
@@ -518,9 +455,7 @@ class Probe:
 
     # ---- talking with the firmware, and external flash
 
-    def rtt(
-        self, *, address: Optional[int] = None, reset: bool = False, wait: float = 5.0
-    ) -> Rtt:
+    def rtt(self, *, address: Optional[int] = None, reset: bool = False, wait: float = 5.0) -> Rtt:
         """RTT, for a ``with`` statement: what the firmware says, and what it is told.
 
         Args:
@@ -559,16 +494,9 @@ class Probe:
         return self._command(command.verify, files, options)
 
     def _command(
-        self,
-        run: Callable[..., Dict[str, Any]],
-        files: Tuple[Path, ...],
-        options: Mapping[str, Any],
+        self, run: Callable[..., Dict[str, Any]], files: Tuple[Path, ...], options: Mapping[str, Any]
     ) -> Dict[str, Any]:
         jlink = self._library.jlink
-        where: Dict[str, Any] = (
-            {"sim": True} if is_simulation(jlink) else {"jlink": jlink}
-        )
+        where: Dict[str, Any] = {"sim": True} if is_simulation(jlink) else {"jlink": jlink}
         with self.released():
-            return run(
-                *files, probe=self._serial, speed=self._speed, **where, **options
-            )
+            return run(*files, probe=self._serial, speed=self._speed, **where, **options)

@@ -12,18 +12,7 @@ import sys
 import time
 import traceback
 from dataclasses import dataclass
-from typing import (
-    Any,
-    Callable,
-    Dict,
-    Generic,
-    Iterable,
-    Iterator,
-    List,
-    Optional,
-    Tuple,
-    TypeVar,
-)
+from typing import Any, Callable, Dict, Generic, Iterable, Iterator, List, Optional, Tuple, TypeVar
 
 from . import location
 from .errors import BadArgumentError, TessitError
@@ -120,14 +109,10 @@ def spawn(
     return [done[serial] for serial in order]
 
 
-def _require_sensible(
-    function: Callable[[Probe], Any], serials: List[int], jobs: Optional[int]
-) -> None:
+def _require_sensible(function: Callable[[Probe], Any], serials: List[int], jobs: Optional[int]) -> None:
     twice = sorted({serial for serial in serials if serials.count(serial) > 1})
     if twice:
-        raise BadArgumentError(
-            f"spawn: probe {twice[0]} stands twice among the serial numbers"
-        )
+        raise BadArgumentError(f"spawn: probe {twice[0]} stands twice among the serial numbers")
     if jobs is not None and jobs < 1:
         raise BadArgumentError(f"spawn: jobs is {jobs}, not 1 or more")
     try:
@@ -144,12 +129,7 @@ class _Process:
     """One probe's process, and the pipe on which its result comes."""
 
     def __init__(
-        self,
-        function: Any,
-        serial: int,
-        jlink: location.Path,
-        library: Optional[location.Path],
-        speed: int,
+        self, function: Any, serial: int, jlink: location.Path, library: Optional[location.Path], speed: int
     ) -> None:
         # A forked process would share the session of this one; a new interpreter does not, on any system.
         context = multiprocessing.get_context("spawn")
@@ -157,9 +137,7 @@ class _Process:
         self._begin = time.monotonic()
         self.results, theirs = context.Pipe(duplex=False)
         self._process = context.Process(
-            target=_work,
-            args=(theirs, function, serial, jlink, library, speed),
-            name=f"tessit {serial}",
+            target=_work, args=(theirs, function, serial, jlink, library, speed), name=f"tessit {serial}"
         )
         self._process.start()
         theirs.close()
@@ -178,16 +156,8 @@ class _Process:
             value, error, told = self.results.recv()
         except EOFError:
             value, told, error = None, "", None
-        except (
-            Exception
-        ) as reason:  # an exception that can be pickled and not made again
-            value, told, error = (
-                None,
-                "",
-                ProcessError(
-                    f"probe {self.serial}: its result cannot be read: {reason!r}"
-                ),
-            )
+        except Exception as reason:  # an exception that can be pickled and not made again
+            value, told, error = (None, "", ProcessError(f"probe {self.serial}: its result cannot be read: {reason!r}"))
         self._process.join()
         self.results.close()
         if told is None and error is None:
@@ -237,16 +207,10 @@ def _work(
         signal.signal(signal.SIGINT, signal.SIG_IGN)
         signal.signal(signal.SIGTERM, signal.default_int_handler)
     try:
-        with Library(jlink, library=library) as opened, opened.probe(
-            serial, speed
-        ) as probe:
+        with Library(jlink, library=library) as opened, opened.probe(serial, speed) as probe:
             value = function(probe)
         _require_portable(value)
-        message: Tuple[Any, Optional[BaseException], Optional[str]] = (
-            value,
-            None,
-            None,
-        )
+        message: Tuple[Any, Optional[BaseException], Optional[str]] = (value, None, None)
     except BaseException as exception:
         told = traceback.format_exc()
         message = (None, _portable(exception, told), told)
@@ -258,9 +222,7 @@ def _require_portable(value: Any) -> None:
     try:
         pickle.dumps(value)
     except Exception as reason:
-        raise ProcessError(
-            f"what the function returned cannot be given to another process: {reason}"
-        ) from reason
+        raise ProcessError(f"what the function returned cannot be given to another process: {reason}") from reason
 
 
 def _portable(exception: BaseException, told: str) -> BaseException:
@@ -271,6 +233,4 @@ def _portable(exception: BaseException, told: str) -> BaseException:
             return exception
     except Exception:
         logger.debug("process %s: %r cannot be pickled", os.getpid(), exception)
-    return ProcessError(
-        f"{type(exception).__name__}: {exception}", log=told.splitlines()
-    )
+    return ProcessError(f"{type(exception).__name__}: {exception}", log=told.splitlines())

@@ -86,9 +86,7 @@ class QspiConfig:
 def _pin(line: str, name: str) -> Tuple[int, int]:
     found = re.fullmatch(r"[Pp]([01])\.(\d{1,2})", name)
     if not found or int(found[2]) > (31, 15)[int(found[1])]:
-        raise BadArgumentError(
-            f"{line}: {name!r} is no pin; pins are P0.0 to P0.31 and P1.0 to P1.15"
-        )
+        raise BadArgumentError(f"{line}: {name!r} is no pin; pins are P0.0 to P0.31 and P1.0 to P1.15")
     return int(found[1]), int(found[2])
 
 
@@ -99,13 +97,7 @@ class Qspi:
     Failures: WrongStateError after a lost connection, FlashTimeoutError, JLinkError.
     """
 
-    def __init__(
-        self,
-        probe: Probe,
-        call: Callable[..., Any],
-        config: QspiConfig,
-        retain_ram: bool,
-    ) -> None:
+    def __init__(self, probe: Probe, call: Callable[..., Any], config: QspiConfig, retain_ram: bool) -> None:
         self._probe = probe
         self._call = call
         self._config = config
@@ -119,10 +111,7 @@ class Qspi:
         return self
 
     def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        exception: Optional[BaseException],
-        trace: Optional[TracebackType],
+        self, kind: Optional[Type[BaseException]], exception: Optional[BaseException], trace: Optional[TracebackType]
     ) -> None:
         try:
             self._call("qspi_uninit")
@@ -147,9 +136,7 @@ class Qspi:
         self._read(address, ctypes.addressof(array), length)
 
     def _read(self, address: int, place: int, length: int) -> None:
-        for at, offset, size in memory.pieces(
-            address, length, self._probe.transfer_bytes
-        ):
+        for at, offset, size in memory.pieces(address, length, self._probe.transfer_bytes):
             self._call("qspi_read", at, ctypes.c_void_p(place + offset), size)
 
     def write(self, address: int, data: buffers.Buffer, *, verify: bool = True) -> None:
@@ -161,26 +148,19 @@ class Qspi:
             FlashTimeoutError: it stays busy.
         """
         keeper, place, length = buffers.readable(data)
-        for at, offset, size in memory.pieces(
-            address, length, self._probe.transfer_bytes
-        ):
+        for at, offset, size in memory.pieces(address, length, self._probe.transfer_bytes):
             self._call("qspi_write", at, ctypes.c_void_p(place + offset), size)
         self._wait_until_written()
         if verify:
             written = ctypes.string_at(place, length)
-            memory.require_equal(
-                "qspi_write", address, written, self.read(address, length), _PROTECTED
-            )
+            memory.require_equal("qspi_write", address, written, self.read(address, length), _PROTECTED)
         del keeper
 
     def _wait_until_written(self) -> None:
         for _ in range(_MOST_STATUS_READS):
             if not self.custom(_READ_STATUS, receive=1)[0] >> self._config.wip_bit & 1:
                 return
-        raise FlashTimeoutError(
-            "qspi_write: the external flash stays busy",
-            hint="Check its supply and wip_bit.",
-        )
+        raise FlashTimeoutError("qspi_write: the external flash stays busy", hint="Check its supply and wip_bit.")
 
     def erase(self, address: int, length: QspiErase, *, verify: bool = True) -> None:
         """Erase, wait for the flash, and look whether the first and the last 16 bytes are blank.
@@ -198,24 +178,12 @@ class Qspi:
         self._call("qspi_erase", address, length)
         if not verify:
             return
-        sizes = {
-            QspiErase.ERASE4KB: 4096,
-            QspiErase.ERASE32KB: 32768,
-            QspiErase.ERASE64KB: 65536,
-        }
-        places = (
-            [0]
-            if length == QspiErase.ERASEALL
-            else [address, address + sizes[length] - 16]
-        )
+        sizes = {QspiErase.ERASE4KB: 4096, QspiErase.ERASE32KB: 32768, QspiErase.ERASE64KB: 65536}
+        places = [0] if length == QspiErase.ERASEALL else [address, address + sizes[length] - 16]
         for place in places:
-            memory.require_equal(
-                "qspi_erase", place, b"\xff" * 16, self.read(place, 16), _PROTECTED
-            )
+            memory.require_equal("qspi_erase", place, b"\xff" * 16, self.read(place, 16), _PROTECTED)
 
-    def custom(
-        self, opcode: int, data: buffers.Buffer = b"", *, receive: int = 0
-    ) -> bytes:
+    def custom(self, opcode: int, data: buffers.Buffer = b"", *, receive: int = 0) -> bytes:
         """Send an instruction of one's own.
 
         Args:

@@ -4,16 +4,7 @@ from __future__ import annotations
 
 import ctypes
 from types import TracebackType
-from typing import (
-    TYPE_CHECKING,
-    Any,
-    Callable,
-    Iterator,
-    List,
-    NamedTuple,
-    Optional,
-    Type,
-)
+from typing import TYPE_CHECKING, Any, Callable, Iterator, List, NamedTuple, Optional, Type
 
 from . import buffers
 from .constants import RttDirection
@@ -45,12 +36,7 @@ class Rtt:
     """
 
     def __init__(
-        self,
-        probe: Probe,
-        call: Callable[..., Any],
-        address: Optional[int],
-        reset: bool,
-        wait: float,
+        self, probe: Probe, call: Callable[..., Any], address: Optional[int], reset: bool, wait: float
     ) -> None:
         self._probe = probe
         self._call = call
@@ -80,10 +66,7 @@ class Rtt:
         return self
 
     def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        exception: Optional[BaseException],
-        trace: Optional[TracebackType],
+        self, kind: Optional[Type[BaseException]], exception: Optional[BaseException], trace: Optional[TracebackType]
     ) -> None:
         if exception is None:
             self._call("rtt_stop")
@@ -128,17 +111,13 @@ class Rtt:
         """Whether the firmware's control block has been found."""
         return bool(self._call("rtt_is_control_block_found"))
 
-    def channels(
-        self, direction: RttDirection = RttDirection.UP_DIRECTION
-    ) -> List[RttChannel]:
+    def channels(self, direction: RttDirection = RttDirection.UP_DIRECTION) -> List[RttChannel]:
         """The channels of a direction: up is from the firmware."""
         down, up = self._call("rtt_read_channel_count")
         found = []
         for index in range(up if direction == RttDirection.UP_DIRECTION else down):
             name = ctypes.create_string_buffer(33)
-            size = self._call(
-                "rtt_read_channel_info", index, direction, name, len(name)
-            )
+            size = self._call("rtt_read_channel_info", index, direction, name, len(name))
             found.append(RttChannel(index, name.value.decode(errors="replace"), size))
         return found
 
@@ -156,9 +135,7 @@ class Rtt:
         count = self._call("rtt_read", channel, place, most)
         return place.raw[:count]
 
-    def write(
-        self, data: buffers.Buffer, channel: int = 0, timeout: float = 5.0
-    ) -> None:
+    def write(self, data: buffers.Buffer, channel: int = 0, timeout: float = 5.0) -> None:
         """Tell the firmware something on a down channel: all of it, as its ring gets room.
 
         Raises:
@@ -173,12 +150,7 @@ class Rtt:
             before = -1
             while before < written < length:
                 before = written
-                written += self._call(
-                    "rtt_write",
-                    channel,
-                    ctypes.c_void_p(place + written),
-                    length - written,
-                )
+                written += self._call("rtt_write", channel, ctypes.c_void_p(place + written), length - written)
             return written == length
 
         if not self._until(all_is_written, timeout):

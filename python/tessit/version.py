@@ -21,8 +21,4 @@ def version_in(source: pathlib.Path) -> str:
 def package_version() -> str:
     """The version of this package."""
     source = location.source_tree()
-    return (
-        version_in(source)
-        if source is not None
-        else importlib.metadata.version("tessit")
-    )
+    return version_in(source) if source is not None else importlib.metadata.version("tessit")

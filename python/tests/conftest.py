@@ -32,6 +32,4 @@ def calls(monkeypatch: pytest.MonkeyPatch) -> List[str]:
 @pytest.fixture
 def echo(bench: tessit.sim.Bench) -> None:
     """The chip of the bench holds the firmware rtt_echo."""
-    tessit.program(
-        tessit.sim.example_firmware("rtt_echo"), probe=bench.serial, sim=True
-    )
+    tessit.program(tessit.sim.example_firmware("rtt_echo"), probe=bench.serial, sim=True)

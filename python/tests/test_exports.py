@@ -67,12 +67,7 @@ def protection(on: On) -> Any:
     locked = on.probe.protection
     on.probe.debug_reset()  # through the control access port
     on.probe.recover()
-    return (
-        before.name,
-        locked.name,
-        on.probe.protection.name,
-        on.probe.read_word(0x2000),
-    )
+    return (before.name, locked.name, on.probe.protection.name, on.probe.read_word(0x2000))
 
 
 def run_control(on: On) -> Any:
@@ -95,11 +90,7 @@ def run_control(on: On) -> Any:
 
 def resets(on: On) -> Any:
     reasons = []
-    for reset in (
-        lambda: on.probe.reset(halt=True),
-        on.probe.debug_reset,
-        on.probe.pin_reset,
-    ):
+    for reset in (lambda: on.probe.reset(halt=True), on.probe.debug_reset, on.probe.pin_reset):
         on.probe.write_word(0x40000400, 0xFFFFFFFF)
         reset()
         reasons.append((on.probe.is_connected, on.probe.read_word(0x40000400)))
@@ -136,9 +127,7 @@ def erases(on: On) -> Any:
         for address in (0, 0x5000, 0x10001080):
             on.bench.poke(address, b"\0\0\0\0")
         erase()
-        left.append(
-            [on.bench.peek(address, 1) == b"\0" for address in (0, 0x5000, 0x10001080)]
-        )
+        left.append([on.bench.peek(address, 1) == b"\0" for address in (0, 0x5000, 0x10001080)])
     return left
 
 
@@ -147,12 +136,7 @@ def ram(on: On) -> Any:
     sections = on.probe.ram_sections()
     on.probe.power_ram()
     number_and_size = on.call("is_ram_powered", None, 0)
-    return (
-        sections[2],
-        len(sections),
-        all(section.is_powered for section in on.probe.ram_sections()),
-        number_and_size,
-    )
+    return (sections[2], len(sections), all(section.is_powered for section in on.probe.ram_sections()), number_and_size)
 
 
 def debug_port(on: On) -> Any:
@@ -171,10 +155,7 @@ def rtt(on: On) -> Any:
         started = on.call("is_rtt_started")
         talk.write(b"hello\n")
         said = talk.expect("HELLO\n")
-        names = [
-            channel.name
-            for channel in talk.channels(tessit.RttDirection.DOWN_DIRECTION)
-        ]
+        names = [channel.name for channel in talk.channels(tessit.RttDirection.DOWN_DIRECTION)]
         return started, names, said
 
 
@@ -198,40 +179,18 @@ def qspi(on: On) -> Any:
 
 
 ROWS = [
-    Row(
-        "open_dll close_dll is_dll_open dll_version enum_emu_snr",
-        open_again,
-        (True, "6.10"),
-    ),
+    Row("open_dll close_dll is_dll_open dll_version enum_emu_snr", open_again, (True, "6.10")),
     Row(
         "disconnect_from_emu is_connected_to_emu connect_to_emu_without_snr read_connected_emu_snr",
         without_serial,
         (False, 600000001),
     ),
-    Row(
-        "connect_to_emu_with_snr read_connected_emu_fwstr",
-        lambda on: "simulated" in on.probe.firmware,
-        True,
-    ),
-    Row(
-        "is_connected_to_device connect_to_device disconnect_from_device",
-        connections,
-        [False, True, False],
-    ),
-    Row(
-        "read_device_version", lambda on: on.probe.chip_version.name, "BIRCH_M1_VA_REV2"
-    ),
+    Row("connect_to_emu_with_snr read_connected_emu_fwstr", lambda on: "simulated" in on.probe.firmware, True),
+    Row("is_connected_to_device connect_to_device disconnect_from_device", connections, [False, True, False]),
+    Row("read_device_version", lambda on: on.probe.chip_version.name, "BIRCH_M1_VA_REV2"),
     Row("read_device_family", family, None),
-    Row(
-        "readback_status readback_protect recover debug_reset",
-        protection,
-        ("NONE", "FULL", "NONE", 0xFFFFFFFF),
-    ),
-    Row(
-        "read_region_0_size_and_source",
-        lambda on: on.probe.region_0(),
-        (0, tessit.Region0Source.NO_REGION_0),
-    ),
+    Row("readback_status readback_protect recover debug_reset", protection, ("NONE", "FULL", "NONE", 0xFFFFFFFF)),
+    Row("read_region_0_size_and_source", lambda on: on.probe.region_0(), (0, tessit.Region0Source.NO_REGION_0)),
     Row(
         "halt is_halted step run go read_cpu_register write_cpu_register",
         run_control,
@@ -241,24 +200,12 @@ ROWS = [
     Row(
         "read read_u32 write write_u32 ficrwrite ficrwrite_u32",
         writes,
-        (
-            b"abcdefg",
-            b"defg",
-            0x12345678,
-            True,
-            b"\x01\x02\x03\x04\x05\x06\x07\x00\xfe\xca\x00\x00",
-        ),
+        (b"abcdefg", b"defg", 0x12345678, True, b"\x01\x02\x03\x04\x05\x06\x07\x00\xfe\xca\x00\x00"),
     ),
     Row(
         "erase_page erase_uicr erase_all masserase disable_bprot",
         erases,
-        [
-            [True, False, True],
-            [True, True, False],
-            [False] * 3,
-            [False] * 3,
-            [True] * 3,
-        ],
+        [[True, False, True], [True, True, False], [False] * 3, [False] * 3, [True] * 3],
     ),
     Row(
         "read_ram_sections_count read_ram_sections_size read_ram_sections_power_status is_ram_powered power_ram_all "
@@ -277,11 +224,7 @@ ROWS = [
 RTT = "is_rtt_started rtt_start rtt_stop rtt_is_control_block_found rtt_read rtt_write rtt_read_channel_count"
 M2_ROWS = [
     Row("rtt_set_control_block_address", rtt_elsewhere, True),
-    Row(
-        f"{RTT} rtt_read_channel_info",
-        rtt,
-        (True, ["echo"], "rtt_echo is ready\nHELLO\n"),
-    ),
+    Row(f"{RTT} rtt_read_channel_info", rtt, (True, ["echo"], "rtt_echo is ready\nHELLO\n")),
     Row(
         "qspi_init qspi_uninit is_qspi_init qspi_read qspi_write qspi_erase qspi_custom",
         qspi,
@@ -299,13 +242,9 @@ def test_export(row: Row, bench: tessit.sim.Bench, calls: List[str]) -> None:
 
 @pytest.mark.tessit("BIRCH_M2_VA_REV1", external_flash={"size": 1 << 20})
 @pytest.mark.parametrize("row", M2_ROWS, ids=lambda row: row.exports.split()[0])
-def test_export_of_m2(
-    row: Row, bench: tessit.sim.Bench, echo: None, calls: List[str]
-) -> None:
+def test_export_of_m2(row: Row, bench: tessit.sim.Bench, echo: None, calls: List[str]) -> None:
     test_export(row, bench, calls)
 
 
 def test_no_export_is_left_out() -> None:
-    assert {name for row in ROWS + M2_ROWS for name in row.exports.split()} == set(
-        EXPORTS
-    )
+    assert {name for row in ROWS + M2_ROWS for name in row.exports.split()} == set(EXPORTS)

@@ -10,18 +10,7 @@ import re
 import tempfile
 from dataclasses import dataclass, field
 from types import TracebackType
-from typing import (
-    Any,
-    Dict,
-    Iterator,
-    List,
-    Mapping,
-    NamedTuple,
-    Optional,
-    Sequence,
-    Tuple,
-    Type,
-)
+from typing import Any, Dict, Iterator, List, Mapping, NamedTuple, Optional, Sequence, Tuple, Type
 
 from .. import buffers, location, native
 from ..errors import BadArgumentError, RecordsError, SimulationError
@@ -82,18 +71,10 @@ def _toml(entry: Any) -> str:
     if isinstance(entry, bool):
         return str(entry).lower()
     if isinstance(entry, str):
-        escaped = re.sub(
-            r'["\\\x00-\x1f\x7f]', lambda found: f"\\u{ord(found[0]):04x}", entry
-        )
+        escaped = re.sub(r'["\\\x00-\x1f\x7f]', lambda found: f"\\u{ord(found[0]):04x}", entry)
         return f'"{escaped}"'
     if isinstance(entry, Mapping):
-        return (
-            "{ "
-            + ", ".join(
-                f"{_toml(str(key))} = {_toml(value)}" for key, value in entry.items()
-            )
-            + " }"
-        )
+        return "{ " + ", ".join(f"{_toml(str(key))} = {_toml(value)}" for key, value in entry.items()) + " }"
     if isinstance(entry, Sequence):
         return "[" + ", ".join(map(_toml, entry)) + "]"
     return str(entry)
@@ -126,12 +107,7 @@ class Bench:
     """
 
     def __init__(
-        self,
-        boards: Sequence[Board],
-        file: Optional[location.Path],
-        real_time: bool,
-        strict: bool,
-        library: Control,
+        self, boards: Sequence[Board], file: Optional[location.Path], real_time: bool, strict: bool, library: Control
     ) -> None:
         self._boards = boards
         self._given_file = file
@@ -150,13 +126,8 @@ class Bench:
                 hint="Give one bench several boards: tessit.sim.bench(boards=[...]).",
             )
         with contextlib.ExitStack() as stack:
-            folder = pathlib.Path(
-                stack.enter_context(tempfile.TemporaryDirectory(prefix="tessit-bench-"))
-            )
-            state = {
-                "JLINKARM_SIM_BENCH": str(self._file_in(folder)),
-                "JLINKARM_SIM_STATE": str(folder / "chips"),
-            }
+            folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory(prefix="tessit-bench-")))
+            state = {"JLINKARM_SIM_BENCH": str(self._file_in(folder)), "JLINKARM_SIM_STATE": str(folder / "chips")}
             stack.enter_context(_environment(state))
             self._control.call("open_bench", None)
             stack.callback(self._close)
@@ -169,10 +140,7 @@ class Bench:
             return pathlib.Path(self._given_file).absolute()
         path = folder / "bench.toml"
         heading = f"real_time = {_toml(self._real_time)}\n"
-        boards = [
-            board.toml(_FIRST_SERIAL + index)
-            for index, board in enumerate(self._boards)
-        ]
+        boards = [board.toml(_FIRST_SERIAL + index) for index, board in enumerate(self._boards)]
         path.write_text(heading + "".join(boards), encoding="utf-8")
         return path
 
@@ -183,16 +151,11 @@ class Bench:
         self._control.call("close_bench")
 
     def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        exception: Optional[BaseException],
-        trace: Optional[TracebackType],
+        self, kind: Optional[Type[BaseException]], exception: Optional[BaseException], trace: Optional[TracebackType]
     ) -> None:
         with self._stack:
             if exception is None and self.strict:
-                native.close_session_with(
-                    self._control.path
-                )  # what it leaves on is recorded, too
+                native.close_session_with(self._control.path)  # what it leaves on is recorded, too
                 self.require_no_records()
 
     # ---- the way to the library
@@ -209,9 +172,7 @@ class Bench:
     @contextlib.contextmanager
     def probe(self, serial: Optional[int] = None, speed: int = 4000) -> Iterator[Probe]:
         """A session with a probe of the bench, the first one unless it is named, for a ``with`` statement."""
-        with self.library() as library, library.probe(
-            serial or self.serial, speed
-        ) as probe:
+        with self.library() as library, library.probe(serial or self.serial, speed) as probe:
             yield probe
 
     # ---- what is on it
@@ -282,23 +243,13 @@ class Bench:
     def peek(self, address: int, length: int, serial: Optional[int] = None) -> bytes:
         """The chip's memory as its bus shows it, past the probe: no time passes, and nothing is recorded."""
         output = buffers.OutputBytes(length)
-        self._control.call(
-            "peek",
-            serial or self.serial,
-            address,
-            ctypes.c_void_p(output.address),
-            length,
-        )
+        self._control.call("peek", serial or self.serial, address, ctypes.c_void_p(output.address), length)
         return output.take()
 
-    def poke(
-        self, address: int, data: buffers.Buffer, serial: Optional[int] = None
-    ) -> None:
+    def poke(self, address: int, data: buffers.Buffer, serial: Optional[int] = None) -> None:
         """Change the chip's memory past the probe; flash, too, without its controller."""
         keeper, place, length = buffers.readable(data)
-        self._control.call(
-            "poke", serial or self.serial, address, ctypes.c_void_p(place), length
-        )
+        self._control.call("poke", serial or self.serial, address, ctypes.c_void_p(place), length)
         del keeper
 
     # ---- time
@@ -327,10 +278,7 @@ class Bench:
         try:
             yield lines
         finally:
-            lines += [
-                self._control.call("trace_line", index)
-                for index in range(self._control.call("count_trace"))
-            ]
+            lines += [self._control.call("trace_line", index) for index in range(self._control.call("count_trace"))]
             self._control.call("stop_trace")
 
     def fault(
@@ -383,17 +331,10 @@ class Bench:
     def records(self) -> Tuple[str, ...]:
         """What a real chip would have ignored or punished without telling, a line each: of this process, and of the
         commands and processes that worked on the bench."""
-        own = tuple(
-            self._control.call("record_line", index)
-            for index in range(self._control.call("count_records"))
-        )
+        own = tuple(self._control.call("record_line", index) for index in range(self._control.call("count_records")))
         kept = pathlib.Path(self._control.call("records_path"))
         # The file has the lines of all processes, but could not be written, or is full.
-        everyone = (
-            tuple(kept.read_text(encoding="utf-8").splitlines())
-            if kept.is_file()
-            else ()
-        )
+        everyone = tuple(kept.read_text(encoding="utf-8").splitlines()) if kept.is_file() else ()
         return everyone if len(everyone) >= len(own) else own
 
     def clear_records(self) -> None:
@@ -410,19 +351,14 @@ class Bench:
     @property
     def unexpected_records(self) -> Tuple[str, ...]:
         """The records that nobody expects."""
-        return tuple(
-            line
-            for line in self.records
-            if line.partition(":")[0] not in self._expected
-        )
+        return tuple(line for line in self.records if line.partition(":")[0] not in self._expected)
 
     def require_no_records(self) -> None:
         """RecordsError with the records that nobody expects, unless there is none."""
         unexpected = self.unexpected_records
         if unexpected:
             error = RecordsError(
-                "the simulation recorded what a real chip would not have forgiven:\n  "
-                + "\n  ".join(unexpected),
+                "the simulation recorded what a real chip would not have forgiven:\n  " + "\n  ".join(unexpected),
                 hint='docs/simulation.md tells what the names mean; bench.expect_records("NAME") expects one.',
             )
             error.records = unexpected
@@ -467,11 +403,7 @@ def bench(
         SimulationError: a bench is open in this process; or what the simulation does not take, with its reason.
         LibraryNotFoundError: there is no simulated J-Link library.
     """
-    if (boards is not None or file is not None) and (
-        board or version != _DEFAULT_VERSION
-    ):
-        raise BadArgumentError(
-            "bench takes one of: settings of one board, boards, file"
-        )
+    if (boards is not None or file is not None) and (board or version != _DEFAULT_VERSION):
+        raise BadArgumentError("bench takes one of: settings of one board, boards, file")
     chosen: Sequence[Board] = [Board(version, **board)] if boards is None else boards
     return Bench(chosen, file, real_time, strict, Control(simulation))

@@ -8,16 +8,7 @@ from typing import Any, Dict, Optional
 
 from .. import location
 from ..errors import LibraryNotFoundError, SimulationError
-from ..functions import (
-    BoundFunction,
-    Function,
-    SharedLibrary,
-    bind,
-    pointer,
-    shown,
-    table,
-    value,
-)
+from ..functions import BoundFunction, Function, SharedLibrary, bind, pointer, shown, table, value
 from ..native import one_call_at_a_time
 
 PREFIX = "JLINKSIM_"
@@ -37,27 +28,13 @@ CONTROLS = table(
     _function("write_example_bench", pointer("const char*", "path")),
     _function("bench_path", returns="const char*"),
     _function("count_probes"),
-    _function(
-        "describe_probe", value(_U32, "index"), pointer("jlinksim_probe_t*", "probe")
-    ),
+    _function("describe_probe", value(_U32, "index"), pointer("jlinksim_probe_t*", "probe")),
     _function("factory_reset", _SERIAL),
     _function("power_cycle", _SERIAL),
     _function("set_supply", _SERIAL, value(_U32, "millivolts")),
     _function("set_plugged", _SERIAL, value(_U32, "plugged")),
-    _function(
-        "peek",
-        _SERIAL,
-        value(_U32, "addr"),
-        pointer("void*", "buffer"),
-        value(_U32, "length"),
-    ),
-    _function(
-        "poke",
-        _SERIAL,
-        value(_U32, "addr"),
-        pointer("const void*", "data"),
-        value(_U32, "length"),
-    ),
+    _function("peek", _SERIAL, value(_U32, "addr"), pointer("void*", "buffer"), value(_U32, "length")),
+    _function("poke", _SERIAL, value(_U32, "addr"), pointer("const void*", "data"), value(_U32, "length")),
     _function("time_ns", returns="uint64_t"),
     _function("pass_time", value("uint64_t", "nanoseconds")),
     _function("is_real_time"),
@@ -121,9 +98,7 @@ class Control:
         self.path = location.simulation(path)
         if self.path not in _loaded:
             try:
-                _loaded[self.path] = bind(
-                    SharedLibrary(str(self.path)), PREFIX, CONTROLS
-                )
+                _loaded[self.path] = bind(SharedLibrary(str(self.path)), PREFIX, CONTROLS)
             except (OSError, AttributeError) as reason:
                 raise LibraryNotFoundError(
                     f"the simulation {self.path} cannot be used: {reason}",
