@@ -1,20 +1,18 @@
 """Runs the console examples of a document and compares what they print with what the document says.
 
-Usage: run_document.py [--update] [CHECK...] BUILD_FOLDER DOCUMENT
-
 Each ```console block holds commands after "$ ", which bash runs in a folder of the document's own, one after the other,
 with `tessit` in the path; lines up to the next command are their output, both streams. Durations by the host's clock
 differ in every run and stand as 0.0. What a reader need not see stands in <!--setup comments: a script that has to
-succeed; as its variables and its folder, those of `cd`, `export` and `unset` in a console block stay. Further blocks:
+succeed. Its variables and its folder stay, as do those of `cd`, `export` and `unset` in a console block. Further
+blocks:
 
   ```FORMAT FILE            a file that the commands find
   ```FORMAT FILE#NAME       a function or class of a file in examples/
   ```help VERB              what `tessit help VERB` says
-  <!--table NAME-->         up to the next empty line: `results`, the library's result codes; `needs`, what its functions
-                            need
+  <!--table NAME-->         up to the next empty line: one of the tables in sources.py
 
-All that is JSON is checked against the schemas in docs/json. With --update the document gets what was printed. Checks of
-what the document has to have:
+All that is JSON is checked against the schemas in docs/json. With --update the document gets what was printed. The
+further options tell of what the document has to have:
 
   --every-command           a result of each command of tessit
   --every-verb              the help of each verb, and each option for all commands in the prose
@@ -33,6 +31,8 @@ import sys
 import tempfile
 
 import jsonschema
+
+from sources import excerpt, tables
 
 repository = pathlib.Path(__file__).resolve().parents[2]
 schemas = {path.name: json.loads(path.read_text()) for path in (repository / "docs/json").glob("*.schema.json")}
@@ -71,19 +71,6 @@ def without_changing_parts(text, folder):
 
 def without_common_options(help_text):
     return help_text.split("\nFor all commands, see", maxsplit=1)[0].rstrip("\n") + "\n"
-
-
-def excerpt(file, name):
-    """A definition at the begin of a line, with the lines of comment above it, up to the brace that ends it."""
-    lines = (repository / "examples" / file).read_text().splitlines(keepends=True)
-    begins = re.compile(rf"(\w.*\b{name}\([^;]*|(class|struct) {name})$")
-    first = next((number for number, line in enumerate(lines) if begins.match(line)), None)
-    if first is None:
-        sys.exit(f"examples/{file} has no {name}")
-    last = next(number for number, line in enumerate(lines) if number > first and line.startswith("}"))
-    while lines[first - 1].startswith(("//", "/* ")):
-        first -= 1
-    return "".join(lines[first:last + 1])
 
 
 def environment(build, folder):
@@ -200,43 +187,8 @@ def require_every_exit_code(document):
             sys.exit(f"no row of exit code {code}")
 
 
-def public_header():
-    return (repository / "include/jlinkarm_birch_tessit.h").read_text()
-
-
-def table_of_needs():
-    """By the abbreviations in what the public header says of each function's errors."""
-    kinds = {"neither": [], "[open]": [], "[probe]": [], "[rtt]": [], "[ready]": [], "[halt]": [], "[transfer]": []}
-    described = re.findall(r"^ \* (?:@return Errors:((?:.*\n)*?)) \*/\nTESSIT_API.*?(TESSIT_[a-z]\w+)\(", public_header(), re.MULTILINE)
-    for errors, name in described:
-        errors = errors.replace("[erase]", "[halt]").replace("[raw]", "[probe]")
-        errors = errors.replace("as TESSIT_qspi_read", "[transfer]").replace("as TESSIT_connect", "[open]")
-        kind = next((kind for kind in reversed(kinds) if kind in errors), "neither")
-        kinds[kind].append(f"`{name.removeprefix('TESSIT_')}`")
-    titles = {"neither": "nothing", "[open]": "the library open", "[probe]": "a probe session",
-              "[rtt]": "RTT started, and the chip still connected", "[ready]": "a probe session; they connect the chip",
-              "[halt]": "a probe session; they connect the chip and halt its CPU",
-              "[transfer]": "QSPI initialized, and the chip still connected; they halt its CPU"}
-    lines = ["| They need | Functions, without `TESSIT_` |", "|---|---|"]
-    return "\n".join(lines + [f"| {titles[kind]} | {', '.join(kinds[kind])} |" for kind in kinds]) + "\n"
-
-
-def table_of_results():
-    """The library's codes, with what the command makes of them."""
-    codes = re.findall(r"^    (ERR_\w+) = (-\d+),", public_header(), re.MULTILINE)
-    exit_codes = dict(re.findall(r"^    (\w+) = (\d+),", (repository / "cli/failure.h").read_text(), re.MULTILINE))
-    source = re.sub(r'"\s*\n\s*"', "", (repository / "cli/session/result.cpp").read_text())
-    rows = {row[0]: row[1:] for row in
-            re.findall(r'ResultText\{(\w+),\s*"\w+",\s*ExitCode::(\w+),\s*"([^"]*)",\s*"([^"]*)"\}', source)}
-    lines = ["| Result | | Exit code | What it means | What to do |", "|---|---|---|---|---|"]
-    for name, value in codes:
-        kind, meaning, hint = rows[name]
-        lines.append(f"| `{name}` | {value} | {exit_codes[kind]} | {meaning} | {hint or '[below](#the-chip-is-protected)'} |")
-    return "\n".join(lines) + "\n"
-
-
-tables = {"results": table_of_results, "needs": table_of_needs}
-checks = {"every-exit-code": require_every_exit_code, "every-command": require_every_command, "every-verb": require_every_verb}
+checks = {"every-command": require_every_command, "every-verb": require_every_verb,
+          "every-exit-code": require_every_exit_code}
 
 
 def report_difference(said, printed):
