@@ -43,8 +43,9 @@ from .errors import (
 )
 from .library import JLinkVersion, Library
 from .memory import FlashGeometry, RamSection
-from .probe import Probe, Registers
+from .probe import Probe
 from .qspi import Qspi, QspiConfig
+from .registers import Registers
 from .rtt import Rtt, RttChannel
 from .processes import ProcessError, Unit, spawn
 from .version import package_version

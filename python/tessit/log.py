@@ -54,15 +54,15 @@ class CallLog:
         with _interrupt_waits() if self._callback else contextlib.nullcontext():
             return function()
 
-    def take_lines(self) -> List[str]:
-        """The lines of the call that is over, handed on to the logger."""
-        if not self._raw:
-            return []
-        lines = [_text(raw) for raw in self._raw]
+    def hand_on(self) -> None:
+        """Give the lines of the call that is over to the logger."""
         if logger.isEnabledFor(logging.INFO):
-            for line in lines:
+            for line in self.lines():
                 logger.log(logging.INFO if LOG_SEPARATOR in line else logging.DEBUG, "%s", line)
-        return lines
+
+    def lines(self) -> List[str]:
+        """The lines of the call that is over."""
+        return [_text(raw) for raw in self._raw]
 
     def take_exception(self) -> Optional[BaseException]:
         """What the callback raised during the call that is over."""

@@ -97,9 +97,9 @@ class NativeSession:
                 code, outputs = self._log.call(lambda: bound(*inputs))
             finally:
                 self._in_call = False
-            lines = self._log.take_lines()
+            self._log.hand_on()
             kept = self._log.take_exception()
-            error = self._error_of(code, bound, inputs, lines) if code else None
+            error = self._error_of(code, bound, inputs, self._log.lines()) if code else None
         if kept is not None:
             raise kept from error
         if error is not None:

@@ -5,15 +5,16 @@ from __future__ import annotations
 import contextlib
 import ctypes
 from types import TracebackType
-from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Tuple, Type, Union
+from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Mapping, Optional, Tuple, Type
 
 from . import buffers, command, memory
-from .constants import ChipVersion, Protection, RamPower, Region0Source, Register
+from .constants import ChipVersion, Protection, RamPower, Region0Source
 from .errors import BadArgumentError, TessitError, UnsupportedError, WrongStateError
 from .location import Path, is_simulation
 from .log import logger
 from .native import NativeSession
 from .qspi import Qspi, QspiConfig
+from .registers import Registers
 from .rtt import Rtt
 
 if TYPE_CHECKING:
@@ -23,44 +24,6 @@ if TYPE_CHECKING:
 _CLOCKS_PER_WORD = 46
 _PROTECTED_BLOCK = "Block protection may stand in the way: probe.disable_block_protection() lifts it, with a reset."
 _ERASE_FIRST = "Flash bits only clear: erase the page first. " + _PROTECTED_BLOCK
-
-
-_REGISTER_ALIASES = {Register.R13: "sp", Register.R14: "lr", Register.R15: "pc"}
-
-
-class Registers(Mapping[str, int]):
-    """The CPU's registers: ``registers["pc"]`` reads one, ``registers["pc"] = 0x100`` writes one, dict() reads all.
-
-    Names are r0 to r12, sp (r13), lr (r14), pc (r15), xpsr, msp and psp in any case, or members of
-    :class:`tessit.Register`. Every access halts the CPU, which stays halted.
-    """
-
-    _NAMES = tuple(_REGISTER_ALIASES.get(register, register.name.lower()) for register in Register)
-
-    def __init__(self, call: Callable[..., Any]) -> None:
-        self._call = call
-
-    def __getitem__(self, name: Union[str, Register]) -> int:
-        return int(self._call("read_cpu_register", self._find(name)))
-
-    def __setitem__(self, name: Union[str, Register], number: int) -> None:
-        self._call("write_cpu_register", self._find(name), number)
-
-    def __iter__(self) -> Iterator[str]:
-        return iter(self._NAMES)
-
-    def __len__(self) -> int:
-        return len(self._NAMES)
-
-    def _find(self, name: Union[str, Register]) -> Register:
-        if isinstance(name, Register):
-            return name
-        lower = str(name).lower()
-        if lower in self._NAMES:
-            return Register(self._NAMES.index(lower))
-        if lower.upper() in Register.__members__:
-            return Register[lower.upper()]
-        raise KeyError(f"there is no CPU register {name!r}; there are {', '.join(self._NAMES)}")
 
 
 class Probe:

@@ -6,78 +6,21 @@ import contextlib
 import ctypes
 import os
 import pathlib
-import re
 import tempfile
-from dataclasses import dataclass, field
 from types import TracebackType
-from typing import Any, Dict, Iterator, List, Mapping, NamedTuple, Optional, Sequence, Tuple, Type
+from typing import Any, Iterator, List, Mapping, NamedTuple, Optional, Sequence, Tuple, Type
 
 from .. import buffers, location, native
 from ..errors import BadArgumentError, RecordsError, SimulationError
 from ..library import Library
 from ..log import LogCallback
 from ..probe import Probe
+from .board import DEFAULT_VERSION, Board, toml
 from .control import Control, FaultStructure, ProbeStructure
 
-_DEFAULT_VERSION = "BIRCH_M1_VA_REV2"
 _FIRST_SERIAL = 600000001
 
 _open: Optional["Bench"] = None
-
-
-@dataclass(frozen=True)
-class Board:
-    """A probe of a bench and the chip on it. docs/simulation.md tells what the keys of a bench file mean.
-
-    Args:
-        version: one of the 14 chip versions; "" for a probe that is connected to nothing.
-        serial: 1 to 2147483647; without it 600000001 for the first board, 600000002 for the second, ...
-        supply_mv: target supply, 0 to 5000 mV.
-        protected: delivered with readback protection.
-        external_flash: its settings for a BIRCH_M2, for example ``{"size": 8 << 20}``.
-        chip: other keys of ``[probe.chip]``.
-        probe: other keys of ``[[probe]]``, for example ``{"fault_orders": "JLINKARM_WriteMem#2@unplug"}``.
-    """
-
-    version: str = _DEFAULT_VERSION
-    serial: Optional[int] = None
-    supply_mv: Optional[int] = None
-    protected: bool = False
-    external_flash: Optional[Mapping[str, Any]] = None
-    chip: Mapping[str, Any] = field(default_factory=dict)
-    probe: Mapping[str, Any] = field(default_factory=dict)
-
-    def toml(self, serial: int) -> str:
-        """As a bench file has it."""
-        probe: Dict[str, Any] = {"serial": self.serial or serial, **self.probe}
-        if self.supply_mv is not None:
-            probe["supply_mv"] = self.supply_mv
-        text = f"[[probe]]\n{_toml_lines(probe)}"
-        if not self.version:
-            return text
-        chip: Dict[str, Any] = {"version": self.version, **self.chip}
-        if self.protected:
-            chip["protected"] = True
-        if self.external_flash is not None:
-            chip["external_flash"] = self.external_flash
-        return f"{text}[probe.chip]\n{_toml_lines(chip)}"
-
-
-def _toml_lines(table: Mapping[str, Any]) -> str:
-    return "".join(f"{key} = {_toml(entry)}\n" for key, entry in table.items())
-
-
-def _toml(entry: Any) -> str:
-    if isinstance(entry, bool):
-        return str(entry).lower()
-    if isinstance(entry, str):
-        escaped = re.sub(r'["\\\x00-\x1f\x7f]', lambda found: f"\\u{ord(found[0]):04x}", entry)
-        return f'"{escaped}"'
-    if isinstance(entry, Mapping):
-        return "{ " + ", ".join(f"{_toml(str(key))} = {_toml(value)}" for key, value in entry.items()) + " }"
-    if isinstance(entry, Sequence):
-        return "[" + ", ".join(map(_toml, entry)) + "]"
-    return str(entry)
 
 
 class ProbeState(NamedTuple):
@@ -139,8 +82,8 @@ class Bench:
         if self._given_file is not None:
             return pathlib.Path(self._given_file).absolute()
         path = folder / "bench.toml"
-        heading = f"real_time = {_toml(self._real_time)}\n"
-        boards = [board.toml(_FIRST_SERIAL + index) for index, board in enumerate(self._boards)]
+        heading = f"real_time = {toml(self._real_time)}\n"
+        boards = [board.table(_FIRST_SERIAL + index) for index, board in enumerate(self._boards)]
         path.write_text(heading + "".join(boards), encoding="utf-8")
         return path
 
@@ -380,7 +323,7 @@ def _environment(variables: Mapping[str, str]) -> Iterator[None]:
 
 
 def bench(
-    version: str = _DEFAULT_VERSION,
+    version: str = DEFAULT_VERSION,
     *,
     boards: Optional[Sequence[Board]] = None,
     file: Optional[location.Path] = None,
@@ -403,7 +346,7 @@ def bench(
         SimulationError: a bench is open in this process; or what the simulation does not take, with its reason.
         LibraryNotFoundError: there is no simulated J-Link library.
     """
-    if (boards is not None or file is not None) and (board or version != _DEFAULT_VERSION):
+    if (boards is not None or file is not None) and (board or version != DEFAULT_VERSION):
         raise BadArgumentError("bench takes one of: settings of one board, boards, file")
     chosen: Sequence[Board] = [Board(version, **board)] if boards is None else boards
     return Bench(chosen, file, real_time, strict, Control(simulation))
