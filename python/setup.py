@@ -5,6 +5,7 @@ It is the release build, in build/ beside this folder, or the build folder that 
 
 import os
 import pathlib
+import runpy
 import shutil
 import subprocess
 import sys
@@ -19,10 +20,7 @@ COMPONENTS = ("library", "command", "simulation")
 
 def version() -> str:
     """As the package itself reads it."""
-    sys.path.insert(0, str(SOURCE / "python"))
-    import tessit.version
-
-    return tessit.version.version_in(SOURCE)
+    return str(runpy.run_path(str(SOURCE / "python/tessit/version.py"))["version_in"](SOURCE))
 
 
 class BuildWithLibraries(build_py):

@@ -6,8 +6,6 @@ import importlib.metadata
 import pathlib
 import re
 
-from . import location
-
 
 def version_in(source: pathlib.Path) -> str:
     """The version of a source tree."""
@@ -20,5 +18,7 @@ def version_in(source: pathlib.Path) -> str:
 
 def package_version() -> str:
     """The version of this package."""
+    from . import location  # setup.py runs this file by itself
+
     source = location.source_tree()
     return version_in(source) if source is not None else importlib.metadata.version("tessit")

@@ -57,4 +57,4 @@ print(tessit.__version__)"""
 
 def test_the_guide_says_what_its_examples_print(installed: Dict[str, str]) -> None:
     runner, guide = REPOSITORY / "tests/documents/run_document.py", REPOSITORY / "docs/python.md"
-    run(sys.executable, runner, "--python", BUILD, guide, env=installed)
+    run(sys.executable, runner, BUILD, guide, env=installed)
