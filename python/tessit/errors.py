@@ -196,7 +196,7 @@ _MEANINGS: Dict[ResultCode, _Meaning] = {
     ResultCode.ERR_JLINK_CALL_FAILED: _Meaning(
         JLinkError,
         "the J-Link library reported an error",
-        "Check the probe's cable, the wires to the chip, and that no other program uses the probe.",
+        "Check that the chip has something at that address, and the wires to it.",
     ),
     ResultCode.ERR_JLINK_TOO_OLD: _Meaning(
         LibraryNotFoundError, "the J-Link library is older than 5.02", "Update the J-Link software."

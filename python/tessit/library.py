@@ -61,9 +61,9 @@ class Library:
     def _own_clock(self) -> Clock:
         if not location.is_simulation(self.jlink):
             return HostClock()
-        from .sim.control import ModelledClock
+        from .sim.control import modelled_clock
 
-        return ModelledClock(self.jlink)
+        return modelled_clock(self.jlink) or HostClock()
 
     def __enter__(self) -> Library:
         return self

@@ -16,7 +16,7 @@ import pathlib
 import shutil
 import sys
 import sysconfig
-from typing import Callable, Iterable, Iterator, List, Optional, Tuple, Union
+from typing import Callable, Iterable, Iterator, List, Optional, Union
 
 from .errors import LibraryNotFoundError
 
@@ -63,8 +63,9 @@ def example_firmware(name: str) -> pathlib.Path:
 
 def jlink(given: Optional[Path] = None) -> pathlib.Path:
     """The J-Link library; LibraryNotFoundError lists what was looked at. Nothing falls back to the simulation."""
-    if given and not os.path.dirname(given):
-        return pathlib.Path(given)  # a bare file name is for the system's loader to find
+    named = given or os.environ.get("TESSIT_JLINK")
+    if named and not os.path.dirname(named):
+        return pathlib.Path(named)  # a bare file name is for the system's loader to find
     return _find(
         "the J-Link library",
         given,
@@ -104,17 +105,18 @@ def _command_in_path() -> Optional[pathlib.Path]:
 
 
 def _library_folders(prefix: pathlib.Path) -> List[pathlib.Path]:
+    if _WINDOWS:
+        return [prefix / "bin", prefix]
     multiarch = sysconfig.get_config_var("MULTIARCH")
-    folders = [prefix / "bin"] if _WINDOWS else []
-    folders += [prefix / "lib"]
-    folders += [prefix / "lib" / str(multiarch)] if multiarch else []
+    folders = [prefix / "lib", *([prefix / "lib" / str(multiarch)] if multiarch else []), prefix / "lib64"]
     # The build folder has everything side by side.
-    return [*folders, prefix / "lib64", *([prefix] if prefix.name == "build" or _WINDOWS else [])]
+    return [prefix] if prefix.name == "build" else folders
 
 
 def _plugin_folders(prefix: pathlib.Path) -> List[pathlib.Path]:
     folders = _library_folders(prefix)
-    return [folder / "tessit" for folder in folders if folder != prefix] + [f for f in folders if f == prefix]
+    beside = _WINDOWS or folders == [prefix]
+    return folders if beside else [folder / "tessit" for folder in folders]
 
 
 def _places(folders: Callable[[pathlib.Path], List[pathlib.Path]], names: Iterable[str]) -> List[pathlib.Path]:
@@ -123,39 +125,33 @@ def _places(folders: Callable[[pathlib.Path], List[pathlib.Path]], names: Iterab
 
 
 def _jlink_places() -> List[pathlib.Path]:
-    """Where the J-Link software puts its library, the newest of several versions first."""
+    """Where the J-Link software puts its library, the newest of several versions first; as the command looks."""
     if _WINDOWS:
-        name = "JLink_x64.dll" if sys.maxsize > 2**32 else "JLinkARM.dll"
-        parent = pathlib.Path(os.environ.get("ProgramFiles", r"C:\Program Files")) / "SEGGER"
-        others: Tuple[pathlib.Path, ...] = ()
-    else:
-        name = "libjlinkarm.so"
-        parent = pathlib.Path("/opt/SEGGER")
-        others = (pathlib.Path("/usr/local/lib"), pathlib.Path("/usr/lib"))
+        return []
+    parent = pathlib.Path("/opt/SEGGER")
     versions = sorted(parent.glob("JLink_*"), reverse=True)
-    return [folder / name for folder in (parent / "JLink", *versions, *others)]
+    folders = [parent / "JLink", *versions, pathlib.Path("/usr/local/lib"), pathlib.Path("/usr/lib")]
+    return [folder / "libjlinkarm.so" for folder in folders]
 
 
 def _find(
     what: str, given: Optional[Path], variable: str, places: Iterable[pathlib.Path], hint: Optional[str] = None
 ) -> pathlib.Path:
-    named: Tuple[Tuple[str, Optional[Path]], ...] = (
-        ("the argument", given),
-        (variable, os.environ.get(variable) if variable else None),
-    )
-    for source, path in named:
+    in_environment = os.environ.get(variable) if variable else None
+    for source, path in (("the argument", given), (variable, in_environment)):
         if path:
             chosen = pathlib.Path(path)
-            if chosen.exists():
+            if chosen.is_file():
                 return chosen.absolute()
-            raise LibraryNotFoundError(f"{what} is not where {source} says: {chosen} does not exist")
+            raise LibraryNotFoundError(f"{what} is not where {source} says: {chosen} is no file")
     looked_at = list(dict.fromkeys(places))
     for place in looked_at:
         if place.is_file():
             return place
-    listing = "".join(f"\n  {place}" for place in looked_at)
+    listing = "".join(f"\n  {place}" for place in looked_at) or " nowhere, it has to be named on this system"
     unset = f" ({variable} is not set)" if variable else ""
-    default_hint = "Install it, or build it with `scripts/build release`" + (
-        f", or name it with {variable}" if variable else ""
+    named = f", or name it with {variable}" if variable else ""
+    raise LibraryNotFoundError(
+        f"{what} was not found; looked at{unset}:{listing}",
+        hint=hint or f"Install it, or build it with `scripts/build release`{named}.",
     )
-    raise LibraryNotFoundError(f"{what} was not found; looked at{unset}:{listing}", hint=hint or f"{default_hint}.")

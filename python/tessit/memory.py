@@ -40,13 +40,18 @@ def needs_flash_controller(address: int) -> bool:
     return address < FLASH_END or address in UICR
 
 
+def require_range(address: int, length: int) -> None:
+    """BadArgumentError unless the bytes lie within the address space."""
+    if length < 0 or address + length > _ADDRESSES:
+        raise BadArgumentError(f"{length} bytes at {address:#x} reach beyond the address space")
+
+
 def pieces(address: int, length: int, step: int) -> Iterator[Tuple[int, int, int]]:
     """Address, offset and length of each call of a transfer; calls begin at multiples of the step, but for the first.
 
     Between two calls Ctrl-C gets through.
     """
-    if length < 0 or address + length > _ADDRESSES:
-        raise BadArgumentError(f"{length} bytes at {address:#010x} reach beyond the address space")
+    require_range(address, length)
     offset = 0
     while True:
         at = address + offset

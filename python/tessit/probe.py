@@ -227,7 +227,8 @@ class Probe:
             BadArgumentError: `length`.
             JLinkError: something there cannot be read.
         """
-        output = buffers.OutputBytes(length if 0 <= length <= 1 << 32 else 0)
+        memory.require_range(address, length)
+        output = buffers.OutputBytes(length)
         self._read(address, output.address, length)
         return output.take()
 

@@ -203,8 +203,9 @@ def _work(
 ) -> None:
     """In the probe's process."""
     if sys.platform != "win32":
-        # A terminal's Ctrl-C reaches all processes, and the parent hands it on besides: it counts once.
-        signal.signal(signal.SIGINT, signal.SIG_IGN)
+        # A terminal's Ctrl-C reaches all processes, and the parent hands it on besides: it counts once. It is not
+        # ignored, which a command that is started from here would inherit.
+        signal.signal(signal.SIGINT, lambda number, frame: None)
         signal.signal(signal.SIGTERM, signal.default_int_handler)
     try:
         with Library(jlink, library=library) as opened, opened.probe(serial, speed) as probe:

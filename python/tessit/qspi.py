@@ -126,7 +126,8 @@ class Qspi:
         Raises:
             BadArgumentError: `length`, or an address beyond 24 bits in that address mode.
         """
-        output = buffers.OutputBytes(length if 0 <= length <= 1 << 32 else 0)
+        memory.require_range(address, length)
+        output = buffers.OutputBytes(length)
         self._read(address, output.address, length)
         return output.take()
 
