@@ -18,7 +18,8 @@ configure_file(packaging/tessit.pc.in "${PROJECT_BINARY_DIR}/packaging/tessit.pc
 install(FILES "${PROJECT_BINARY_DIR}/packaging/tessit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
   COMPONENT development)
 
-install(DIRECTORY examples/library DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)
+install(DIRECTORY examples/library DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development
+  PATTERN build EXCLUDE)
 install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
 if(TESSIT_BUILD_SIM)
   install(FILES packaging/LICENSE.simulation DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT simulation)
