@@ -11,7 +11,7 @@ set(CPACK_PACKAGE_CONTACT "${maintainer}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
-set(CPACK_COMPONENTS_ALL library development command simulation)
+set(CPACK_COMPONENTS_ALL library development command simulation python)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -59,4 +59,20 @@ tessit_package(simulation tessit-simulation electronics ""
  A J-Link library with simulated probes and chips, which execute firmware:
  for trying tessit out, and for tests without boards. It is linked with
  Unicorn, which is under the GPL.")
+tessit_package(python python3-tessit python "python3 (>= 3.9), libjlinkarm-birch-tessit0 (${this_version})"
+  "Birch microcontrollers over a J-Link probe, for Python
+ Probes, chips, firmware and simulated benches for test engineers, with
+ fixtures for pytest.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "tessit, tessit-simulation")
+if(TESSIT_PACKAGES)
+  set(metadata "${PROJECT_BINARY_DIR}/packaging/python")
+  file(REMOVE_RECURSE "${metadata}")
+  file(MAKE_DIRECTORY "${metadata}")
+  execute_process(COMMAND /usr/bin/python3 setup.py -q dist_info --output-dir "${metadata}"
+    WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}/python" ERROR_QUIET COMMAND_ERROR_IS_FATAL ANY)
+  install(DIRECTORY python/tessit "${metadata}/" DESTINATION lib/python3/dist-packages COMPONENT python
+    PATTERN __pycache__ EXCLUDE PATTERN top_level.txt EXCLUDE)
+endif()
 include(CPack)

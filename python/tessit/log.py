@@ -80,11 +80,11 @@ def _interrupt_waits() -> Iterator[None]:
     if threading.current_thread() is not threading.main_thread():
         yield
         return
-    came: List[Any] = []
-    before = signal.signal(signal.SIGINT, lambda number, frame: came.append((number, frame)))
+    came: List[int] = []
+    before = signal.signal(signal.SIGINT, lambda number, frame: came.append(number))
     try:
         yield
     finally:
         signal.signal(signal.SIGINT, before if before is not None else signal.SIG_DFL)
-    if came and callable(before):
-        before(*came[0])
+    if came:
+        signal.raise_signal(signal.SIGINT)

@@ -52,11 +52,14 @@ class NativeSession:
         self._in_call = False
         self._has_probe = False
         try:
-            self.call("open_dll", optional_text(os.fspath(jlink)), self._log.pointer, ChipFamily.BIRCH_FAMILY)
+            self._open()
         except BaseException:
             self._functions["close_dll"]()  # it may be open: the exception may be the callback's
             raise
         _session = self
+
+    def _open(self) -> None:
+        self.call("open_dll", optional_text(os.fspath(self.jlink)), self._log.pointer, ChipFamily.BIRCH_FAMILY)
 
     @property
     def is_of_this_process(self) -> bool:
@@ -117,13 +120,19 @@ class NativeSession:
 
     def connect(self, serial: int, speed: int) -> None:
         """Open a session with a probe."""
-        self.call("connect_to_emu_with_snr", serial, speed)
         if self.path in _lost_a_probe:
-            # Its library takes debug power for requested still, which only the end of a session changes.
-            _lost_a_probe.remove(self.path)
-            self.call("disconnect_from_emu")
-            self.call("connect_to_emu_with_snr", serial, speed)
+            self._forget_lost_session(serial, speed)
+        self.call("connect_to_emu_with_snr", serial, speed)
         self._has_probe = True
+
+    def _forget_lost_session(self, serial: int, speed: int) -> None:
+        """The library takes CoreSight for configured and debug power for requested still, as in the session that was
+        lost: being closed changes the first, and the end of a session the second."""
+        self.call("close_dll")
+        self._open()
+        self.call("connect_to_emu_with_snr", serial, speed)
+        self.call("disconnect_from_emu")
+        _lost_a_probe.remove(self.path)
 
     def disconnect(self) -> None:
         """Close the session with the probe; nothing to do when the library is closed, or is another process's."""

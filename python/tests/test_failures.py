@@ -90,6 +90,8 @@ def test_a_pulled_cable_is_told_whatever_was_done(bench: tessit.sim.Bench, probe
             probe.read(0x20000000, 16)
     bench.plug()
     probe.close()
+    with probe.library.probe() as again:
+        assert len(again.read(0x20000000, 16)) == 16
     with pytest.raises(tessit.WrongStateError, match="session with probe 600000001 is closed"):
         probe.registers["pc"]
 
