@@ -44,16 +44,16 @@ def install_libraries(prefix: pathlib.Path) -> None:
             f"Error: nothing is built in {build}. Run `scripts/build release` first, or name a build in TESSIT_BUILD."
         )
     for component in COMPONENTS:
-        subprocess.run(
-            ["cmake", "--install", build, "--prefix", prefix.absolute(), "--component", component, "--strip"],
-            check=True,
-            stdout=subprocess.DEVNULL,
-        )
+        words = ["cmake", "--install", build, "--prefix", prefix.absolute(), "--component", component, "--strip"]
+        done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        if done.returncode != 0:
+            sys.exit(f"{done.stdout}\nError: the build in {build} is not whole. Run `scripts/build release` again.")
     for link in [path for path in prefix.rglob("*") if path.is_symlink()]:
         target = link.resolve()
         link.unlink()
         target.rename(link)
-    shutil.rmtree(prefix / "include", ignore_errors=True)
+    for folder in [prefix / "include", *(path for path in (prefix / "share").iterdir() if path.name != "doc")]:
+        shutil.rmtree(folder, ignore_errors=True)
 
 
 class PlatformWheel(bdist_wheel):
