@@ -65,6 +65,8 @@ tessit_package(python python3-tessit python "python3 (>= 3.9), libjlinkarm-birch
  fixtures for pytest.")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  "${PROJECT_SOURCE_DIR}/packaging/python/postinst;${PROJECT_SOURCE_DIR}/packaging/python/prerm")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "tessit, tessit-simulation")
 if(TESSIT_PACKAGES)
   set(metadata "${PROJECT_BINARY_DIR}/packaging/python")

@@ -14,6 +14,9 @@ pytest_plugins = ["tessit.pytest_plugin", "pytester"]
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 
+if REPOSITORY not in pathlib.Path(tessit.__file__).parents:
+    pytest.exit(f"this would test {tessit.__file__}; set PYTEST_DISABLE_PLUGIN_AUTOLOAD=1", returncode=2)
+
 
 @pytest.fixture
 def calls(monkeypatch: pytest.MonkeyPatch) -> List[str]:

@@ -161,7 +161,6 @@ def test_ctrl_c_comes_through_and_the_session_goes_on(bench: tessit.sim.Bench, l
         assert signal.getsignal(signal.SIGINT) is signal.default_int_handler
 
 
-@pytest.mark.skipif(not hasattr(os, "fork"), reason="there is no fork")
 def test_a_forked_process_leaves_the_session_alone(bench: tessit.sim.Bench, probe: Probe) -> None:
     read_end, write_end = os.pipe()
     if os.fork() == 0:

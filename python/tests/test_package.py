@@ -27,7 +27,7 @@ def installed(tmp_path_factory: pytest.TempPathFactory) -> Dict[str, str]:
     """The environment of a shell in which the wheel is installed."""
     folder = tmp_path_factory.mktemp("wheel")
     # The names of a place by hand, and the tree itself, are what a user does not have.
-    kept = {key: value for key, value in os.environ.items() if not key.startswith(("TESSIT_", "PYTHONPATH"))}
+    kept = {key: value for key, value in os.environ.items() if not key.startswith(("TESSIT_", "PYTHONPATH", "PYTEST_"))}
     source = folder / "source"
     shutil.copytree(REPOSITORY / "python", source / "python", ignore=shutil.ignore_patterns("build", "*.egg-info"))
     shutil.copy(REPOSITORY / "CMakeLists.txt", source)
