@@ -47,15 +47,12 @@ def require_range(address: int, length: int) -> None:
 
 
 def pieces(address: int, length: int, step: int) -> Iterator[Tuple[int, int, int]]:
-    """Address, offset and length of each call of a transfer; calls begin at multiples of the step, but for the first.
-
-    Between two calls Ctrl-C gets through.
-    """
+    """Address, offset and length of each call of a transfer. Between two calls Ctrl-C gets through."""
     require_range(address, length)
     offset = 0
     while True:
         at = address + offset
-        size = min(length - offset, step - at % step)
+        size = min(length - offset, step)
         yield at, offset, size
         offset += size
         if offset >= length:

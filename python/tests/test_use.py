@@ -7,6 +7,7 @@ import functools
 import os
 import pathlib
 import signal
+import struct
 import threading
 from typing import Any, Dict, List
 
@@ -72,6 +73,15 @@ def test_rtt_loses_nothing_and_shows_nothing_old(bench: tessit.sim.Bench, echo: 
         assert not probe.is_halted
 
 
+def test_rtt_takes_no_control_block_of_an_earlier_run(bench: tessit.sim.Bench, probe: Probe) -> None:
+    probe.program(COUNTER)
+    bench.poke(0x20008000, struct.pack("<16s8I", b"SEGGER RTT", 1, 0, 0x20008100, 0x20008200, 64, 0, 0, 0))
+    with probe.rtt() as rtt:
+        assert rtt.is_ready
+    with pytest.raises(tessit.RttTimeoutError), probe.rtt(reset=True, wait=0.1):
+        pass
+
+
 def test_a_session_gives_way_to_the_command(bench: tessit.sim.Bench, probe: Probe) -> None:
     result = probe.program(COUNTER, values={0x10001080: 7}, reset=True)
     assert result["verified"] and result["reset"]
@@ -116,6 +126,7 @@ def test_several_probes_and_a_failure(tmp_path: pathlib.Path) -> None:
 def test_ctrl_c_ends_the_command_at_a_safe_point(bench: tessit.sim.Bench, monkeypatch: pytest.MonkeyPatch) -> None:
     def interrupted(process: Any) -> Any:
         monkeypatch.undo()
+        assert os.getpgid(process.pid) == process.pid  # a terminal's Ctrl-C does not reach it besides
         os.kill(os.getpid(), signal.SIGINT)
 
     # Firmware that never says the word: the command goes on until it is interrupted.
