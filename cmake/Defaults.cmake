@@ -8,6 +8,8 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
 endif()
 
+include(Windows)
+
 add_library(tessit_defaults INTERFACE)
 # Includes name the part that they come from: "sim/chip/bus.h".
 target_include_directories(tessit_defaults INTERFACE "${PROJECT_SOURCE_DIR}")
@@ -44,27 +46,5 @@ function(tessit_export target)
     file(CONFIGURE OUTPUT "${script}" CONTENT "{ global: ${patterns}; local: *; };\n")
     target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${script}")
-  endif()
-endfunction()
-
-# A module-definition file beside the library, for the linkers of GNU and of Microsoft alike. It gives the names without the
-# decoration of 32 bits, by which programs look functions up.
-function(tessit_export_by_definition_file target)
-  set(names)
-  foreach(header IN LISTS ARGN)
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${header}")
-    file(READ "${header}" text)
-    # As a declaration, or a row of a table of functions.
-    string(REGEX MATCHALL "_CALL [A-Z]+_[A-Za-z0-9_]+\\(|\n +X\\([^,]+, +[A-Z]+_[A-Za-z0-9_]+," declared "${text}")
-    list(TRANSFORM declared REPLACE ".*(_CALL |, +)([A-Z]+_[A-Za-z0-9_]+)[(,]" "\\2")
-    list(APPEND names ${declared})
-  endforeach()
-  list(SORT names)
-  list(JOIN names "\n" names)
-  set(definition "${CMAKE_BINARY_DIR}/${target}.def")
-  file(CONFIGURE OUTPUT "${definition}" CONTENT "LIBRARY ${target}.dll\nEXPORTS\n${names}\n")
-  target_sources(${target} PRIVATE "${definition}")
-  if(MINGW)
-    target_link_options(${target} PRIVATE "LINKER:--enable-stdcall-fixup")
   endif()
 endfunction()

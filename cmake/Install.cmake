@@ -20,9 +20,20 @@ install(FILES "${PROJECT_BINARY_DIR}/packaging/tessit.pc" DESTINATION "${CMAKE_I
 
 install(DIRECTORY examples/library DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development
   PATTERN build EXCLUDE)
+if(WIN32)
+  install(FILES packaging/windows/README.txt DESTINATION . COMPONENT command)
+  if(MINGW AND CMAKE_CROSSCOMPILING) # whose run time is linked in
+    install(FILES /usr/share/doc/mingw-w64-common/copyright DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+      RENAME LICENSE.mingw-w64 COMPONENT library)
+    install(FILES /usr/share/doc/gcc-mingw-w64-base/copyright DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+      RENAME LICENSE.gcc COMPONENT library)
+  endif()
+endif()
 install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
 if(TESSIT_BUILD_SIM)
-  install(FILES packaging/LICENSE.simulation DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT simulation)
+  if(TESSIT_SIM_CPU STREQUAL "unicorn")
+    install(FILES packaging/LICENSE.simulation DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT simulation)
+  endif()
   install(DIRECTORY examples/firmware DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT simulation
     FILES_MATCHING PATTERN "*.hex" PATTERN "*.c" PATTERN "*.h" PATTERN "*.ld" PATTERN "README.md"
     PATTERN build EXCLUDE)

@@ -1,12 +1,14 @@
 #include "cli/chip/cpu_state.h"
 #include "cli/chip/ram_power.h"
 #include "cli/commands/on_probes.h"
+#include "cli/session/jlink_search.h"
 #include "cli/session/memory_map.h"
 #include "cli/session/result.h"
 #include "cli/text/table.h"
 
 #include <array>
 #include <fmt/format.h>
+#include <memory>
 
 namespace tessit::cli {
 namespace {
@@ -132,8 +134,31 @@ Report describe(const Target& target, const Console& console)
     return info.report();
 }
 
-ExitCode run(const Invocation& invocation)
+// No probe is asked, and nothing is loaded.
+ExitCode show_jlink_search(const Invocation& invocation)
 {
+    if (!invocation.settings.jlink.empty()) {
+        invocation.console.note(
+            fmt::format("{} is named; without that this is looked for:", invocation.settings.jlink));
+    }
+    std::vector<std::vector<std::string>> rows{{"RESULT", "LIBRARY", "WHY NOT"}};
+    Json places = Json::list();
+    for (const JlinkPlace& place : search_jlink(platform::jlink_installations())) {
+        const bool is_taken = place.reason.empty();
+        rows.push_back({is_taken ? "taken" : "not taken", place.library.string(), place.reason});
+        places.push_back({{"library", place.library.string()},
+                          {"taken", is_taken},
+                          {"reason", is_taken ? Json() : Json(place.reason)}});
+    }
+    invocation.console.show(format_table(rows), {{"jlink_search", std::move(places)}});
+    return ExitCode::done;
+}
+
+ExitCode run(const Invocation& invocation, bool shows_jlink_search)
+{
+    if (shows_jlink_search) {
+        return show_jlink_search(invocation);
+    }
     LineOptions line;
     line.shows_reports = true;
     return run_on_probes(
@@ -144,7 +169,11 @@ ExitCode run(const Invocation& invocation)
 
 Command add_info(const Verb& root)
 {
-    return {root.verb("info", "Show what probe and chip are there, and their state"), &run};
+    const Verb verb = root.verb("info", "Show what probe and chip are there, and their state");
+    const auto shows_jlink_search = std::make_shared<bool>(false);
+    verb.flag("--jlink-search", *shows_jlink_search,
+              "Show where the J-Link library is looked for, and which one is taken; needs no probe");
+    return {verb, [shows_jlink_search](const Invocation& invocation) { return run(invocation, *shows_jlink_search); }};
 }
 
 } // namespace tessit::cli

@@ -24,8 +24,15 @@ std::filesystem::path user_config_folder();
 /// File name of the simulated J-Link library.
 extern const char* const simulation_file_name;
 
-/// Where installers of the J-Link software put its library, the likeliest first; of several versions the newest.
-std::vector<std::filesystem::path> jlink_install_places();
+/// Where installers of the J-Link software put its library.
+struct JlinkInstallations
+{
+    const char* file_name;
+    std::vector<std::filesystem::path> in_use;          ///< folders of the version that is in use by its own account
+    std::vector<std::filesystem::path> parents;         ///< folders in which versions lie beside each other, as JLink*
+    std::vector<std::filesystem::path> library_folders; ///< of the system
+};
+JlinkInstallations jlink_installations();
 
 /// Of an output stream: one that understands escape sequences.
 bool is_terminal(std::FILE* stream);

@@ -31,12 +31,21 @@ void note_interrupt(int)
     interrupt_flag = 1;
 }
 
+#if defined(__APPLE__)
+constexpr const char* jlink_file_name = "libjlinkarm.dylib";
+constexpr const char* jlink_parent = "/Applications/SEGGER";
+#else
 constexpr const char* jlink_file_name = "libjlinkarm.so";
 constexpr const char* jlink_parent = "/opt/SEGGER";
+#endif
 
 } // namespace
 
+#if defined(__APPLE__)
+const char* const simulation_file_name = "libjlinkarm_sim.dylib";
+#else
 const char* const simulation_file_name = "libjlinkarm_sim.so";
+#endif
 
 std::vector<std::string> arguments(int argc, char** argv)
 {
@@ -58,21 +67,9 @@ fs::path user_config_folder()
     return home.is_absolute() ? home / ".config" : fs::path{};
 }
 
-std::vector<fs::path> jlink_install_places()
+JlinkInstallations jlink_installations()
 {
-    std::vector<fs::path> versions;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator{jlink_parent, error}) {
-        if (entry.path().filename().string().starts_with("JLink_")) {
-            versions.push_back(entry.path() / jlink_file_name);
-        }
-    }
-    std::ranges::sort(versions, std::greater{});
-    versions.insert(versions.begin(), fs::path{jlink_parent} / "JLink" / jlink_file_name);
-    for (const char* folder : {"/usr/local/lib", "/usr/lib"}) {
-        versions.push_back(fs::path{folder} / jlink_file_name);
-    }
-    return versions;
+    return {jlink_file_name, {fs::path{jlink_parent} / "JLink"}, {jlink_parent}, {"/usr/local/lib", "/usr/lib"}};
 }
 
 bool is_terminal(std::FILE* stream)

@@ -5,6 +5,7 @@
 #include "cli/failure.h"
 #include "cli/platform/process.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -27,6 +28,22 @@ int error_number()
 {
     const std::error_code code{static_cast<int>(GetLastError()), std::system_category()};
     return code.default_error_condition().value();
+}
+
+// The folder that the installer of the J-Link software left in the registry; empty when it left none.
+fs::path registered_jlink(HKEY root)
+{
+    constexpr const wchar_t* key = L"Software\\SEGGER\\J-Link";
+    constexpr const wchar_t* value = L"InstallPath";
+    DWORD bytes = 0;
+    if (RegGetValueW(root, key, value, RRF_RT_REG_SZ, nullptr, nullptr, &bytes) != ERROR_SUCCESS) {
+        return {};
+    }
+    std::wstring text(bytes / sizeof(wchar_t), L'\0');
+    if (RegGetValueW(root, key, value, RRF_RT_REG_SZ, nullptr, text.data(), &bytes) != ERROR_SUCCESS) {
+        return {};
+    }
+    return text.c_str(); // up to its end
 }
 
 fs::path with_random_end(const fs::path& begin)
@@ -77,9 +94,24 @@ fs::path user_config_folder()
     return folder.is_absolute() ? folder : fs::path{};
 }
 
-std::vector<fs::path> jlink_install_places()
+JlinkInstallations jlink_installations()
 {
-    return {};
+    const char* const file_name = sizeof(void*) == 8 ? "JLink_x64.dll" : "JLinkARM.dll"; // NOLINT: bits of a pointer
+    JlinkInstallations installations{file_name, {}, {}, {}};
+    for (HKEY const root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+        if (const fs::path folder = registered_jlink(root); !folder.empty()) {
+            installations.in_use.push_back(folder);
+        }
+    }
+    for (const char* const variable : {"ProgramW6432", "ProgramFiles", "ProgramFiles(x86)"}) {
+        const fs::path folder = base::environment(variable);
+        const fs::path parent = folder / "SEGGER";
+        if (folder.is_absolute() && std::ranges::find(installations.parents, parent) == installations.parents.end()) {
+            installations.in_use.push_back(parent / "JLink");
+            installations.parents.push_back(parent);
+        }
+    }
+    return installations;
 }
 
 std::FILE* create_beside(const fs::path& target, fs::path& created)

@@ -3,10 +3,13 @@
 #include "base/module.h"
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
+#include "cli/session/jlink_search.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <iterator>
 #include <vector>
 
 namespace tessit::cli {
@@ -14,19 +17,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string first_existing(const std::vector<fs::path>& places, const std::string& what, const std::string& hint)
+std::string installed_library()
 {
-    const auto found = std::ranges::find_if(places, [](const fs::path& place) {
-        std::error_code ignored;
-        return fs::exists(place, ignored);
-    });
-    if (found == places.end()) {
+    const std::vector<JlinkPlace> places = search_jlink(platform::jlink_installations());
+    const auto taken = std::ranges::find(places, "", &JlinkPlace::reason);
+    if (taken == places.end()) {
         std::vector<std::string> names;
-        std::ranges::transform(places, std::back_inserter(names), [](const fs::path& place) { return place.string(); });
-        throw Failure{ExitCode::failure, fmt::format("{} was not found (looked for {})", what, fmt::join(names, ", ")),
-                      hint};
+        std::ranges::transform(places, std::back_inserter(names),
+                               [](const JlinkPlace& place) { return place.library.string(); });
+        throw Failure{ExitCode::failure,
+                      fmt::format("the J-Link library was not found (looked for {})", fmt::join(names, ", ")),
+                      "Install the J-Link software, name its library with --jlink PATH or TESSIT_JLINK, or try the "
+                      "simulated bench with --sim."};
     }
-    return found->string();
+    return taken->library.string();
 }
 
 } // namespace
@@ -37,9 +41,7 @@ std::string find_jlink_library(const Settings& settings)
         return find_simulation();
     }
     if (settings.jlink.empty()) {
-        return first_existing(platform::jlink_install_places(), "the J-Link library",
-                              "Install the J-Link software, name its library with --jlink PATH or TESSIT_JLINK, or try "
-                              "the simulated bench with --sim.");
+        return installed_library();
     }
     // A bare file name is for the system's loader to find.
     const bool is_path = settings.jlink.find_first_of("/\\") != std::string::npos;
@@ -55,15 +57,23 @@ std::string find_jlink_library(const Settings& settings)
 std::string find_simulation()
 {
     const fs::path folder = platform::executable_folder();
-    const fs::path prefix = folder.parent_path();
-    return first_existing({folder / platform::simulation_file_name,
-                           prefix / TESSIT_INSTALL_PLUGIN_FOLDER / platform::simulation_file_name},
-                          "the simulated J-Link library", "Build or install it together with the command.");
+    const fs::path beside = folder / platform::simulation_file_name;
+    const fs::path installed = folder.parent_path() / TESSIT_INSTALL_PLUGIN_FOLDER / platform::simulation_file_name;
+    std::error_code ignored;
+    for (const fs::path& place : {beside, installed}) {
+        if (fs::exists(place, ignored)) {
+            return place.string();
+        }
+    }
+    throw Failure{ExitCode::failure,
+                  fmt::format("the simulated J-Link library was not found (looked for {}, {})", beside.string(),
+                              installed.string()),
+                  "Build or install it together with the command."};
 }
 
 std::string why_not_loaded(const std::string& path)
 {
-    if (const base::Module module = base::load_module(path.c_str()); module != nullptr) {
+    if (const base::Module module = base::load_module(platform::loadable_name(path).c_str()); module != nullptr) {
         base::unload_module(module);
         return "it lacks functions that a J-Link library has";
     }

@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
-#include <sys/stat.h>
 #include <utility>
 
 namespace tessit_test {
@@ -41,7 +40,7 @@ TEST(BenchFile, isRefusedWithFileLineAndReason)
         BadBench{"[[probe]]\nserial = 5\n[probe.chip]\nversion = \"OAK\"\n", 4, "version: 'OAK' is not a chip version"},
     };
     const TempFolder folder;
-    const std::string path = folder.path() / "bad.toml";
+    const std::string path = (folder.path() / "bad.toml").string();
     for (const BadBench& bad : benches) {
         folder.write("bad.toml", bad.toml);
         EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0) << bad.toml;
@@ -66,8 +65,6 @@ TEST(BenchFile, refusesChipsThatCannotBe)
         BadChip{"BIRCH_M1_VA_REV2", "flash_fill = 256", "flash_fill: expected a whole number from 0 to 255"},
         BadChip{"BIRCH_M1_VA_REV2", "flash_file = \"missing.bin\"", "missing.bin"},
         BadChip{"BIRCH_M1_VA_REV2", "flash_file = \".\"", "not a regular file"},
-        BadChip{"BIRCH_M1_VA_REV2", "flash_file = \"/dev/zero\"", "/dev/zero: it is not a regular file"},
-        BadChip{"BIRCH_M1_VA_REV2", "flash_file = \"pipe\"", "pipe: it is not a regular file"},
         BadChip{"BIRCH_M3_VA_REV1", "flash_file = \"large.bin\"", "5368709120 bytes, and at most 196608 fit"},
         BadChip{"BIRCH_M1_VA_REV2", "faults = [\"flood\"]", "faults: 'flood' is not a fault"},
         BadChip{"BIRCH_M1_VA_REV2", "ficr = { \"0x131\" = 1 }", "0x131: expected part"},
@@ -79,8 +76,7 @@ TEST(BenchFile, refusesChipsThatCannotBe)
     };
     const TempFolder folder;
     std::filesystem::resize_file(folder.write("large.bin", ""), 5ULL << 30); // holes only
-    ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
-    const std::string path = folder.path() / "bad.toml";
+    const std::string path = (folder.path() / "bad.toml").string();
     for (const BadChip& bad : chips) {
         folder.write("bad.toml", std::string{"[[probe]]\nserial = 5\n[probe.chip]\nversion = \""} + bad.version +
                                      "\"\n" + bad.line + "\n");
@@ -101,12 +97,9 @@ TEST(BenchFile, isRefusedWhenItHasNoEndOrTooManyProbes)
     while (huge.size() < 4U << 20) {
         huge += crowd;
     }
-    ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
-    const std::array<std::pair<std::string, const char*>, 4> files{{
-        {"/dev/zero", "not a regular file"},
-        {folder.path() / "pipe", "not a regular file"},
-        {folder.write("crowd.toml", crowd), "at most 256"},
-        {folder.write("huge.toml", huge), "at most 1048576 fit"},
+    const std::array<std::pair<std::string, const char*>, 2> files{{
+        {folder.write("crowd.toml", crowd).string(), "at most 256"},
+        {folder.write("huge.toml", huge).string(), "at most 1048576 fit"},
     }};
     for (const auto& [path, reason] : files) {
         EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0) << path;
@@ -117,9 +110,9 @@ TEST(BenchFile, isRefusedWhenItHasNoEndOrTooManyProbes)
 TEST(BenchFile, thatCannotBeOpenedLeavesTheOpenBenchAlone)
 {
     const TempFolder folder;
-    const std::string good = folder.write("good.toml", "[[probe]]\nserial = 5\n");
+    const std::string good = folder.write("good.toml", "[[probe]]\nserial = 5\n").string();
     ASSERT_EQ(JLINKSIM_open_bench(good.c_str()), 0);
-    EXPECT_LT(JLINKSIM_open_bench((folder.path() / "none.toml").c_str()), 0);
+    EXPECT_LT(JLINKSIM_open_bench((folder.path() / "none.toml").string().c_str()), 0);
     EXPECT_THAT(JLINKSIM_error_text(), HasSubstr("none.toml"));
     EXPECT_EQ(JLINKSIM_bench_path(), good);
     EXPECT_EQ(JLINKSIM_count_probes(), 1);
@@ -129,7 +122,7 @@ TEST(BenchFile, thatCannotBeOpenedLeavesTheOpenBenchAlone)
 TEST(BenchFile, exampleDescribesTheBuiltInBench)
 {
     const TempFolder folder;
-    const std::string path = folder.path() / "example.toml";
+    const std::string path = (folder.path() / "example.toml").string();
     ASSERT_EQ(JLINKSIM_write_example_bench(path.c_str()), 0);
     EXPECT_LT(JLINKSIM_write_example_bench(path.c_str()), 0) << "it must not be overwritten";
     EXPECT_THAT(JLINKSIM_error_text(), HasSubstr("exists already"));
@@ -153,7 +146,7 @@ TEST(BenchFile, exampleDescribesTheBuiltInBench)
     }
     folder.write("firmware.bin", "firmware");
     folder.write("full.toml", text);
-    EXPECT_EQ(JLINKSIM_open_bench((folder.path() / "full.toml").c_str()), 0) << JLINKSIM_error_text();
+    EXPECT_EQ(JLINKSIM_open_bench((folder.path() / "full.toml").string().c_str()), 0) << JLINKSIM_error_text();
     JLINKSIM_close_bench();
 }
 

@@ -18,10 +18,11 @@ BenchConfig bench_that_counts(const tessit_test::TempFolder& folder, bool real_t
     using namespace std::string_view_literals;
     // ldr r0, [pc, #8]; ldr r1, [r0]; adds r1, #1; str r1, [r0]; b to the second
     folder.write("count.bin", "\0\x10\0\x20\x09\0\0\0\x02\x48\x01\x68\x01\x31\x01\x60\xFB\xE7\0\xBF\0\x01\0\x20"sv);
-    return read_bench_file(
-        folder.write("bench.toml", std::string{"real_time = "} + (real_time ? "true" : "false") +
-                                       "\n[[probe]]\nserial = 1\n[probe.chip]\n" +
-                                       "version = \"BIRCH_M1_VA_REV2\"\nflash_file = \"count.bin\""));
+    return read_bench_file(folder
+                               .write("bench.toml", std::string{"real_time = "} + (real_time ? "true" : "false") +
+                                                        "\n[[probe]]\nserial = 1\n[probe.chip]\n" +
+                                                        "version = \"BIRCH_M1_VA_REV2\"\nflash_file = \"count.bin\"")
+                               .string());
 }
 
 class HostSleeps : public testing::TestWithParam<bool>

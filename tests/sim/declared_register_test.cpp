@@ -109,7 +109,7 @@ TEST(DeclaredRegisters, areRefusedWithFileLineAndReason)
         {"address = 0x40002000\nraises = 3", "10: raises: is not known here"},
     };
     const TempFolder folder;
-    const std::string path = folder.path() / "bad.toml";
+    const std::string path = (folder.path() / "bad.toml").string();
     for (const auto& [lines, message] : registers) {
         folder.write("bad.toml", "[[probe]]\nserial = 5\n[probe.chip]\nversion = \"BIRCH_M1_VA_REV2\"\n"
                                  "[[probe.chip.register]]\nname = \"first\"\naddress = 0x40000FFC\n"

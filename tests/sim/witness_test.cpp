@@ -1,13 +1,14 @@
+#include "base/environment.h"
 #include "src/jlink/functions.h"
 #include "tests/sim/target_session.h"
 
 #include <array>
-#include <cstdlib>
 #include <functional>
 
 namespace tessit_test {
 namespace {
 
+using tessit::base::set_environment;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -15,10 +16,10 @@ using testing::HasSubstr;
 class Environment
 {
 public:
-    Environment(const char* name, const std::string& value) : name_(name) { ::setenv(name, value.c_str(), 1); }
+    Environment(const char* name, const std::string& value) : name_(name) { set_environment(name, value); }
     Environment(const Environment&) = delete;
     Environment& operator=(const Environment&) = delete;
-    ~Environment() { ::unsetenv(name_); }
+    ~Environment() { set_environment(name_, ""); }
 
 private:
     const char* name_;
@@ -156,8 +157,8 @@ TEST(Records, foldEqualAccessesOnlyAndAreCapped)
 TEST(Environment, ordersFaultsTraceAndRecords)
 {
     const TempFolder folder;
-    const Environment trace{"JLINKARM_SIM_TRACE", folder.path() / "trace.txt"};
-    const Environment records{"JLINKARM_SIM_RECORDS", folder.path() / "records.txt"};
+    const Environment trace{"JLINKARM_SIM_TRACE", (folder.path() / "trace.txt").string()};
+    const Environment records{"JLINKARM_SIM_RECORDS", (folder.path() / "records.txt").string()};
     const Environment faults{"JLINKARM_SIM_FAULTS",
                              "JLINKARM_Halt#2=1?5;JLINKARM_WriteU32#1@unplug;JLINKARM_OpenEx#1+1!Try = again?"};
     TempBench bench = TempBench::with_chip("BIRCH_M1_VA_REV2");
@@ -178,7 +179,7 @@ TEST(Environment, ordersFaultsTraceAndRecords)
 TEST(Environment, thatCannotBeUnderstoodFailsTheOpening)
 {
     const TempFolder folder;
-    const std::string path = folder.write("bench.toml", "[[probe]]\nserial = 5\n");
+    const std::string path = folder.write("bench.toml", "[[probe]]\nserial = 5\n").string();
     for (const char* const text : {"JLINKARM_Halt", "JLINKARM_Halt#", "JLINKARM_Halt#1", "JLINKARM_Halt#0=1",
                                    "JLINKARM_Halt#1=", "JLINKARM_Halt#1=x", "JLINKARM_Halt#1*", "Halt#1=1"}) {
         const Environment faults{"JLINKARM_SIM_FAULTS", text};
@@ -190,11 +191,11 @@ TEST(Environment, thatCannotBeUnderstoodFailsTheOpening)
         EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0);
     }
     {
-        const Environment trace{"JLINKARM_SIM_TRACE", folder.path() / "no" / "trace.txt"};
+        const Environment trace{"JLINKARM_SIM_TRACE", (folder.path() / "no" / "trace.txt").string()};
         EXPECT_LT(JLINKSIM_open_bench(path.c_str()), 0);
     }
     // Without anybody to ask why, the J-Link functions fail and the open call says so.
-    const Environment bench{"JLINKARM_SIM_BENCH", folder.path() / "none.toml"};
+    const Environment bench{"JLINKARM_SIM_BENCH", (folder.path() / "none.toml").string()};
     JLINKSIM_close_bench();
     EXPECT_EQ(JLINKARM_EMU_GetNumDevices(), 0U);
     EXPECT_NE(JLINKARM_OpenEx(nullptr, nullptr), nullptr);

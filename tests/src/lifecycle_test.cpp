@@ -143,7 +143,7 @@ TEST_F(LifecycleTest, APendingErrorIsReportedOnceAndCleared)
     bool connected = true;
     EXPECT_EQ(TESSIT_is_connected_to_emu(&connected), RESULT_OK);
     EXPECT_FALSE(connected);
-    EXPECT_THAT(log_messages(), ElementsAre(testing::MatchesRegex("JLinkARM.dll reported error 7 at line [0-9]+.")));
+    EXPECT_THAT(log_messages(), ElementsAre(testing::StartsWith("JLinkARM.dll reported error 7 at line ")));
     EXPECT_EQ(jlink.error_checks, 1);
     EXPECT_EQ(jlink.error_clears, 1);
     forget();

@@ -23,7 +23,7 @@ TEST_F(MemoryTest, NothingIsReadWhenTheCacheCannotBeInvalidated)
     jlink.JLINKARM_ExecCommand = [](const char*, char* error, std::int32_t) { return std::strcpy(error, "no"), 0; };
     EXPECT_EQ(TESSIT_read_u32(0, &word), ERR_JLINK_CALL_FAILED);
     EXPECT_EQ(TESSIT_read(0, bytes.data(), 3), ERR_JLINK_CALL_FAILED);
-    EXPECT_THAT(jlink.calls, Each(Not(testing::MatchesRegex("ReadMem.*|\\[.*"))));
+    EXPECT_THAT(jlink.calls, Each(Not(testing::AnyOf(testing::StartsWith("ReadMem"), testing::StartsWith("[")))));
     EXPECT_THAT(log_messages(), Each("JLinkARM.dll ExecCommand returned error 'no'."));
 }
 

@@ -1,19 +1,19 @@
 #include "tests/support/temp_folder.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
+#include <string>
 
 namespace tessit_test {
 
 TempFolder::TempFolder()
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tessit-test-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) {
+    path_ = std::filesystem::temp_directory_path() / ("tessit-test-" + std::to_string(std::random_device{}()));
+    if (!std::filesystem::create_directory(path_)) {
         throw std::runtime_error("cannot make a temporary folder");
     }
-    path_ = pattern;
 }
 
 TempFolder::~TempFolder()
@@ -22,7 +22,7 @@ TempFolder::~TempFolder()
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::filesystem::path TempFolder::write(std::string_view name, std::string_view content) const
+std::filesystem::path TempFolder::write(const std::filesystem::path& name, std::string_view content) const
 {
     std::filesystem::path path = path_ / name;
     std::ofstream file{path, std::ios::binary};

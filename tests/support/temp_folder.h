@@ -17,7 +17,7 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
     /// Write a file into it and return its path.
-    std::filesystem::path write(std::string_view name, std::string_view content) const;
+    std::filesystem::path write(const std::filesystem::path& name, std::string_view content) const;
     std::string read(std::string_view name) const;
 
 private:

@@ -116,20 +116,20 @@ TEST(FirmwareFiles, AreToldApartByEndingAndThenByContent)
     const std::string hex = std::string{":0300300002337A1E\n"} + hex_end;
     const Segment segment{0x30, {0x02, 0x33, 0x7A}};
     for (const char* name : {"app.hex", "APP.HEX", "app.ihex", "app", "app.txt"}) {
-        EXPECT_THAT(read_firmware(folder.write(name, hex)).segments(), ElementsAre(segment)) << name;
+        EXPECT_THAT(read_firmware(folder.write(name, hex).string()).segments(), ElementsAre(segment)) << name;
     }
-    EXPECT_THAT(read_firmware(folder.write("app.img", "S1051000AABB85\nS9030000FC\n")).segments(),
+    EXPECT_THAT(read_firmware(folder.write("app.img", "S1051000AABB85\nS9030000FC\n").string()).segments(),
                 ElementsAre(Segment{0x1000, {0xAA, 0xBB}}));
     EXPECT_THAT(read_firmware(folder.write("app.bin", "ab").string() + "@0x20000").segments(),
                 ElementsAre(Segment{0x20000, {'a', 'b'}}));
-    EXPECT_THAT(read_firmware(folder.write("v1@2.hex", hex)).segments(), ElementsAre(segment));
+    EXPECT_THAT(read_firmware(folder.write("v1@2.hex", hex).string()).segments(), ElementsAre(segment));
 }
 
 TEST(FirmwareFiles, UnusableOnesAreRefusedWithWhatToDo)
 {
     const TempFolder folder;
-    const std::string bin = folder.write("app.bin", "ab");
-    const std::string hex = folder.write("app.hex", std::string{":0300300002337A1E\n"} + hex_end);
+    const std::string bin = folder.write("app.bin", "ab").string();
+    const std::string hex = folder.write("app.hex", std::string{":0300300002337A1E\n"} + hex_end).string();
     EXPECT_THAT(refusal_of({(folder.path() / "none.hex").string()}),
                 AllOf(HasSubstr("none.hex"), HasSubstr("No such file")));
     EXPECT_THAT(refusal_of({folder.path().string()}), HasSubstr("directory"));
@@ -162,7 +162,8 @@ TEST(FirmwareFiles, ReadsAreWrittenByEnding)
     const std::vector<std::uint8_t> bytes{1, 2, 3};
     write_firmware(folder.path() / "out.bin", 0xFFFFFFFD, bytes);
     write_firmware(folder.path() / "out.hex", 0xFFFFFFFD, bytes);
-    EXPECT_THAT(read_firmware(folder.path() / "out.bin@0xFFFFFFFD"), read_firmware(folder.path() / "out.hex"));
+    EXPECT_THAT(read_firmware((folder.path() / "out.bin@0xFFFFFFFD").string()),
+                read_firmware((folder.path() / "out.hex").string()));
 }
 
 } // namespace

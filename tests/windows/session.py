@@ -1,0 +1,184 @@
+"""The command for Windows as its users have it, run by Wine: every verb that matters on the simulated bench, several boards at once, Ctrl-C on a console, and a kill in the middle.
+
+Usage: session.py BUILD_FOLDER INSTALLED_FOLDER [unittest's arguments]
+"""
+
+import fcntl
+import json
+import os
+import pathlib
+import pty
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+repository = pathlib.Path(__file__).resolve().parents[2]
+firmware = repository / "examples/firmware"
+build = installed = None  # what was built for tests, and the folder of the command as users have it
+first, second, third = ("600000001", "600000002", "600000003")
+half_a_megabyte = 0x80000
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def wine(program, *arguments, cwd=None, **environment):
+    return {"args": ["wine", str(program), *map(str, arguments)], "cwd": cwd, "env": {**os.environ, "LC_ALL": "C.UTF-8", **environment}}
+
+
+class Session(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="tessit-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.state = {"JLINKARM_SIM_STATE": windows_path(self.folder / "chips"), "NO_COLOR": "1"}
+        self.command = installed / "tessit.exe"
+
+    def run_command(self, *arguments, code=0, text=None, **environment):
+        command = wine(self.command, "--sim", *arguments, cwd=self.folder, **{**self.state, **environment})
+        done = subprocess.run(**command, input=text, capture_output=True, timeout=120)
+        self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))
+        return done
+
+    def on_first(self, *arguments, **how):
+        return self.run_command("--probe", first, *arguments, **how)
+
+    def image(self, name, byte=None, length=half_a_megabyte):
+        path = self.folder / name
+        path.write_bytes(bytes([byte]) * length if byte is not None else os.urandom(length))
+        return path
+
+    def content(self, where):
+        self.on_first("read", where, "-o", "content.bin")
+        return (self.folder / "content.bin").read_bytes()
+
+    def start_and_wait(self, *arguments, said, terminal=None):
+        """Starts the command, and reads what it says so far; it waits for its reader then, wherever it is."""
+        reading, writing = os.pipe()
+        fcntl.fcntl(reading, fcntl.F_SETPIPE_SZ, 4096)
+        self.addCleanup(os.close, reading)
+        command = wine(self.command, "--sim", *arguments, cwd=self.folder, **self.state)
+        process = subprocess.Popen(
+            **command, stdin=terminal or subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=writing,
+            start_new_session=True,
+            preexec_fn=None if terminal is None else lambda: fcntl.ioctl(terminal, 0x540E, 0))  # TIOCSCTTY
+        self.addCleanup(process.stdout.close)
+        os.close(writing)
+        heard = b""
+        while not all(re.search(each, heard) for each in said):
+            piece = os.read(reading, 512)
+            self.assertTrue(piece, heard)
+            heard += piece
+        return process, reading
+
+    def test_every_step_of_a_day(self):
+        self.assertEqual(self.run_command("list").stdout.split(), [first.encode(), second.encode(), third.encode()])
+        self.on_first("program", windows_path(firmware / "counter.hex"))
+        self.on_first("verify", windows_path(firmware / "counter.elf"))
+        self.assertEqual(self.content("0+17668"), (firmware / "counter.bin").read_bytes())
+        self.on_first("erase", "--range", "0x1000+0x1000")
+        self.on_first("verify", windows_path(firmware / "counter.elf"), code=6)
+        self.assertEqual(self.content("0x1000+0x1000"), b"\xFF" * 0x1000)
+        self.on_first("protect", "--yes")
+        self.assertIn(b"recover --yes", self.on_first("read", "0+4", code=5).stderr)
+        self.on_first("recover", "--yes")
+        self.assertEqual(self.content("0+4"), b"\xFF" * 4)
+        self.assertIn(b"no terminal to ask", self.on_first("recover", code=2).stderr)
+
+    def test_bytes_pass_unchanged_in_and_out(self):
+        content = bytes(range(256)) * 16  # with every end of line and Ctrl-Z
+        (self.folder / "all.bin").write_bytes(content)
+        self.on_first("program", "all.bin@0")
+        self.assertEqual(self.content("0+4096"), content)
+        self.assertNotIn(b"\r", self.on_first("--json", "info").stdout)
+
+    def test_several_boards_at_once(self):
+        image = self.image("all.bin", length=0x8000)
+        done = json.loads(self.run_command("--json", "--all-probes", "program", "all.bin@0").stdout)
+        self.assertEqual([board["error"] if "error" in board else None for board in done["probes"]], [None] * 3)
+        for serial in (first, second, third):
+            self.run_command("--probe", serial, "read", f"0+{0x8000}", "-o", "back.bin")
+            self.assertEqual((self.folder / "back.bin").read_bytes(), image.read_bytes())
+
+    def half_erased(self):
+        """How much of the flash, which held zeros, is erased: some and not all."""
+        erased = self.content(f"0+{half_a_megabyte}").count(b"\xFF")
+        self.assertGreater(erased, 0)
+        self.assertLess(erased, half_a_megabyte)
+
+    def fill(self):
+        self.image("zeros.bin", 0)
+        self.on_first("program", "zeros.bin@0")
+
+    def test_a_kill_leaves_the_probe_free_and_the_chip_as_far_as_it_was(self):
+        self.fill()
+        process, _ = self.start_and_wait("-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}",
+                                         said=[rb"(?s)(erase_page.*){10}"])
+        holder = self.on_first("info", code=8).stderr
+        self.assertRegex(holder, rb"in use by another program \(process [0-9]+\)")
+        process.kill()
+        process.wait()
+        self.half_erased()
+        self.on_first("program", "zeros.bin@0")
+        self.on_first("verify", "zeros.bin@0")
+
+    def on_console(self, *arguments, said):
+        terminal, console = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        process, reading = self.start_and_wait(*arguments, said=said, terminal=console)
+        os.close(console)
+        os.write(terminal, b"\x03")
+        rest = b""
+        while piece := os.read(reading, 65536):
+            rest += piece
+        output = process.stdout.read()
+        return process.wait(timeout=60), output, rest
+
+    def test_ctrl_c_ends_at_a_point_where_all_is_known(self):
+        self.fill()
+        code, _, said = self.on_console("-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}",
+                                        said=[rb"(?s)(erase_page.*){10}"])
+        self.assertEqual(code, 130, said)
+        self.assertIn(b"interrupted", said)
+        self.assertIn(b"close_dll", said)
+        self.half_erased()
+
+    def test_ctrl_c_reaches_every_board(self):
+        self.image("zeros.bin", 0, 0x24000)  # some of it stays: a chip is not erased as a whole
+        self.run_command("--all-probes", "program", "zeros.bin@0")
+        self.image("new.bin", 1, 0x20000)
+        code, output, said = self.on_console(
+            "-v", "--json", "--probe", first, "--probe", second, "program", "new.bin@0", "--loader", "off",
+            said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
+        self.assertEqual(code, 130, said)
+        boards = json.loads(output)["probes"]
+        self.assertEqual([board["error"]["name"] for board in boards], ["interrupted"] * 2)
+        self.assertEqual([board["error"]["half_written"] for board in boards], [True] * 2)
+
+    def test_the_boards_end_with_the_command_that_began_them(self):
+        self.image("zeros.bin", 0, 0x24000)  # some of it stays: a chip is not erased as a whole
+        self.run_command("--all-probes", "program", "zeros.bin@0")
+        self.image("new.bin", 1, 0x20000)
+        process, _ = self.start_and_wait(
+            "-v", "--json", "--probe", first, "--probe", second, "program", "new.bin@0", "--loader", "off",
+            said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
+        process.kill()
+        process.wait()
+        self.on_first("--wait", "30", "program", "new.bin@0")
+
+    def test_a_host_program_finds_every_function(self):
+        host = wine(build / "host.exe", windows_path(build / "jlinkarm_birch_tessit.dll"),
+                    windows_path(build / "jlinkarm_birch_tessit.def"), windows_path(build / "jlinkarm_sim.dll"), first,
+                    **self.state)
+        done = subprocess.run(**host, capture_output=True, timeout=60)
+        self.assertEqual(done.stdout.decode().strip(), "67 functions, results 0 0 0, word 0xFFFFFFFF")
+
+
+if __name__ == "__main__":
+    build = pathlib.Path(sys.argv.pop(1)).resolve()
+    installed = pathlib.Path(sys.argv.pop(1)).resolve()
+    unittest.main()
