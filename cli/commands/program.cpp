@@ -1,3 +1,4 @@
+#include "base/path.h"
 #include "cli/commands/on_probes.h"
 #include "cli/commands/program_chip.h"
 #include "cli/firmware/firmware.h"
@@ -28,7 +29,7 @@ public:
     OwnValues(UnitValues of_all, const std::string& units_file) : of_all_{std::move(of_all)}
     {
         if (!units_file.empty()) {
-            units_.emplace(units_file);
+            units_.emplace(base::path_of(units_file));
         }
     }
 
@@ -88,7 +89,7 @@ ExitCode run(const Invocation& invocation, const Options& options)
     std::vector<std::string> files = options.files;
     const OwnValues values{take_values(files), options.units};
     const Image image = read_firmware(files);
-    const Record record{options.record, sha256(image)};
+    const Record record{base::path_of(options.record), sha256(image)};
     LineOptions line;
     line.consequence =
         options.program.recovers ? "What a protected chip holds is erased first: flash, UICR and RAM." : "";

@@ -1,4 +1,5 @@
 // The external flash behind the QSPI peripheral.
+#include "base/path.h"
 #include "cli/commands/qspi_content.h"
 #include "cli/firmware/file.h"
 #include "cli/text/table.h"
@@ -78,12 +79,12 @@ ExitCode custom(const Invocation& invocation, const QspiOptions& options)
 ExitCode example(const Invocation& invocation, const QspiOptions& options)
 {
     std::error_code ignored;
-    if (std::filesystem::exists(options.file, ignored)) {
+    if (std::filesystem::exists(base::path_of(options.file), ignored)) {
         throw Failure{ExitCode::failure, fmt::format("{} exists already", options.file),
                       "Choose another name, or remove the file first."};
     }
     const std::string text = example_qspi_connection();
-    write_file(options.file, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    write_file(base::path_of(options.file), {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     invocation.console.show(fmt::format("Wrote {}. Fill in the pins of your board, then: tessit qspi --qspi-config {} "
                                         "info\n",
                                         options.file, options.file),

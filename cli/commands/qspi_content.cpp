@@ -1,5 +1,6 @@
 #include "cli/commands/qspi_content.h"
 
+#include "base/path.h"
 #include "cli/firmware/firmware.h"
 #include "cli/memory/comparison.h"
 #include "cli/memory/eraser.h"
@@ -146,7 +147,7 @@ ExitCode read_external_flash(const Invocation& invocation, const QspiOptions& op
     const std::optional<Range> given =
         options.range == "all" ? std::nullopt : std::optional{parse_range(options.range)};
     if (!options.output.empty()) {
-        require_writable_file(options.output);
+        require_writable_file(base::path_of(options.output));
     }
     return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) -> Report {
         const Range range = given.value_or(Range{0, flash.size()});
@@ -161,7 +162,7 @@ ExitCode read_external_flash(const Invocation& invocation, const QspiOptions& op
             json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
             return {format_hex_dump(range.first, bytes), std::move(json)};
         }
-        write_firmware(options.output, range.first, bytes);
+        write_firmware(base::path_of(options.output), range.first, bytes);
         json["output"] = options.output;
         return {fmt::format("Read {} of the external flash ({}) into {}.\n", format_size(range.length),
                             format_range(range), options.output),

@@ -1,4 +1,5 @@
 #include "base/little_endian.h"
+#include "base/path.h"
 #include "cli/chip/ram_power.h"
 #include "cli/commands/bounds.h"
 #include "cli/commands/on_probes.h"
@@ -52,7 +53,7 @@ Range resolve_range(const std::string& text, const Target& target)
 
 std::string save(const std::string& output, const Range& range, const std::vector<std::uint8_t>& bytes)
 {
-    write_firmware(output, range.first, bytes);
+    write_firmware(base::path_of(output), range.first, bytes);
     return fmt::format("Read {} ({}) into {}.\n", format_size(range.length), format_range(range), output);
 }
 
@@ -105,7 +106,7 @@ ExitCode run(const Invocation& invocation, const Options& options)
         }
     }
     if (!options.output.empty()) {
-        require_writable_file(options.output);
+        require_writable_file(base::path_of(options.output));
     }
     require_own_files(invocation.settings, "--output", options.output);
     LineOptions line;

@@ -1,3 +1,4 @@
+#include "base/path.h"
 #include "cli/commands/command.h"
 #include "cli/firmware/file.h"
 #include "cli/session/probe_choice.h"
@@ -152,7 +153,7 @@ ExitCode change(const Invocation& invocation, const Options& options, bool reset
 ExitCode show_records(const Console& console, bool clear)
 {
     constexpr std::uint64_t more_than_is_kept = std::uint64_t{2} * 1024 * 1024;
-    const std::filesystem::path path = Bench{}.records_path();
+    const std::filesystem::path path = base::path_of(Bench{}.records_path());
     const std::string text = std::filesystem::exists(path) ? read_file(path, more_than_is_kept) : "";
     Json lines = Json::list();
     for (std::size_t begin = 0; begin < text.size();) {

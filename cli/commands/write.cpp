@@ -1,4 +1,5 @@
 #include "base/little_endian.h"
+#include "base/path.h"
 #include "cli/commands/bounds.h"
 #include "cli/commands/on_probes.h"
 #include "cli/firmware/file.h"
@@ -40,7 +41,7 @@ Data collect(const Options& options)
                       "tessit write 0x20000000 0x1234 0x5678, or tessit write 0x20000000 --file data.bin"};
     }
     if (!options.file.empty()) {
-        const std::string content = read_file(options.file);
+        const std::string content = read_file(base::path_of(options.file));
         data.bytes.assign(content.begin(), content.end());
     }
     for (const std::string& value : options.values) {

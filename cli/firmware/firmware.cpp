@@ -1,5 +1,6 @@
 #include "cli/firmware/firmware.h"
 
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/firmware/file.h"
 
@@ -47,7 +48,7 @@ Source split_address(const std::string& argument)
 {
     const std::size_t at = argument.rfind('@');
     std::error_code ignored;
-    if (at == std::string::npos || fs::exists(argument, ignored)) {
+    if (at == std::string::npos || fs::exists(base::path_of(argument), ignored)) {
         return {argument, std::nullopt};
     }
     return {argument.substr(0, at), parse_u32(std::string_view{argument}.substr(at + 1), "address after the '@'")};
@@ -88,7 +89,7 @@ void refuse_other_format(const std::string& path, std::string_view text)
 Format format_of(const Source& source, std::string_view text)
 {
     refuse_other_format(source.path, text);
-    const std::optional<Format> by_ending = format_by_ending(source.path);
+    const std::optional<Format> by_ending = format_by_ending(base::path_of(source.path));
     if (source.address) {
         if (by_ending.value_or(Format::binary) != Format::binary) {
             throw Failure{ExitCode::usage, fmt::format("{}: this format holds its own addresses", source.path),
@@ -147,7 +148,7 @@ Image parse(const Source& source, std::string_view content)
 Image read_firmware(const std::string& argument)
 {
     const Source source = split_address(argument);
-    const std::string content = read_file(source.path);
+    const std::string content = read_file(base::path_of(source.path));
     if (content.empty()) {
         throw Failure{ExitCode::failure, fmt::format("{}: the file is empty", source.path),
                       "Check that the build produced what it should."};

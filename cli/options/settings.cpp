@@ -1,6 +1,7 @@
 #include "cli/options/settings.h"
 
 #include "base/environment.h"
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/options/config_file.h"
 #include "cli/options/verb.h"
@@ -93,11 +94,11 @@ void apply_config(const Verb& root)
     const Option option = root.option(config_option);
     std::string path = option.is_given() ? option.values().front() : base::environment(config_variable);
     if (!path.empty()) {
-        if (!fs::is_regular_file(path)) {
+        if (!fs::is_regular_file(base::path_of(path))) {
             throw Failure{ExitCode::usage, fmt::format("cannot read the config file {}", path),
                           "Check the path given by --config or TESSIT_CONFIG."};
         }
-        apply_config(root, path);
+        apply_config(root, base::path_of(path));
         return;
     }
     const fs::path folder = platform::user_config_folder();

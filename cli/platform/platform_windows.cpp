@@ -1,6 +1,7 @@
 #include "cli/platform/platform.h"
 
 #include "base/environment.h"
+#include "base/path.h"
 #include "base/wide.h"
 #include "cli/failure.h"
 #include "cli/platform/process.h"
@@ -90,7 +91,7 @@ fs::path executable_folder()
 
 fs::path user_config_folder()
 {
-    const fs::path folder = base::environment("APPDATA");
+    const fs::path folder = base::path_of(base::environment("APPDATA"));
     return folder.is_absolute() ? folder : fs::path{};
 }
 
@@ -104,7 +105,7 @@ JlinkInstallations jlink_installations()
         }
     }
     for (const char* const variable : {"ProgramW6432", "ProgramFiles", "ProgramFiles(x86)"}) {
-        const fs::path folder = base::environment(variable);
+        const fs::path folder = base::path_of(base::environment(variable));
         const fs::path parent = folder / "SEGGER";
         if (folder.is_absolute() && std::ranges::find(installations.parents, parent) == installations.parents.end()) {
             installations.in_use.push_back(parent / "JLink");
@@ -156,7 +157,7 @@ fs::path make_private_folder(std::string_view prefix)
     std::error_code error;
     fs::path folder = fs::temp_directory_path(error); // the user's own
     if (!error) {
-        folder = with_random_end(folder / prefix);
+        folder = with_random_end(folder / base::path_of(prefix));
         if (CreateDirectoryW(folder.c_str(), nullptr) == 0) {
             error.assign(error_number(), std::generic_category());
         }

@@ -1,5 +1,6 @@
 #include "cli/qspi/connection.h"
 
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/options/config_file.h"
 #include "cli/text/numbers.h"
@@ -168,7 +169,7 @@ Values read_connection_file(const std::string& path)
 {
     const std::string hint = "Correct the file; `tessit qspi example FILE` writes one to start from.";
     Values values;
-    for (const ConfigItem& item : read_config_file(path, hint)) {
+    for (const ConfigItem& item : read_config_file(base::path_of(path), hint)) {
         if (std::ranges::find(settings, item.key, &Setting::name) == settings.end()) {
             refuse(item.place, fmt::format("there is no setting '{}'", item.key),
                    fmt::format("Settings are: {}.", known_settings()));

@@ -1,6 +1,7 @@
 #include "cli/rtt/output.h"
 
 #include "base/file.h"
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/text/base64.h"
 #include "cli/text/json.h"
@@ -44,7 +45,7 @@ RttOutput::RttOutput(const Clock& clock, Options options)
     : clock_{clock}, options_{std::move(options)}, begin_{clock.now()}
 {
     if (!options_.file.empty()) {
-        file_.reset(base::open_file(options_.file, "wb"));
+        file_.reset(base::open_file(base::path_of(options_.file), "wb"));
         if (!file_) {
             throw file_failure(options_.file);
         }

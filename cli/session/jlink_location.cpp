@@ -1,6 +1,7 @@
 #include "cli/session/jlink_location.h"
 
 #include "base/module.h"
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
 #include "cli/session/jlink_search.h"
@@ -46,7 +47,7 @@ std::string find_jlink_library(const Settings& settings)
     // A bare file name is for the system's loader to find.
     const bool is_path = settings.jlink.find_first_of("/\\") != std::string::npos;
     std::error_code ignored;
-    if (is_path && !fs::exists(settings.jlink, ignored)) {
+    if (is_path && !fs::exists(base::path_of(settings.jlink), ignored)) {
         throw Failure{ExitCode::failure, fmt::format("the J-Link library {} does not exist", settings.jlink),
                       "Correct --jlink (or TESSIT_JLINK, or the config file); without it the usual install places are "
                       "tried."};
@@ -73,7 +74,8 @@ std::string find_simulation()
 
 std::string why_not_loaded(const std::string& path)
 {
-    if (const base::Module module = base::load_module(platform::loadable_name(path).c_str()); module != nullptr) {
+    if (const base::Module module = base::load_module(platform::loadable_name(base::path_of(path)).c_str());
+        module != nullptr) {
         base::unload_module(module);
         return "it lacks functions that a J-Link library has";
     }

@@ -1,6 +1,7 @@
 #include "cli/session/log_file.h"
 
 #include "base/file.h"
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/terminal/stream.h"
 #include "cli/text/serial_mark.h"
@@ -20,7 +21,7 @@ LogFile::LogFile(std::string name) : name_{std::move(name)}
 
 void LogFile::open()
 {
-    file_.reset(base::open_file(name_, "a"));
+    file_.reset(base::open_file(base::path_of(name_), "a"));
     if (!file_) {
         throw Failure{ExitCode::failure, fmt::format("cannot write the log {}: {}", name_, std::strerror(errno)),
                       "Give --log another file."};

@@ -1,5 +1,6 @@
 #include "cli/session/session.h"
 
+#include "base/path.h"
 #include "cli/platform/platform.h"
 #include "cli/session/jlink_location.h"
 #include "cli/session/result.h"
@@ -56,8 +57,8 @@ Session::Session(const Settings& settings)
       log_{shown_log(settings), settings.log_file},
       clock_{settings.simulated ? std::make_unique<Clock>(jlink_path_) : std::make_unique<Clock>()}
 {
-    const result_code_t result =
-        TESSIT_open_dll(platform::loadable_name(jlink_path_).c_str(), &LibraryLog::receive, BIRCH_FAMILY);
+    const result_code_t result = TESSIT_open_dll(platform::loadable_name(base::path_of(jlink_path_)).c_str(),
+                                                 &LibraryLog::receive, BIRCH_FAMILY);
     if (result == ERR_JLINK_LOAD_FAILED) {
         throw not_loaded(jlink_path_);
     }

@@ -1,5 +1,6 @@
 #include "cli/sim/bench.h"
 
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/session/jlink_location.h"
 
@@ -21,7 +22,7 @@ std::string state_hint(std::uint32_t serial)
                        serial);
 }
 
-Bench::Bench() : module_{find_simulation()} {}
+Bench::Bench() : module_{base::path_of(find_simulation())} {}
 
 template <typename Function>
 Function Bench::find(const char* name) const

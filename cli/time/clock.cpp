@@ -1,5 +1,6 @@
 #include "cli/time/clock.h"
 
+#include "base/path.h"
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
 
@@ -25,7 +26,7 @@ Function find(const platform::Module& module, const char* name)
 
 struct Clock::Simulation
 {
-    explicit Simulation(const std::string& path) : module{path} {}
+    explicit Simulation(const std::string& path) : module{base::path_of(path)} {}
 
     platform::Module module;
     decltype(&JLINKSIM_time_ns) time_ns = find<decltype(&JLINKSIM_time_ns)>(module, "JLINKSIM_time_ns");

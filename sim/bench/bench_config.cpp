@@ -1,6 +1,7 @@
 #include "sim/bench/bench_config.h"
 
 #include "base/environment.h"
+#include "base/path.h"
 #include "sim/bench/example_bench.h"
 #include "sim/bench/register_table.h"
 #include "sim/bench/table_reader.h"
@@ -76,7 +77,7 @@ std::vector<std::uint8_t> read_image(TableReader& chip, const std::filesystem::p
         return {};
     }
     try {
-        const std::string image = platform::read_file(folder / name, room);
+        const std::string image = platform::read_file(folder / tessit::base::path_of(name), room);
         return {image.begin(), image.end()};
     } catch (const platform::FileError& error) {
         chip.fail("flash_file", error.what());
@@ -251,7 +252,7 @@ BenchConfig read_bench_file(const std::string& path)
         config.state_folder = path + ".state";
     }
     TableReader bench = TableReader::of_file(path);
-    read_bench(bench, std::filesystem::path{path}.parent_path(), config);
+    read_bench(bench, tessit::base::path_of(path).parent_path(), config);
     return config;
 }
 

@@ -1,5 +1,6 @@
 #include "sim/bench/probe.h"
 
+#include "base/path.h"
 #include "sim/platform/file_error.h"
 #include "sim/platform/private_file.h"
 #include "sim/state/chip_state.h"
@@ -46,7 +47,8 @@ Chip* Probe::chip()
 }
 
 Probe::LoadedChip::LoadedChip(const Probe& probe, Services services)
-    : state(probe.folder_, *probe.config_.chip->options.model, probe.config_.chip->options.serial_flash.bytes),
+    : state(tessit::base::path_of(probe.folder_), *probe.config_.chip->options.model,
+            probe.config_.chip->options.serial_flash.bytes),
       chip(probe.config_.chip->options, state, services)
 {
 }
@@ -78,7 +80,7 @@ std::optional<platform::ProcessLock> Probe::try_lock(platform::ProcessLock::Purp
 
 platform::ProcessLock Probe::lock() const
 {
-    platform::create_private_folder(folder_);
+    platform::create_private_folder(tessit::base::path_of(folder_));
     if (std::optional<platform::ProcessLock> lock = try_lock(platform::ProcessLock::Purpose::hold)) {
         return std::move(*lock);
     }
@@ -144,7 +146,7 @@ bool Probe::is_held()
         return true;
     }
     std::error_code ignored;
-    return std::filesystem::exists(lock_file(), ignored) &&
+    return std::filesystem::exists(tessit::base::path_of(lock_file()), ignored) &&
            use_state([this] { return !try_lock(platform::ProcessLock::Purpose::look); });
 }
 
@@ -158,7 +160,7 @@ void Probe::look_at_chip(const std::function<void(const Chip&)>& look)
         return;
     }
     std::optional<platform::ProcessLock> lock = use_state([this] {
-        platform::create_private_folder(folder_);
+        platform::create_private_folder(tessit::base::path_of(folder_));
         return try_lock(platform::ProcessLock::Purpose::look);
     });
     if (lock) {
@@ -183,7 +185,7 @@ void Probe::factory_reset()
     // The state may be of another chip, which could not be loaded: it goes before the new one is made.
     use_state([this] {
         const platform::ProcessLock lock = this->lock();
-        ChipState::remove(folder_);
+        ChipState::remove(tessit::base::path_of(folder_));
     });
     const Hold hold{*this};
 }

@@ -1,5 +1,6 @@
 #include "sim/bench/register_table.h"
 
+#include "base/path.h"
 #include "sim/cpu/exceptions.h"
 #include "sim/state/chip_state.h"
 
@@ -99,7 +100,7 @@ private:
         if (name.empty()) {
             return {};
         }
-        const std::filesystem::path path = folder_ / name;
+        const std::filesystem::path path = folder_ / tessit::base::path_of(name);
         std::error_code ignored;
         if (std::filesystem::is_directory(path, ignored) ||
             !std::filesystem::is_directory(std::filesystem::absolute(path).parent_path(), ignored)) {

@@ -1,5 +1,6 @@
 #include "sim/bench/table_reader.h"
 
+#include "base/path.h"
 #include "sim/platform/file_error.h"
 #include "sim/platform/read_file.h"
 
@@ -29,7 +30,7 @@ Document parse(std::string_view text, std::string_view name)
 std::string read(const std::string& path)
 {
     try {
-        return platform::read_file(path, largest_file);
+        return platform::read_file(tessit::base::path_of(path), largest_file);
     } catch (const platform::FileError& error) {
         throw std::runtime_error(error.sentence());
     }

@@ -1,6 +1,7 @@
 #include "sim/device/declared_register.h"
 
 #include "base/file.h"
+#include "base/path.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -60,7 +61,7 @@ bool DeclaredRegister::write(std::uint32_t offset, std::span<const std::uint8_t>
 void DeclaredRegister::put_out(std::uint8_t byte)
 {
     if (output_ == nullptr) {
-        output_.reset(tessit::base::open_file(options_.output, "ab"));
+        output_.reset(tessit::base::open_file(tessit::base::path_of(options_.output), "ab"));
     }
     if (output_ == nullptr || std::fputc(byte, output_.get()) == EOF || std::fflush(output_.get()) != 0) {
         services_.records.add("output-not-written",

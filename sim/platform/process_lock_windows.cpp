@@ -1,5 +1,6 @@
 #include "sim/platform/process_lock.h"
 
+#include "base/path.h"
 #include "sim/platform/handle_windows.h"
 
 #include <utility>
@@ -30,7 +31,7 @@ bool lock(const Handle& file, Byte byte, DWORD flags)
 
 Handle open_lock(const std::string& path)
 {
-    return open_private(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS);
+    return open_private(tessit::base::path_of(path), GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS);
 }
 
 void leave_number(const Handle& file)
@@ -60,13 +61,13 @@ std::optional<ProcessLock> ProcessLock::try_acquire(const std::string& path, Pur
         if (error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING) {
             return std::nullopt;
         }
-        fail("lock", path, error);
+        fail("lock", tessit::base::path_of(path), error);
     }
     if (purpose == Purpose::hold) {
         leave_number(file);
         // Waits at most for one who looks whether it is locked.
         if (!lock(file, Byte::of_holder, LOCKFILE_EXCLUSIVE_LOCK)) {
-            fail("lock", path, GetLastError());
+            fail("lock", tessit::base::path_of(path), GetLastError());
         }
     }
     return ProcessLock{reinterpret_cast<std::intptr_t>(file.release())};

@@ -1,6 +1,7 @@
 #include "sim/platform/user_folder.h"
 
 #include "base/environment.h"
+#include "base/path.h"
 
 #include <stdexcept>
 
@@ -8,7 +9,8 @@ namespace jlinksim::platform {
 
 std::filesystem::path user_state_folder()
 {
-    if (const std::filesystem::path folder = tessit::base::environment("LOCALAPPDATA"); folder.is_absolute()) {
+    if (const std::filesystem::path folder = tessit::base::path_of(tessit::base::environment("LOCALAPPDATA"));
+        folder.is_absolute()) {
         return folder;
     }
     throw std::runtime_error(

@@ -1,6 +1,7 @@
 #include "sim/witness/line_file.h"
 
 #include "base/file.h"
+#include "base/path.h"
 
 #include <cerrno>
 #include <fmt/core.h>
@@ -11,7 +12,7 @@ namespace jlinksim {
 
 void LineFile::open(const std::string& path, const char* variable)
 {
-    file_.reset(tessit::base::open_file(path, "a"));
+    file_.reset(tessit::base::open_file(tessit::base::path_of(path), "a"));
     if (file_ == nullptr) {
         const std::string reason = std::generic_category().message(errno);
         throw std::runtime_error(fmt::format("Cannot open {} of {}: {}.", path, variable, reason));

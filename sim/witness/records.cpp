@@ -1,5 +1,6 @@
 #include "sim/witness/records.h"
 
+#include "base/path.h"
 #include "sim/platform/private_file.h"
 
 #include <algorithm>
@@ -60,7 +61,7 @@ void Records::keep(const std::string& line)
     }
     if (!kept_.is_open()) {
         try {
-            platform::create_private_folder(std::filesystem::path{kept_path_}.parent_path());
+            platform::create_private_folder(tessit::base::path_of(kept_path_).parent_path());
             kept_.open(kept_path_, "the bench's state");
         } catch (const std::exception&) { // a bench that cannot keep them works all the same
             kept_path_.clear();
