@@ -98,7 +98,7 @@ void add_verb(const CLI::App& verb, const std::string& above, std::string& page)
 
 std::string manual_page(const CLI::App& root)
 {
-    const std::string name = root.get_name();
+    const std::string& name = root.get_name();
     std::string page = fmt::format(".TH {} 1 \"\" \"{}\" \"User Commands\"\n"
                                    ".SH NAME\n{} \\- program and debug Birch microcontrollers over a J-Link probe\n"
                                    ".SH SYNOPSIS\n\\fB{}\\fR\n"

@@ -101,8 +101,8 @@ TEST_F(ComfortTest, ShellsCompleteVerbsOptionsChoicesAndSerialNumbers)
             "try." + shell, ". " + path("words." + shell) +
                                 "\ntry --sim --probe 6; try run --fail; try sim rec; try rea; try program no.hex"
                                 "\ntry program --loader o; try program --loader=on; try erase --all -- --; true\n");
-        const std::string command = "PATH=" + path("") + ":$PATH JLINKARM_SIM_BENCH=" + path("bench.toml") + " " +
-                                    shell + " " + script + " > " + path("completed");
+        std::string command = "PATH=" + path("") + ":$PATH JLINKARM_SIM_BENCH=" + path("bench.toml");
+        command.append(" ").append(shell).append(" ").append(script).append(" > ").append(path("completed"));
         std::filesystem::remove(path("tessit"));
         std::filesystem::create_symlink(TESSIT_COMMAND, path("tessit"));
         ASSERT_EQ(std::system(command.c_str()), 0) << shell;
