@@ -1,6 +1,6 @@
 /*
- * A program as others write them for Windows, in C and with nothing but the public header: it loads the library by its path,
- * looks up every function of the module-definition file by its undecorated name, and works with some of them.
+ * A program as others write them for Windows, in C and with nothing but the public header: it loads the library by its
+ * path, looks up every function of the module-definition file by its undecorated name, and works with some of them.
  *
  *   host LIBRARY DEFINITION_FILE JLINK_LIBRARY SERIAL_NUMBER
  */
