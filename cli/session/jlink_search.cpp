@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
+#include <tuple>
 
 namespace tessit::cli {
 namespace {
@@ -28,6 +29,29 @@ unsigned number(const std::string& digits)
     return digits.empty() || digits.size() > most ? 0 : static_cast<unsigned>(std::stoul(digits));
 }
 
+// The parts of a version, the revision as letters; of a name without one, zeros.
+using Version = std::tuple<unsigned, unsigned, std::string>;
+
+Version version_in(const std::string& folder_name)
+{
+    constexpr std::size_t minor_digits = 2; // where no point stands before them
+    const std::size_t at = folder_name.find("_V");
+    if (at == std::string::npos) {
+        return {};
+    }
+    std::string_view rest = std::string_view{folder_name}.substr(at + 2);
+    std::string major_part = take_digits(rest);
+    std::string minor_part;
+    if (rest.starts_with('.')) {
+        rest.remove_prefix(1);
+        minor_part = take_digits(rest);
+    } else if (major_part.size() > minor_digits) {
+        minor_part = major_part.substr(major_part.size() - minor_digits);
+        major_part.resize(major_part.size() - minor_digits);
+    }
+    return {number(major_part), number(minor_part), std::string{rest.substr(0, rest.find('_'))}};
+}
+
 // Folders of versions, the newest first; those that name none come last.
 std::vector<fs::path> versions_in(const fs::path& parent)
 {
@@ -40,7 +64,7 @@ std::vector<fs::path> versions_in(const fs::path& parent)
     }
     const auto key = [](const fs::path& folder) {
         const std::string name = folder.filename().string();
-        return std::pair{jlink_version_in(name), name};
+        return std::pair{version_in(name), name};
     };
     std::ranges::sort(folders, std::greater{}, key);
     return folders;
@@ -92,26 +116,6 @@ private:
 };
 
 } // namespace
-
-JlinkVersion jlink_version_in(const std::string& folder_name)
-{
-    constexpr std::size_t minor_digits = 2; // where no point stands before them
-    const std::size_t at = folder_name.find("_V");
-    if (at == std::string::npos) {
-        return {};
-    }
-    std::string_view rest = std::string_view{folder_name}.substr(at + 2);
-    std::string major_part = take_digits(rest);
-    std::string minor_part;
-    if (rest.starts_with('.')) {
-        rest.remove_prefix(1);
-        minor_part = take_digits(rest);
-    } else if (major_part.size() > minor_digits) {
-        minor_part = major_part.substr(major_part.size() - minor_digits);
-        major_part.resize(major_part.size() - minor_digits);
-    }
-    return {number(major_part), number(minor_part), std::string{rest.substr(0, rest.find('_'))}};
-}
 
 std::vector<JlinkPlace> search_jlink(const platform::JlinkInstallations& installations)
 {

@@ -17,19 +17,8 @@ struct JlinkPlace
 };
 
 /// Every place that is looked at, in the order of preference: the installation that is in use by its own account, then
-/// versions that lie beside each other, the newest first, then folders of libraries. Paths are absolute.
+/// versions that lie beside each other, the newest first, then folders of libraries. Paths are absolute. V7.94e, which
+/// folders also write V794e, is newer than V7.9.
 std::vector<JlinkPlace> search_jlink(const platform::JlinkInstallations& installations);
-
-/// Versions as folders of the J-Link software name them: V7.94e is V794e, and newer than V7.9. Null where there is
-/// none.
-struct JlinkVersion
-{
-    unsigned major_part = 0;
-    unsigned minor_part = 0;
-    std::string revision;
-
-    auto operator<=>(const JlinkVersion&) const = default;
-};
-JlinkVersion jlink_version_in(const std::string& folder_name);
 
 } // namespace tessit::cli
