@@ -1,4 +1,5 @@
-"""The command for Windows as its users have it, run by Wine: every verb that matters on the simulated bench, several boards at once, Ctrl-C on a console, and a kill in the middle.
+"""The command for Windows as its users have it, run by Wine: every verb that matters on the simulated bench, names that only
+Unicode can write, several boards at once, Ctrl-C on a console, and a kill in the middle.
 
 Usage: session.py BUILD_FOLDER INSTALLED_FOLDER [unittest's arguments]
 """
@@ -9,6 +10,7 @@ import os
 import pathlib
 import pty
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -95,6 +97,37 @@ class Session(unittest.TestCase):
         self.on_first("program", "all.bin@0")
         self.assertEqual(self.content("0+4096"), content)
         self.assertNotIn(b"\r", self.on_first("--json", "info").stdout)
+
+    def test_names_that_need_unicode(self):
+        odd = self.folder / "Пробы и Größe 測試"
+        odd.mkdir()
+        shutil.copy(firmware / "counter.hex", odd / "прошивка ä.hex")
+        bench = odd / "стенд 台.toml"
+        bench.write_text(f'[[probe]]\nserial = {first}\n[probe.chip]\nversion = "BIRCH_M1_VA_REV2"\nflash_file = "заводская.bin"\n')
+        (odd / "заводская.bin").write_bytes(b"\x12\x34\x56\x78")
+        name = odd.name + "\\"
+        self.state.pop("JLINKARM_SIM_STATE")
+        log = name + "журнал {serial} é.log"
+        bench_option = ("--bench", name + bench.name)
+        self.run_command(*bench_option, "--log", log, "read", "0+4", "-o", name + "выход ß.bin")
+        self.assertEqual((odd / "выход ß.bin").read_bytes(), b"\x12\x34\x56\x78")
+        self.assertIn("Birch_read", (odd / f"журнал {first} é.log").read_text())
+        programmed = self.run_command(*bench_option, "--json", "program", name + "прошивка ä.hex")
+        self.assertEqual(json.loads(programmed.stdout)["probe"], int(first))
+        self.assertTrue((odd / "стенд 台.toml.state" / first / "flash.bin").exists())
+        missing = self.run_command(*bench_option, "verify", name + "нет.hex", code=1)
+        self.assertIn("нет.hex", missing.stderr.decode())
+        (odd / "настройки.toml").write_text('probe = "9"\n')
+        config = self.run_command(*bench_option, "info", code=3, TESSIT_CONFIG=name + "настройки.toml")
+        self.assertIn(b"9", config.stderr)
+
+    def test_a_folder_that_no_code_page_can_write(self):
+        folder = self.folder / "Программы 測試 x"
+        folder.mkdir()
+        for file in ("tessit.exe", "jlinkarm_birch_tessit.dll", "jlinkarm_sim.dll"):
+            shutil.copy(installed / file, folder)
+        self.command = folder / "tessit.exe"
+        self.assertIn(first.encode(), self.run_command("list").stdout)
 
     def test_several_boards_at_once(self):
         image = self.image("all.bin", length=0x8000)
