@@ -11,9 +11,11 @@ Each is looked for in this order, and what names a place by hand is never passed
 
 from __future__ import annotations
 
+import json
 import os
 import pathlib
 import shutil
+import subprocess
 import sys
 import sysconfig
 from typing import Callable, Iterable, Iterator, List, Optional, Union
@@ -124,14 +126,14 @@ def _places(folders: Callable[[pathlib.Path], List[pathlib.Path]], names: Iterab
     return [folder / name for prefix in _prefixes() for folder in folders(prefix) for name in names]
 
 
-def _jlink_places() -> List[pathlib.Path]:
-    """Where the J-Link software puts its library, the newest of several versions first; as the command looks."""
-    if _WINDOWS:
-        return []
-    parent = pathlib.Path("/opt/SEGGER")
-    versions = sorted(parent.glob("JLink_*"), reverse=True)
-    folders = [parent / "JLink", *versions, pathlib.Path("/usr/local/lib"), pathlib.Path("/usr/lib")]
-    return [folder / "libjlinkarm.so" for folder in folders]
+def _jlink_places() -> Iterator[pathlib.Path]:
+    """Where the J-Link software puts its library, the likeliest first: the command knows."""
+    words = [str(command()), "--json", "info", "--jlink-search"]
+    told = subprocess.run(words, capture_output=True, encoding="utf-8", errors="replace", check=False)
+    if told.returncode != 0:
+        raise LibraryNotFoundError(f"the command does not tell where the J-Link library is: {told.stderr.strip()}")
+    for place in json.loads(told.stdout)["jlink_search"]:
+        yield pathlib.Path(place["library"])
 
 
 def _find(
