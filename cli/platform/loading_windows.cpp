@@ -1,4 +1,3 @@
-#include "base/module.h"
 #include "base/wide.h"
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
@@ -52,24 +51,6 @@ std::string loadable_name(const fs::path& path)
                     "for this one, and its disk keeps no short names",
                     path.string(), GetACP()),
         "Put the library into a folder whose name has plain letters only, and name it there."};
-}
-
-Module::Module(const fs::path& path) : handle_{base::load_module(loadable_name(path).c_str())}
-{
-    if (handle_ == nullptr) {
-        throw Failure{ExitCode::failure, fmt::format("cannot load {}: {}", path.string(), base::load_error()),
-                      "Install the command and its libraries again."};
-    }
-}
-
-Module::~Module()
-{
-    base::unload_module(handle_);
-}
-
-void* Module::find(const char* name) const
-{
-    return base::find_function(handle_, name);
 }
 
 } // namespace tessit::cli::platform

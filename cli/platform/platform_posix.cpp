@@ -1,7 +1,6 @@
 #include "cli/platform/platform.h"
 
 #include "base/environment.h"
-#include "base/module.h"
 #include "cli/failure.h"
 
 #include <algorithm>
@@ -220,24 +219,6 @@ bool is_interrupted()
 std::string loadable_name(const fs::path& path)
 {
     return path.string();
-}
-
-Module::Module(const fs::path& path) : handle_{base::load_module(path.c_str())}
-{
-    if (handle_ == nullptr) {
-        throw Failure{ExitCode::failure, fmt::format("cannot load {}: {}", path.string(), base::load_error()),
-                      "Install the command and its libraries again."};
-    }
-}
-
-Module::~Module()
-{
-    base::unload_module(handle_);
-}
-
-void* Module::find(const char* name) const
-{
-    return base::find_function(handle_, name);
 }
 
 } // namespace tessit::cli::platform

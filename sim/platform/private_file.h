@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 /// Files that nobody but their user reads or writes. They are regular files in folders of their own: symbolic links are
 /// not followed, pipes and devices are refused. Everything here throws FileError, with the path and the reason.
@@ -36,8 +37,12 @@ public:
     MappedFile() = default;
     /// Its space is allocated, so that a later write cannot run out of disk.
     MappedFile(const std::filesystem::path& path, std::size_t size, Opening opening);
-    MappedFile(MappedFile&& other) noexcept;
-    MappedFile& operator=(MappedFile&& other) noexcept;
+    MappedFile(MappedFile&& other) noexcept : bytes_{std::exchange(other.bytes_, {})} {}
+    MappedFile& operator=(MappedFile&& other) noexcept
+    {
+        std::swap(bytes_, other.bytes_);
+        return *this;
+    }
     ~MappedFile();
 
     std::span<std::uint8_t> bytes() const { return bytes_; }

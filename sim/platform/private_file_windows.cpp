@@ -180,14 +180,6 @@ MappedFile::MappedFile(const std::filesystem::path& path, std::size_t size, Open
     bytes_ = {static_cast<std::uint8_t*>(memory), size};
 }
 
-MappedFile::MappedFile(MappedFile&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
-
-MappedFile& MappedFile::operator=(MappedFile&& other) noexcept
-{
-    std::swap(bytes_, other.bytes_);
-    return *this;
-}
-
 MappedFile::~MappedFile()
 {
     if (!bytes_.empty()) {
