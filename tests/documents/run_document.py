@@ -73,8 +73,14 @@ def without_common_options(help_text):
     return help_text.split("\nFor all commands, see", maxsplit=1)[0].rstrip("\n") + "\n"
 
 
+# What changes the words that programs print: pytest does not shorten lines where it takes itself to be in a CI job.
+changing_words = ("TESSIT_", "JLINKARM_", "LC_", "PYTEST_")
+changing_words_alone = {"CI", "BUILD_NUMBER", "COLUMNS", "FORCE_COLOR"}
+
+
 def environment(build, folder):
-    kept = {name: value for name, value in os.environ.items() if not name.startswith(("TESSIT_", "JLINKARM_", "LC_"))}
+    kept = {name: value for name, value in os.environ.items()
+            if not name.startswith(changing_words) and name not in changing_words_alone}
     return {**kept, "PATH": f"{build}:{kept['PATH']}", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / ".config"),
             "JLINKARM_SIM_STATE": str(folder / "chips"), "NO_COLOR": "1", "BUILD": str(build),
             "REPOSITORY": str(repository)}
