@@ -152,7 +152,7 @@ ExitCode read_external_flash(const Invocation& invocation, const QspiOptions& op
     return run_on_external_flash(invocation, options, true, [&](const ExternalFlash& flash) -> Report {
         const Range range = given.value_or(Range{0, flash.size()});
         require_reachable(range, flash, "the range", "");
-        std::vector<std::uint8_t> bytes(range.length);
+        std::vector<std::uint8_t> bytes(range.size());
         const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
         Progress progress{{invocation.console, flash.clock()}, "read", shows_progress ? bytes.size() : 0, "bytes"};
         flash.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });

@@ -79,7 +79,7 @@ Report read(const Target& target, const Options& options, const Console& console
     RunStateKeeper run_state{target};
     const Range range = resolve_range(options.range, target);
     require_within_memory(target, range);
-    std::vector<std::uint8_t> bytes(range.length);
+    std::vector<std::uint8_t> bytes(range.size());
     const bool shows_progress = !options.output.empty() && bytes.size() > transfer_chunk;
     Progress progress{{console, target.session().clock()}, "read", shows_progress ? bytes.size() : 0, "bytes"};
     target.read(range.first, bytes, [&progress](std::size_t count) { progress.advance(count); });

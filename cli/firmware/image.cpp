@@ -59,10 +59,10 @@ std::span<const Segment> Image::segments_within(const Range& window) const
 void Image::overlay(const Range& window, std::span<std::uint8_t> bytes) const
 {
     for (const Segment& segment : segments_within(window)) {
-        const std::uint64_t first = std::max(segment.address, window.first);
-        const std::uint64_t end = std::min(segment.range().end(), window.end());
-        const auto source = std::span{segment.bytes}.subspan(first - segment.address, end - first);
-        std::ranges::copy(source, bytes.subspan(first - window.first).begin());
+        const std::uint32_t first = std::max(segment.address, window.first);
+        const Range part{first, std::min(segment.range().end(), window.end()) - first};
+        const auto source = std::span{segment.bytes}.subspan(segment.range().offset_of(first), part.size());
+        std::ranges::copy(source, bytes.subspan(window.offset_of(first)).begin());
     }
 }
 

@@ -115,7 +115,7 @@ void LoaderConversation::queue(const LoaderCommand& command, const ContentOf& co
     for (const std::uint32_t argument : command.arguments) {
         append(outgoing_, argument);
     }
-    std::vector<std::uint8_t> data(command.data.length);
+    std::vector<std::uint8_t> data(command.data.size());
     if (!data.empty()) {
         content(command.data, data);
         outgoing_.append(data.begin(), data.end());

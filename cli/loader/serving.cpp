@@ -59,7 +59,7 @@ void serve(Device& chip, FlashLoader& loader, std::uint32_t speed_khz)
     chip.change_at_once = [&loader, page_bytes = flash.traits.unit_bytes](
                               const MemoryChanges& changes, const ContentOf& content, const ChunkDone& done) {
         return loader.carry_out(commands_of(changes, page_bytes), changes.compared, content,
-                                [&done](const LoaderCommand& command) { done(command.data.length); });
+                                [&done](const LoaderCommand& command) { done(command.data.size()); });
     };
 }
 

@@ -21,7 +21,7 @@ std::vector<Piece> doubtful(const std::vector<Piece>& parts, const Device& devic
     std::vector<Piece> doubtful;
     std::vector<std::uint8_t> bytes;
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        bytes.resize(ranges[i].length);
+        bytes.resize(ranges[i].size());
         wanted(ranges[i], bytes);
         if (crc32(bytes) != (*checksums)[i]) {
             doubtful.push_back(parts[i]);
@@ -59,8 +59,8 @@ void look_at(const std::vector<Piece>& pieces, const Device& device, const Conte
     std::vector<std::uint8_t> wanted;
     std::vector<std::uint8_t> found;
     for (const Piece& piece : joined(unproven)) {
-        wanted.resize(piece.range.length);
-        found.resize(piece.range.length);
+        wanted.resize(piece.range.size());
+        found.resize(piece.range.size());
         content(piece.range, wanted);
         piece.memory->read(piece.range.first, found, [&progress](std::size_t count) { progress.advance(count); });
         use(piece, wanted, found);

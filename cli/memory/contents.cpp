@@ -7,8 +7,9 @@ void Contents::keep_around_image(const Range& window, std::span<const std::uint8
     std::uint64_t at = window.first;
     const auto keep_until = [&](std::uint64_t end) {
         if (at < end) {
+            const auto first = static_cast<std::uint32_t>(at);
             // Each window is looked at once.
-            static_cast<void>(kept_.add(static_cast<std::uint32_t>(at), found.subspan(at - window.first, end - at)));
+            static_cast<void>(kept_.add(first, found.subspan(window.offset_of(at), Range{first, end - at}.size())));
         }
     };
     for (const Segment& segment : image_->segments_within(window)) {

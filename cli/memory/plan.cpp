@@ -90,7 +90,7 @@ private:
 
     void add_writes(const MemoryTraits& traits, const Range& range, bool is_erased, StretchBuilder& writes)
     {
-        std::vector<std::uint8_t> wanted(range.length);
+        std::vector<std::uint8_t> wanted(range.size());
         plan_.contents.fill(range, wanted);
         for (std::uint32_t i = 0; i < range.length; i += traits.write_bytes) {
             const Range piece{range.first + i, traits.write_bytes};

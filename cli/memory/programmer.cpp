@@ -127,7 +127,7 @@ private:
         std::vector<std::uint8_t> bytes;
         for (const Piece& piece : pieces) {
             for_each_part(piece.range, [&](const Range& part) {
-                bytes.resize(part.length);
+                bytes.resize(part.size());
                 plan_.contents.fill(part, bytes);
                 piece.memory->write(part.first, bytes, [&progress](std::size_t count) { progress.advance(count); });
             });

@@ -213,11 +213,11 @@ void Survey::look_at_unit(UnitMap& map, std::size_t index, std::span<const std::
     if (!unit.is_covered) {
         contents_.keep_around_image(range, found);
     }
-    std::vector<std::uint8_t> wanted(range.length);
+    std::vector<std::uint8_t> wanted(range.size());
     contents_.fill(range, wanted);
     unit.state = compare(found, wanted);
     unit.bytes_if_erased =
-        bytes_of_words_that_differ(traits, wanted, std::vector<std::uint8_t>(range.length, erased_byte));
+        bytes_of_words_that_differ(traits, wanted, std::vector<std::uint8_t>(range.size(), erased_byte));
     unit.bytes_if_left = bytes_of_words_that_differ(traits, wanted, found);
     if (unit.state == UnitState::unwritable) {
         const std::size_t offset = *first_unwritable(found, wanted);
@@ -345,7 +345,7 @@ void Survey::guess(std::span<const Stretch> stretches)
 std::vector<std::uint8_t> Survey::sample(UnitMap& map, std::size_t index, std::size_t number)
 {
     const Range range = sample_range(map.memory->traits, index, number);
-    std::vector<std::uint8_t> found(range.length);
+    std::vector<std::uint8_t> found(range.size());
     map.memory->read(range.first, found, {});
     note_set_byte(map.units[index], range, found);
     return found;

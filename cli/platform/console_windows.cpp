@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
+#include <string_view>
 
 // Older headers do not have it.
 #ifndef ENABLE_VIRTUAL_TERMINAL_PROCESSING
@@ -32,11 +33,36 @@ void use_utf8_on_console()
     }
 }
 
+// Some consoles take the mode and show the sequences all the same: one without an effect tells, which is then wiped
+// out.
+bool shows_escape_sequences(HANDLE console)
+{
+    constexpr std::wstring_view no_effect = L"\x1b[m";
+    constexpr DWORD length = no_effect.size();
+    CONSOLE_SCREEN_BUFFER_INFO before{};
+    CONSOLE_SCREEN_BUFFER_INFO after{};
+    DWORD done = 0;
+    GetConsoleScreenBufferInfo(console, &before);
+    WriteConsoleW(console, no_effect.data(), length, &done, nullptr);
+    GetConsoleScreenBufferInfo(console, &after);
+    const COORD at = before.dwCursorPosition;
+    if (after.dwCursorPosition.X == at.X && after.dwCursorPosition.Y == at.Y) {
+        return false;
+    }
+    SetConsoleCursorPosition(console, at);
+    FillConsoleOutputCharacterW(console, L' ', length, at, &done);
+    return true;
+}
+
 void use_escape_sequences(std::FILE* stream)
 {
+    HANDLE const console = handle_of(stream);
     DWORD mode = 0;
-    if (GetConsoleMode(handle_of(stream), &mode) != 0) {
-        SetConsoleMode(handle_of(stream), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+    if (GetConsoleMode(console, &mode) == 0) {
+        return;
+    }
+    if (SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0 && shows_escape_sequences(console)) {
+        SetConsoleMode(console, mode & ~DWORD{ENABLE_VIRTUAL_TERMINAL_PROCESSING});
     }
 }
 
@@ -84,16 +110,12 @@ public:
     }
 
 private:
-    InputReader()
+    InputReader() { CloseHandle(CreateThread(nullptr, 0, &run_thread, this, 0, nullptr)); }
+
+    static DWORD WINAPI run_thread(void* self)
     {
-        HANDLE const thread = CreateThread(
-            nullptr, 0,
-            [](void* self) -> DWORD {
-                static_cast<InputReader*>(self)->run();
-                return 0;
-            },
-            this, 0, nullptr);
-        CloseHandle(thread);
+        static_cast<InputReader*>(self)->run();
+        return 0;
     }
 
     void run()
@@ -179,6 +201,7 @@ void prepare_standard_streams()
         }
         _setmode(_fileno(stream), _O_BINARY);
     }
+    std::setvbuf(stderr, nullptr, _IONBF, 0); // not every run time does
     use_utf8_on_console();
     use_escape_sequences(stdout);
     use_escape_sequences(stderr);

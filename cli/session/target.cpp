@@ -78,7 +78,7 @@ void Target::read(std::uint32_t address, std::span<std::uint8_t> bytes, const Ch
 
 std::vector<std::uint8_t> Target::read(const Range& range) const
 {
-    std::vector<std::uint8_t> bytes(range.length);
+    std::vector<std::uint8_t> bytes(range.size());
     read(range.first, bytes);
     return bytes;
 }

@@ -1,8 +1,11 @@
 /// Numbers, sizes and address ranges as they are typed on the command line.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -15,6 +18,13 @@ struct Range
     std::uint64_t length = 0; ///< bytes
 
     std::uint64_t end() const { return first + length; } ///< the first address after it
+    /// `length` for a copy of it in memory. Pointers of 32 bits cannot reach 4 GiB: there it is more than any copy
+    /// holds.
+    std::size_t size() const
+    {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(length, std::numeric_limits<std::size_t>::max()));
+    }
+    std::size_t offset_of(std::uint64_t address) const { return static_cast<std::size_t>(address - first); }
     bool contains(std::uint64_t address) const { return address >= first && address < end(); }
     bool contains(const Range& other) const { return other.first >= first && other.end() <= end(); }
 

@@ -67,7 +67,7 @@ class Products(unittest.TestCase):
     def test_a_program_links_with_the_import_library(self):
         for system, compiler in (("x64", "x86_64-w64-mingw32-gcc-posix"), ("x86", "i686-w64-mingw32-gcc-posix")):
             program = folders[system] / "linked.exe"
-            subprocess.run([compiler, "-xc", "-", "-o", program, f"-I{repository}/include",
+            subprocess.run([compiler, "-o", program, f"-I{repository}/include", "-xc", "-", "-xnone",
                             folders[system] / "libjlinkarm_birch_tessit.dll.a"], check=True, text=True,
                            input="#include <jlinkarm_birch_tessit.h>\nint main(void) { TESSIT_close_dll();"
                                  "return TESSIT_read_u32(0, 0); }\n")

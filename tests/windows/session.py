@@ -11,10 +11,11 @@ import pathlib
 import pty
 import re
 import shutil
-import signal
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 
 repository = pathlib.Path(__file__).resolve().parents[2]
@@ -22,6 +23,7 @@ firmware = repository / "examples/firmware"
 build = installed = None  # what was built for tests, and the folder of the command as users have it
 first, second, third = ("600000001", "600000002", "600000003")
 half_a_megabyte = 0x80000
+ctrl_c = b"\x03"
 
 
 def windows_path(path):
@@ -30,6 +32,16 @@ def windows_path(path):
 
 def wine(program, *arguments, cwd=None, **environment):
     return {"args": ["wine", str(program), *map(str, arguments)], "cwd": cwd, "env": {**os.environ, "LC_ALL": "C.UTF-8", **environment}}
+
+
+def setUpModule():
+    """A program that waits. Wine's services, which begin with the first one and end with the last, keep its output open."""
+    waiting = subprocess.Popen(**wine("cmd", "/c", "pause"), stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
+    unittest.addModuleCleanup(waiting.wait)
+    unittest.addModuleCleanup(waiting.stdin.close)
+    subprocess.run(**wine("cmd", "/c", "exit"), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL, check=True, timeout=120)
 
 
 class Session(unittest.TestCase):
@@ -98,6 +110,41 @@ class Session(unittest.TestCase):
         self.assertEqual(self.content("0+4096"), content)
         self.assertNotIn(b"\r", self.on_first("--json", "info").stdout)
 
+    def test_rtt_passes_bytes_unchanged_through_pipes(self):
+        self.on_first("program", windows_path(firmware / "counter.hex"), "--reset")
+        block, up, down, size = 0x20000100, 0x20000200, 0x20000400, 512
+        said, answer = bytes(range(256)), bytes(reversed(range(256)))
+        channels = struct.pack("<12I", 0, up, size, len(said), 0, 0, 0, down, size, 0, 0, 0)
+        content = b"SEGGER RTT".ljust(16, b"\0") + struct.pack("<2I", 1, 1) + channels
+        (self.folder / "ram.bin").write_bytes(content.ljust(up - block, b"\0") + said)
+        self.on_first("write", hex(block), "--file", "ram.bin")
+        heard = self.on_first("rtt", "--raw", "--address", hex(block), text=answer)
+        self.assertEqual(heard.stdout, said)
+        self.assertEqual(self.content(f"{down:#x}+{len(answer)}"), answer)
+
+    def test_the_newest_jlink_library_is_found_the_registered_one_first(self):
+        prefix = pathlib.Path(os.environ["WINEPREFIX"])
+        parent = prefix / "drive_c/Program Files/SEGGER"
+        self.addCleanup(shutil.rmtree, parent)
+        for version in ("JLink_V794", "JLink_V812a", "JLink_V790"):
+            (parent / version).mkdir(parents=True)
+            shutil.copy(installed / "jlinkarm_sim.dll", parent / version / "JLink_x64.dll")
+        self.assertEqual(self.library_found(), "C:\\Program Files\\SEGGER\\JLink_V812a\\JLink_x64.dll")
+        key = "HKLM\\Software\\SEGGER"
+        self.addCleanup(self.registry, "delete", key, "/f")
+        self.registry("add", key + "\\J-Link", "/v", "InstallPath", "/d", "C:\\Program Files\\SEGGER\\JLink_V790\\", "/f")
+        self.assertEqual(self.library_found(), "C:\\Program Files\\SEGGER\\JLink_V790\\JLink_x64.dll")
+        listed = subprocess.run(**wine(self.command, "list", cwd=self.folder, **self.state), capture_output=True, timeout=60)
+        self.assertEqual((listed.returncode, listed.stdout.split()[:1]), (0, [first.encode()]), listed)
+
+    def registry(self, *words):
+        subprocess.run(**wine("reg", *words), capture_output=True, timeout=60, check=True)
+
+    def library_found(self):
+        command = wine(self.command, "--json", "info", "--jlink-search", cwd=self.folder)
+        done = subprocess.run(**command, capture_output=True, timeout=60, check=True)
+        return next(each["library"] for each in json.loads(done.stdout)["jlink_search"] if each["taken"])
+
     def test_names_that_need_unicode(self):
         odd = self.folder / "Пробы и Größe 測試"
         odd.mkdir()
@@ -159,17 +206,28 @@ class Session(unittest.TestCase):
         self.on_first("program", "zeros.bin@0")
         self.on_first("verify", "zeros.bin@0")
 
-    def on_console(self, *arguments, said):
+    def on_console(self, *arguments, said, keys=ctrl_c):
         terminal, console = pty.openpty()
         self.addCleanup(os.close, terminal)
         process, reading = self.start_and_wait(*arguments, said=said, terminal=console)
         os.close(console)
-        os.write(terminal, b"\x03")
+        while keys != ctrl_c and termios.tcgetattr(terminal)[3] & termios.ICANON:
+            os.sched_yield()  # Wine's console drops what is typed before the program reads
+        os.write(terminal, keys)
         rest = b""
         while piece := os.read(reading, 65536):
             rest += piece
         output = process.stdout.read()
         return process.wait(timeout=60), output, rest
+
+    def test_a_question_is_asked_and_answered_on_a_console(self):
+        self.on_first("protect", "--yes")
+        code, _, said = self.on_console("--probe", first, "recover", said=[rb"\?"], keys=b"n\r")
+        self.assertEqual(code, 1, said)
+        self.on_first("read", "0+4", code=5)
+        code, _, said = self.on_console("--probe", first, "recover", said=[rb"\?"], keys=b"y\r")
+        self.assertEqual(code, 0, said)
+        self.on_first("read", "0+4")
 
     def test_ctrl_c_ends_at_a_point_where_all_is_known(self):
         self.fill()
@@ -181,9 +239,9 @@ class Session(unittest.TestCase):
         self.half_erased()
 
     def test_ctrl_c_reaches_every_board(self):
-        self.image("zeros.bin", 0, 0x24000)  # some of it stays: a chip is not erased as a whole
-        self.run_command("--all-probes", "program", "zeros.bin@0")
-        self.image("new.bin", 1, 0x20000)
+        self.image("zeros.bin", 0)  # some of it stays: a chip is not erased as a whole
+        self.run_command("--probe", first, "--probe", second, "program", "zeros.bin@0")
+        self.image("new.bin", 1, half_a_megabyte - 0x4000)
         code, output, said = self.on_console(
             "-v", "--json", "--probe", first, "--probe", second, "program", "new.bin@0", "--loader", "off",
             said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
@@ -193,9 +251,9 @@ class Session(unittest.TestCase):
         self.assertEqual([board["error"]["half_written"] for board in boards], [True] * 2)
 
     def test_the_boards_end_with_the_command_that_began_them(self):
-        self.image("zeros.bin", 0, 0x24000)  # some of it stays: a chip is not erased as a whole
-        self.run_command("--all-probes", "program", "zeros.bin@0")
-        self.image("new.bin", 1, 0x20000)
+        self.image("zeros.bin", 0)  # some of it stays: a chip is not erased as a whole
+        self.run_command("--probe", first, "--probe", second, "program", "zeros.bin@0")
+        self.image("new.bin", 1, half_a_megabyte - 0x4000)
         process, _ = self.start_and_wait(
             "-v", "--json", "--probe", first, "--probe", second, "program", "new.bin@0", "--loader", "off",
             said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
