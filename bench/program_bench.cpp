@@ -21,7 +21,6 @@ using namespace tessit::bench;
 namespace {
 
 constexpr std::uint32_t page_bytes = 4096;
-constexpr std::uint32_t flash_pages = 128;
 
 constexpr double page_words = page_bytes / 4.0;
 constexpr double page_write_seconds = page_words * seconds(jlinksim::timing::flash_word_write_ns);

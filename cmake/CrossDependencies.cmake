@@ -1,9 +1,8 @@
 # The packages that a build for another system finds: of the build machine the headers alone, which are the same everywhere.
 # /usr/include as a whole would give the other compiler this system's C library.
 
-# PACKAGE_HEADERS: the folder in /usr/include; PACKAGE_DEFINITIONS: what makes it do without a library.
+# PACKAGE_HEADERS: the folder in /usr/include.
 set(fmt_HEADERS fmt)
-set(fmt_DEFINITIONS FMT_HEADER_ONLY)
 set(CLI11_HEADERS CLI)
 set(nlohmann_json_HEADERS nlohmann)
 set(tomlplusplus_HEADERS toml++)
@@ -18,7 +17,14 @@ function(tessit_use_headers package)
   file(CREATE_LINK "/usr/include/${folder}" "${include_folder}/${folder}" SYMBOLIC)
   add_library(${package}::${package} INTERFACE IMPORTED GLOBAL)
   target_include_directories(${package}::${package} INTERFACE "${include_folder}")
-  target_compile_definitions(${package}::${package} INTERFACE ${${package}_DEFINITIONS})
+endfunction()
+
+# Linked in, and not installed.
+function(tessit_build_fmt)
+  add_library(fmt_from_headers STATIC "${PROJECT_SOURCE_DIR}/cmake/fmt.cpp")
+  target_include_directories(fmt_from_headers SYSTEM PRIVATE "${PROJECT_BINARY_DIR}/headers/fmt")
+  target_compile_features(fmt_from_headers PRIVATE cxx_std_20)
+  target_link_libraries(fmt::fmt INTERFACE fmt_from_headers)
 endfunction()
 
 # Debian has it as source.
@@ -38,6 +44,9 @@ macro(tessit_provide_dependency method package)
   elseif(DEFINED "${package}_HEADERS")
     if(NOT TARGET "${package}::${package}")
       tessit_use_headers("${package}")
+      if("${package}" STREQUAL "fmt")
+        tessit_build_fmt()
+      endif()
     endif()
     set("${package}_FOUND" TRUE)
   endif()

@@ -6,6 +6,7 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_C_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env
     "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros "${CCACHE_PROGRAM}")
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
+  add_compile_options("$<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endif()
 
 include(Windows)
@@ -29,7 +30,8 @@ endif()
 
 if(TESSIT_SANITIZERS)
   add_compile_options(-fsanitize=${TESSIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=${TESSIT_SANITIZERS})
+  # Programs in C, too: the libraries that they are linked with are in C++.
+  add_link_options(-fsanitize=${TESSIT_SANITIZERS} "$<$<LINK_LANG_AND_ID:C,Clang>:-fsanitize-link-c++-runtime;-lstdc++>")
 endif()
 
 # What a shared library exports: the functions that its headers declare and whose names begin as given, and nothing else; the

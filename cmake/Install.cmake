@@ -22,15 +22,25 @@ install(DIRECTORY examples/library DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples
   PATTERN build EXCLUDE)
 if(WIN32)
   install(FILES packaging/windows/README.txt DESTINATION . COMPONENT command)
-  if(MINGW AND CMAKE_CROSSCOMPILING) # whose run time is linked in
-    install(FILES /usr/share/doc/mingw-w64-common/copyright DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-      RENAME LICENSE.mingw-w64 COMPONENT library)
-    install(FILES /usr/share/doc/gcc-mingw-w64-base/copyright DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-      RENAME LICENSE.gcc COMPONENT library)
-  endif()
+endif()
+
+# The terms of what is compiled or linked in go with it. Debian has them beside each package; where it is another system, who
+# passes the build on adds them.
+function(tessit_install_terms component file_name debian_package)
+  install(FILES "/usr/share/doc/${debian_package}/copyright" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+    RENAME "${file_name}" COMPONENT ${component} OPTIONAL)
+endfunction()
+tessit_install_terms(command LICENSE.CLI11 libcli11-dev)
+tessit_install_terms(command LICENSE.nlohmann-json nlohmann-json3-dev)
+tessit_install_terms(command LICENSE.tomlplusplus libtomlplusplus-dev)
+if(WIN32)
+  tessit_install_terms(command LICENSE.fmt libfmt-dev)
+  tessit_install_terms(library LICENSE.mingw-w64 mingw-w64-common)
+  tessit_install_terms(library LICENSE.gcc gcc-mingw-w64-base)
 endif()
 install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
 if(TESSIT_BUILD_SIM)
+  tessit_install_terms(simulation LICENSE.simulation.tomlplusplus libtomlplusplus-dev)
   if(TESSIT_SIM_CPU STREQUAL "unicorn")
     install(FILES packaging/LICENSE.simulation DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT simulation)
   endif()

@@ -108,13 +108,13 @@ std::uint32_t count_in_a_millisecond(std::uint32_t place, const std::vector<std:
     for (std::size_t i = 0; i < code.size(); ++i) {
         bench.poke_word(place + static_cast<std::uint32_t>(4 * i), code[i]);
     }
-    for (const auto& [index, value] : {std::pair{0, 0x4001E000U},
-                                       {1, 0x2000U},
-                                       {2, 0x12345678U},
-                                       {3, 1U},
-                                       {5, 0U},
-                                       {16, 0x01000000U},
-                                       {15, place}}) {
+    for (const auto& [index, value] : {std::pair{0U, 0x4001E000U},
+                                       {1U, 0x2000U},
+                                       {2U, 0x12345678U},
+                                       {3U, 1U},
+                                       {5U, 0U},
+                                       {16U, 0x01000000U},
+                                       {15U, place}}) {
         JLINKARM_WriteReg(index, value);
     }
     JLINKARM_Go();
