@@ -34,6 +34,15 @@ if(TESSIT_SANITIZERS)
   add_link_options(-fsanitize=${TESSIT_SANITIZERS} "$<$<LINK_LANG_AND_ID:C,Clang>:-fsanitize-link-c++-runtime;-lstdc++>")
 endif()
 
+# One that the tests spend their time in: optimised under the sanitizers, too. Elsewhere it would take longer to compile than it
+# would save.
+function(tessit_add_busy_subdirectory folder)
+  if(TESSIT_SANITIZERS)
+    string(APPEND CMAKE_CXX_FLAGS " -O1")
+  endif()
+  add_subdirectory(${folder})
+endfunction()
+
 # What a shared library exports: the functions that its headers declare and whose names begin as given, and nothing else; the
 # templates of the standard library would otherwise be exported whatever the visibility.
 #   tessit_export(TARGET BEGINNINGS... HEADERS HEADER...)
