@@ -206,6 +206,16 @@ class Session(unittest.TestCase):
         self.on_first("program", "zeros.bin@0")
         self.on_first("verify", "zeros.bin@0")
 
+    def boards_with_much_to_write(self):
+        """So much that what they tell of it fills the pipes between the command and its boards: they wait for its reader."""
+        chips = "".join(f'[[probe]]\nserial = {serial}\n[probe.chip]\nversion = "BIRCH_M2_VA_REV1"\n' for serial in (first, second))
+        (self.folder / "bench.toml").write_text(chips)
+        boards = ("--bench", "bench.toml", "--probe", first, "--probe", second)
+        self.image("zeros.bin", 0, 2 * half_a_megabyte)
+        self.run_command(*boards, "program", "zeros.bin@0")
+        self.image("new.bin", 1, 2 * half_a_megabyte - 0x4000)  # some of it stays: a chip is not erased as a whole
+        return boards
+
     def on_console(self, *arguments, said, keys=ctrl_c):
         terminal, console = pty.openpty()
         self.addCleanup(os.close, terminal)
@@ -239,11 +249,9 @@ class Session(unittest.TestCase):
         self.half_erased()
 
     def test_ctrl_c_reaches_every_board(self):
-        self.image("zeros.bin", 0)  # some of it stays: a chip is not erased as a whole
-        self.run_command("--probe", first, "--probe", second, "program", "zeros.bin@0")
-        self.image("new.bin", 1, half_a_megabyte - 0x4000)
+        boards = self.boards_with_much_to_write()
         code, output, said = self.on_console(
-            "-v", "--json", "--probe", first, "--probe", second, "program", "new.bin@0", "--loader", "off",
+            "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off",
             said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
         self.assertEqual(code, 130, said)
         boards = json.loads(output)["probes"]
@@ -251,15 +259,13 @@ class Session(unittest.TestCase):
         self.assertEqual([board["error"]["half_written"] for board in boards], [True] * 2)
 
     def test_the_boards_end_with_the_command_that_began_them(self):
-        self.image("zeros.bin", 0)  # some of it stays: a chip is not erased as a whole
-        self.run_command("--probe", first, "--probe", second, "program", "zeros.bin@0")
-        self.image("new.bin", 1, half_a_megabyte - 0x4000)
+        boards = self.boards_with_much_to_write()
         process, _ = self.start_and_wait(
-            "-v", "--json", "--probe", first, "--probe", second, "program", "new.bin@0", "--loader", "off",
+            "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off",
             said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
         process.kill()
         process.wait()
-        self.on_first("--wait", "30", "program", "new.bin@0")
+        self.run_command(*boards[:4], "--wait", "30", "program", "new.bin@0")
 
     def test_a_host_program_finds_every_function(self):
         host = wine(build / "host.exe", windows_path(build / "jlinkarm_birch_tessit.dll"),
