@@ -1,5 +1,5 @@
-// The library fmt for another system: its headers hold all of its source, and each file that is compiled takes half the time
-// when it need not compile that source as well. Instantiated is what the headers leave to the library.
+// The library fmt for another system: its headers hold all of its source, and each file that is compiled takes half the
+// time when it need not compile that source as well. Instantiated is what the headers leave to the library.
 #include <fmt/format-inl.h>
 
 FMT_BEGIN_NAMESPACE
