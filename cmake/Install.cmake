@@ -24,11 +24,15 @@ if(WIN32)
   install(FILES packaging/windows/README.txt DESTINATION . COMPONENT command)
 endif()
 
-# The terms of what is compiled or linked in go with it. Debian has them beside each package; where it is another system, who
-# passes the build on adds them.
+# The terms of what is compiled or linked in go with it. Debian has them beside each package, and our packages and archives are
+# not made without them; who passes on a build of another system adds them.
 function(tessit_install_terms component file_name debian_package)
+  set(optional OPTIONAL)
+  if(CMAKE_CROSSCOMPILING OR TESSIT_PACKAGES)
+    set(optional)
+  endif()
   install(FILES "/usr/share/doc/${debian_package}/copyright" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-    RENAME "${file_name}" COMPONENT ${component} OPTIONAL)
+    RENAME "${file_name}" COMPONENT ${component} ${optional})
 endfunction()
 tessit_install_terms(command LICENSE.CLI11 libcli11-dev)
 tessit_install_terms(command LICENSE.nlohmann-json nlohmann-json3-dev)
