@@ -24,6 +24,7 @@ build = installed = None  # what was built for tests, and the folder of the comm
 first, second, third = ("600000001", "600000002", "600000003")
 half_a_megabyte = 0x80000
 ctrl_c = b"\x03"
+both_erase = [rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)]
 
 
 def windows_path(path):
@@ -252,17 +253,16 @@ class Session(unittest.TestCase):
         boards = self.boards_with_much_to_write()
         code, output, said = self.on_console(
             "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off",
-            said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
+            said=both_erase)
         self.assertEqual(code, 130, said)
-        boards = json.loads(output)["probes"]
-        self.assertEqual([board["error"]["name"] for board in boards], ["interrupted"] * 2)
-        self.assertEqual([board["error"]["half_written"] for board in boards], [True] * 2)
+        ends = [board["error"] for board in json.loads(output)["probes"]]
+        self.assertEqual([(end["name"], end["half_written"]) for end in ends], [("interrupted", True)] * 2)
 
     def test_the_boards_end_with_the_command_that_began_them(self):
         boards = self.boards_with_much_to_write()
         process, _ = self.start_and_wait(
             "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off",
-            said=[rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)])
+            said=both_erase)
         process.kill()
         process.wait()
         self.run_command(*boards[:4], "--wait", "30", "program", "new.bin@0")
