@@ -1,5 +1,7 @@
 #include "cli/chip/fault_status.h"
 
+#include "cli/text/lists.h"
+
 #include <array>
 #include <fmt/format.h>
 #include <vector>
@@ -84,7 +86,7 @@ std::string describe_faults(const FaultStatus& status)
     } else if (!noted.empty() && (status.configurable & memory_address_valid) != 0) {
         noted.back() += fmt::format(", the address was {:#010x}", status.memory_address);
     }
-    return fmt::format("{}", fmt::join(noted, "; "));
+    return joined(noted, "; ");
 }
 
 std::string describe_debug_event(const FaultStatus& status)

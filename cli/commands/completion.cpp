@@ -1,5 +1,6 @@
 #include "cli/commands/command.h"
 #include "cli/session/session.h"
+#include "cli/text/lists.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -79,7 +80,7 @@ ExitCode run(const Invocation& invocation, const Options& options)
         return ExitCode::done;
     }
     const std::vector<std::string> words = candidates(invocation, options.words);
-    invocation.console.show(words.empty() ? "" : fmt::format("{}\n", fmt::join(words, "\n")), {{"words", words}});
+    invocation.console.show(words.empty() ? "" : fmt::format("{}\n", joined(words, "\n")), {{"words", words}});
     return ExitCode::done;
 }
 

@@ -1,6 +1,7 @@
 #include "cli/commands/cpu_view.h"
 
 #include "base/little_endian.h"
+#include "cli/text/lists.h"
 
 #include <fmt/format.h>
 
@@ -60,7 +61,7 @@ Changes describe_changes(const Registers& before, const Registers& after)
             json.push_back({{"register", register_names[i]}, {"before", before[i]}, {"after", after[i]}});
         }
     }
-    return {changes.empty() ? "no register changed" : fmt::format("{}", fmt::join(changes, ", ")), std::move(json)};
+    return {changes.empty() ? "no register changed" : joined(changes), std::move(json)};
 }
 
 } // namespace tessit::cli

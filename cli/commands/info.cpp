@@ -4,6 +4,7 @@
 #include "cli/session/jlink_search.h"
 #include "cli/session/memory_map.h"
 #include "cli/session/result.h"
+#include "cli/text/lists.h"
 #include "cli/text/table.h"
 
 #include <array>
@@ -105,8 +106,7 @@ void add_chip(InfoBuilder& info, const Target& target)
     info.add("RAM", "ram_bytes", format_size(ram.total_bytes()), ram.total_bytes());
     info.add("RAM power", "ram_sections_on", fmt::format("{} of {} sections on", ram.count_on(), ram.sizes.size()),
              ram.count_on());
-    info.add("Reset reasons", "reset_reasons",
-             reasons.empty() ? "none (power-on)" : fmt::format("{}", fmt::join(reasons, ", ")), reasons);
+    info.add("Reset reasons", "reset_reasons", reasons.empty() ? "none (power-on)" : joined(reasons), reasons);
     const CpuState cpu = seen.value_or(run_state.was_running() ? CpuState::running : CpuState::halted);
     const std::string trouble = cpu == CpuState::locked_up ? "" : describe_trouble(target);
     info.add("CPU", "cpu",

@@ -2,6 +2,7 @@
 
 #include "cli/commands/probe_wait.h"
 #include "cli/sim/bench.h"
+#include "cli/text/lists.h"
 #include "cli/text/numbers.h"
 #include "cli/text/serial_mark.h"
 
@@ -170,7 +171,7 @@ ExitCode run_on_several(const Invocation& invocation, const LineOptions& options
         boards.emplace_back(serial, words_for(invocation, serial, options));
     }
     if (!options.consequence.empty()) {
-        invocation.console.confirm(fmt::format("{} Probes: {}.", options.consequence, fmt::join(serials, ", ")));
+        invocation.console.confirm(fmt::format("{} Probes: {}.", options.consequence, joined(serials)));
     }
     const std::size_t jobs = invocation.settings.jobs == 0 ? boards.size() : invocation.settings.jobs;
     run_boards(boards, {jobs, !options.shows_reports, options.ended}, invocation.console);

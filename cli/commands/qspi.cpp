@@ -2,6 +2,7 @@
 #include "base/path.h"
 #include "cli/commands/qspi_content.h"
 #include "cli/firmware/file.h"
+#include "cli/text/lists.h"
 #include "cli/text/table.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ Report describe(const ExternalFlash& flash)
 {
     const QspiConnection& connection = flash.connection();
     const auto& identification = flash.identification();
-    const std::string bytes = fmt::format("{:02x}", fmt::join(identification.bytes, " "));
+    const std::string bytes = hex(identification.bytes, " ");
     const std::uint32_t told = identification.size();
     const std::uint32_t size = told == 0 && !connection.flash_size ? 0 : flash.size();
     const std::uint8_t status = flash.read_status();
@@ -70,7 +71,7 @@ ExitCode custom(const Invocation& invocation, const QspiOptions& options)
     return run_on_external_flash(invocation, options, false, [&](const ExternalFlash& flash) -> Report {
         const std::vector<std::uint8_t> answer = flash.instruct(opcode, bytes, options.received);
         const auto received = std::span{answer}.last(options.received);
-        const std::string text = fmt::format("{:02x}", fmt::join(received, " "));
+        const std::string text = hex(received, " ");
         return {text.empty() ? fmt::format("Sent the instruction {:#04x}.\n", opcode) : text + "\n",
                 {{"opcode", opcode}, {"sent", bytes}, {"received", std::vector(received.begin(), received.end())}}};
     });

@@ -8,6 +8,7 @@
 #include "cli/memory/unit_map.h"
 #include "cli/qspi/external_device.h"
 #include "cli/terminal/progress.h"
+#include "cli/text/lists.h"
 #include "cli/text/table.h"
 
 #include <algorithm>
@@ -159,7 +160,7 @@ ExitCode read_external_flash(const Invocation& invocation, const QspiOptions& op
         progress.finish();
         Json json{{"address", range.first}, {"length", range.length}};
         if (options.output.empty()) {
-            json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
+            json["data"] = hex(bytes);
             return {format_hex_dump(range.first, bytes), std::move(json)};
         }
         write_firmware(base::path_of(options.output), range.first, bytes);
@@ -190,8 +191,7 @@ ExitCode verify_external_flash(const Invocation& invocation, const QspiOptions& 
         require_image_fits(image, flash, "");
         const Device device = device_of(invocation, flash);
         compare(device, image, {invocation.console, flash.clock()})
-            .require_none(fmt::format("{}", fmt::join(options.files, ", ")), device.name,
-                          "`tessit qspi write` writes the file again.");
+            .require_none(joined(options.files), device.name, "`tessit qspi write` writes the file again.");
         return {fmt::format("Verified {} of the external flash: equal.\n", format_size(image.size())),
                 {{"image_bytes", image.size()}, {"equal", true}}};
     });

@@ -6,6 +6,7 @@
 #include "cli/firmware/firmware.h"
 #include "cli/session/memory_map.h"
 #include "cli/terminal/progress.h"
+#include "cli/text/lists.h"
 #include "cli/text/serial_mark.h"
 #include "cli/text/table.h"
 
@@ -65,7 +66,7 @@ std::string dump(const Options& options, const Range& range, const std::vector<s
 void add_content(const Options& options, const std::vector<std::uint8_t>& bytes, Json& json)
 {
     if (!options.as_words) {
-        json["data"] = fmt::format("{:02x}", fmt::join(bytes, ""));
+        json["data"] = hex(bytes);
         return;
     }
     json["words"] = Json::list();

@@ -1,5 +1,6 @@
 #include "cli/chip/cpu_registers.h"
 #include "cli/commands/on_probes.h"
+#include "cli/text/lists.h"
 #include "cli/text/table.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ Item parse_item(const std::string& text)
     const auto which = find_register(name);
     if (!which) {
         throw Failure{ExitCode::usage, fmt::format("there is no register '{}'", name),
-                      fmt::format("Registers are: {}.", fmt::join(register_names, ", "))};
+                      fmt::format("Registers are: {}.", joined(register_names))};
     }
     if (equals == std::string::npos) {
         return {*which, std::nullopt};
@@ -98,9 +99,8 @@ Command add_reg(const Verb& root)
 {
     const Verb verb = root.verb("reg", "Show CPU registers, or set them, which leaves the CPU halted");
     const auto texts = std::make_shared<std::vector<std::string>>();
-    verb.text_list(
-        "REGISTER", "", *texts,
-        fmt::format("NAME to show, NAME=VALUE to set; none shows all. Names: {}", fmt::join(register_names, ", ")));
+    verb.text_list("REGISTER", "", *texts,
+                   fmt::format("NAME to show, NAME=VALUE to set; none shows all. Names: {}", joined(register_names)));
     return {verb, [texts](const Invocation& invocation) { return run(invocation, *texts); }};
 }
 

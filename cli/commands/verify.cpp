@@ -3,6 +3,7 @@
 #include "cli/loader/choice.h"
 #include "cli/memory/chip.h"
 #include "cli/memory/comparison.h"
+#include "cli/text/lists.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -29,7 +30,7 @@ Report verify(const Target& target, const Image& image, const Options& options, 
     }
     run_state.restore();
     mismatches.require_none(
-        fmt::format("{}", fmt::join(options.files, ", ")), chip.name,
+        joined(options.files), chip.name,
         "`tessit program` writes the file again. Firmware that writes to its own flash also differs.");
 
     const std::uint32_t serial = target.session().serial();

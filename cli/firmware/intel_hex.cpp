@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <numeric>
 
 namespace tessit::cli {
@@ -133,7 +132,7 @@ std::string to_intel_hex(std::uint32_t address, std::span<const std::uint8_t> by
                                          static_cast<std::uint8_t>(offset), type};
         record.insert(record.end(), data.begin(), data.end());
         record.push_back(static_cast<std::uint8_t>(-sum_of(record)));
-        fmt::format_to(std::back_inserter(text), ":{:02X}\n", fmt::join(record, ""));
+        text += fmt::format(":{:02X}\n", fmt::join(record, ""));
     };
 
     std::uint32_t window = 0;

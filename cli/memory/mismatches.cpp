@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <iterator>
 
 namespace tessit::cli {
 
@@ -29,11 +28,11 @@ Failure Mismatches::failure(std::string_view what, std::string_view holder, cons
     Json json = Json::list();
     for (const Mismatch& mismatch : first_) {
         json.push_back({{"address", mismatch.address}, {"expected", mismatch.expected}, {"found", mismatch.found}});
-        fmt::format_to(std::back_inserter(list), "\n  {:#010x}  expected {:#04x}, found {:#04x}", mismatch.address,
-                       mismatch.expected, mismatch.found);
+        list += fmt::format("\n  {:#010x}  expected {:#04x}, found {:#04x}", mismatch.address, mismatch.expected,
+                            mismatch.found);
     }
     if (count_ > first_.size()) {
-        fmt::format_to(std::back_inserter(list), "\n  and {} more", count_ - first_.size());
+        list += fmt::format("\n  and {} more", count_ - first_.size());
     }
     Failure failure{
         ExitCode::verify_mismatch,

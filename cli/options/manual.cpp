@@ -2,7 +2,6 @@
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>
-#include <iterator>
 #include <string_view>
 
 namespace tessit::cli {
@@ -87,8 +86,8 @@ std::string as_it_stands(const std::string& text)
 void add_verb(const CLI::App& verb, const std::string& above, std::string& page)
 {
     const std::string name = above + " " + verb.get_name();
-    fmt::format_to(std::back_inserter(page), ".SS \"{}\"\n{}.\n{}{}", plain(usage(verb, name)),
-                   plain(verb.get_description()), entries(verb), as_it_stands(verb.get_footer()));
+    page += fmt::format(".SS \"{}\"\n{}.\n{}{}", plain(usage(verb, name)), plain(verb.get_description()), entries(verb),
+                        as_it_stands(verb.get_footer()));
     for (const CLI::App* const below : verb.get_subcommands({})) {
         add_verb(*below, name, page);
     }

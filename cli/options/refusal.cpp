@@ -1,5 +1,7 @@
 #include "cli/options/refusal.h"
 
+#include "cli/text/lists.h"
+
 #include <CLI/App.hpp>
 #include <algorithm>
 #include <fmt/format.h>
@@ -21,7 +23,7 @@ std::string help_hint(const Verbs& chosen)
 
 std::string list_verbs(const CLI::App& verb)
 {
-    return fmt::format("{}", fmt::join(verb_names(verb), ", "));
+    return joined(verb_names(verb));
 }
 
 // How many characters have to be changed, put in or left out.

@@ -6,6 +6,7 @@
 #include "cli/options/config_file.h"
 #include "cli/options/verb.h"
 #include "cli/platform/platform.h"
+#include "cli/text/lists.h"
 #include "cli/text/numbers.h"
 
 #include <algorithm>
@@ -69,7 +70,7 @@ std::string known_settings()
 {
     std::vector<std::string_view> keys;
     std::ranges::transform(lasting_options, std::back_inserter(keys), &Lasting::key);
-    return fmt::format("{}", fmt::join(keys, ", "));
+    return joined(keys);
 }
 
 void apply_config(const Verb& root, const fs::path& path)

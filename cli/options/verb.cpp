@@ -1,6 +1,7 @@
 #include "cli/options/verb.h"
 
 #include "cli/failure.h"
+#include "cli/text/lists.h"
 
 #include <CLI/App.hpp>
 #include <algorithm>
@@ -227,14 +228,14 @@ std::size_t find_choice(const std::string& option, const std::string& text, std:
 {
     const auto found = std::ranges::find(names, text);
     if (found == names.end()) {
-        refuse(option, fmt::format("there is no '{}'", text), fmt::format("One of: {}.", fmt::join(names, ", ")));
+        refuse(option, fmt::format("there is no '{}'", text), fmt::format("One of: {}.", joined(names)));
     }
     return static_cast<std::size_t>(found - names.begin());
 }
 
 std::string join_choices(std::span<const std::string_view> names)
 {
-    return fmt::format("{}", fmt::join(names, "|"));
+    return joined(names, "|");
 }
 
 } // namespace tessit::cli

@@ -1,8 +1,9 @@
 #include "cli/options/verb_tree.h"
 
+#include "cli/text/lists.h"
+
 #include <CLI/App.hpp>
 #include <algorithm>
-#include <fmt/format.h>
 
 namespace tessit::cli {
 
@@ -19,7 +20,7 @@ std::string typed(const Verbs& verbs)
 {
     std::vector<std::string> names;
     std::ranges::transform(verbs, std::back_inserter(names), [](const CLI::App* verb) { return verb->get_name(); });
-    return fmt::format("{}", fmt::join(names, " "));
+    return joined(names, " ");
 }
 
 std::vector<std::string> verb_names(const CLI::App& verb)

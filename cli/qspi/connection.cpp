@@ -3,6 +3,7 @@
 #include "base/path.h"
 #include "cli/failure.h"
 #include "cli/options/config_file.h"
+#include "cli/text/lists.h"
 #include "cli/text/numbers.h"
 
 #include <algorithm>
@@ -40,7 +41,7 @@ std::uint32_t parse_choice(const std::string& text, std::span<const std::string_
 {
     const auto found = std::ranges::find(choices, text);
     if (found == choices.end()) {
-        throw BadValue{fmt::format("one of {}", fmt::join(choices, ", "))};
+        throw BadValue{fmt::format("one of {}", joined(choices))};
     }
     return static_cast<std::uint32_t>(found - choices.begin());
 }
@@ -149,7 +150,7 @@ std::string known_settings()
 {
     std::vector<std::string_view> names;
     std::ranges::transform(settings, std::back_inserter(names), &Setting::name);
-    return fmt::format("{}", fmt::join(names, ", "));
+    return joined(names);
 }
 
 // A value and where it stands.
@@ -254,7 +255,7 @@ QspiConnection resolve_qspi_connection(const QspiConnectionFlags& flags)
     if (!missing.empty()) {
         throw Failure{ExitCode::usage,
                       fmt::format("the connection of the external flash is not complete: {} {} missing",
-                                  fmt::join(missing, ", "), missing.size() == 1 ? "is" : "are"),
+                                  joined(missing), missing.size() == 1 ? "is" : "are"),
                       "Name the board's file with --qspi-config FILE; `tessit qspi example FILE` writes one to start "
                       "from."};
     }

@@ -1,6 +1,7 @@
 #include "cli/qspi/external_flash.h"
 
 #include "cli/terminal/console.h"
+#include "cli/text/lists.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -65,10 +66,10 @@ void ExternalFlash::open()
     }
     identification_ = identify();
     if (identification_.is_of_nobody()) {
-        throw Failure{ExitCode::failure,
-                      fmt::format("no external flash answers (its identification reads {:02x})",
-                                  fmt::join(identification_.bytes, " ")),
-                      connection_hint};
+        throw Failure{
+            ExitCode::failure,
+            fmt::format("no external flash answers (its identification reads {})", hex(identification_.bytes, " ")),
+            connection_hint};
     }
     if (connection_.config.address_mode == ADDRESS_MODE_32BIT) {
         instruct(use_long_addresses_opcode, {}, 0);
@@ -88,8 +89,8 @@ std::uint32_t ExternalFlash::size() const
     const std::uint32_t size = connection_.flash_size.value_or(identification_.size());
     if (size == 0) {
         throw Failure{ExitCode::failure,
-                      fmt::format("the external flash does not tell its size (its identification reads {:02x})",
-                                  fmt::join(identification_.bytes, " ")),
+                      fmt::format("the external flash does not tell its size (its identification reads {})",
+                                  hex(identification_.bytes, " ")),
                       "Give it by hand, for example --flash-size 8M."};
     }
     return size;

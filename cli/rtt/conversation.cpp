@@ -1,6 +1,7 @@
 #include "cli/rtt/conversation.h"
 
 #include "cli/platform/platform.h"
+#include "cli/text/lists.h"
 
 #include <algorithm>
 #include <array>
@@ -44,7 +45,7 @@ std::string list_channels(const std::vector<RttChannel>& channels)
     for (const RttChannel& channel : channels) {
         names.push_back(fmt::format("{} '{}'", channel.index, channel.name));
     }
-    return names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "));
+    return names.empty() ? "none" : joined(names);
 }
 
 Failure no_channel(const char* direction, std::uint32_t index, const std::vector<RttChannel>& channels)

@@ -1,5 +1,7 @@
 #include "cli/rtt/verdict.h"
 
+#include "cli/text/lists.h"
+
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
@@ -195,7 +197,7 @@ std::string Verdict::missing() const
     if (options_.in_order && came != 0) { // what comes later may have come too early
         return fmt::format("{} behind {}", words.front(), quoted(options_.until[came - 1]));
     }
-    return fmt::format("{}", fmt::join(words, " and "));
+    return joined(words, " and ");
 }
 
 Failure Verdict::against(const std::string& message, const char* hint, std::optional<int> firmware_code) const
@@ -242,7 +244,7 @@ std::string Verdict::summary() const
     }
     std::vector<std::string> words;
     std::ranges::transform(options_.until, std::back_inserter(words), &quoted);
-    return words.empty() ? "" : fmt::format("{} came", fmt::join(words, " and "));
+    return words.empty() ? "" : fmt::format("{} came", joined(words, " and "));
 }
 
 } // namespace tessit::cli

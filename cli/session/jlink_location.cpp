@@ -5,6 +5,7 @@
 #include "cli/failure.h"
 #include "cli/platform/platform.h"
 #include "cli/session/jlink_search.h"
+#include "cli/text/lists.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -26,8 +27,7 @@ std::string installed_library()
         std::vector<std::string> names;
         std::ranges::transform(places, std::back_inserter(names),
                                [](const JlinkPlace& place) { return place.library.string(); });
-        throw Failure{ExitCode::failure,
-                      fmt::format("the J-Link library was not found (looked for {})", fmt::join(names, ", ")),
+        throw Failure{ExitCode::failure, fmt::format("the J-Link library was not found (looked for {})", joined(names)),
                       "Install the J-Link software, name its library with --jlink PATH or TESSIT_JLINK, or try the "
                       "simulated bench with --sim."};
     }

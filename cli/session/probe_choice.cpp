@@ -1,5 +1,7 @@
 #include "cli/session/probe_choice.h"
 
+#include "cli/text/lists.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 #include <string>
@@ -28,11 +30,10 @@ std::uint32_t choose_one(const std::string& ending, const std::vector<std::uint3
     if (matches.empty()) {
         throw Failure{ExitCode::no_probe,
                       fmt::format("no attached probe has the serial number {}, or one that ends so", ending),
-                      fmt::format("Attached: {}.", fmt::join(attached, ", "))};
+                      fmt::format("Attached: {}.", joined(attached))};
     }
     if (matches.size() > 1) {
-        throw Failure{ExitCode::no_probe,
-                      fmt::format("several attached probes end in {}: {}", ending, fmt::join(matches, ", ")),
+        throw Failure{ExitCode::no_probe, fmt::format("several attached probes end in {}: {}", ending, joined(matches)),
                       "Give more digits of the serial number."};
     }
     return matches.front();
@@ -57,10 +58,9 @@ std::vector<std::uint32_t> choose_probes(const Settings& settings, const std::ve
         return attached;
     }
     if (settings.probes.empty() && attached.size() > 1) {
-        throw Failure{
-            ExitCode::no_probe,
-            fmt::format("{} probes are attached and none is named: {}", attached.size(), fmt::join(attached, ", ")),
-            fmt::format("Choose one with --probe {}.", attached.front())};
+        throw Failure{ExitCode::no_probe,
+                      fmt::format("{} probes are attached and none is named: {}", attached.size(), joined(attached)),
+                      fmt::format("Choose one with --probe {}.", attached.front())};
     }
     if (settings.probes.empty()) {
         return attached;

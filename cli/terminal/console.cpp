@@ -4,7 +4,6 @@
 #include "cli/platform/platform.h"
 #include "cli/terminal/stream.h"
 
-#include <fmt/color.h>
 #include <fmt/format.h>
 
 namespace tessit::cli {
@@ -51,8 +50,7 @@ void Console::remark(std::string_view line) const
 
 std::string Console::error_label() const
 {
-    const auto style = has_colours_ ? fmt::emphasis::bold | fmt::fg(fmt::terminal_color::red) : fmt::text_style{};
-    return fmt::format(style, "Error:");
+    return has_colours_ ? "\x1b[1;31mError:\x1b[0m" : "Error:"; // bold and red
 }
 
 void Console::report_line(const Failure& failure) const

@@ -1,6 +1,7 @@
 #include "cli/text/table.h"
 
 #include "base/little_endian.h"
+#include "cli/text/lists.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -21,7 +22,7 @@ std::string format_table(const std::vector<std::vector<std::string>>& rows)
     for (const auto& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            fmt::format_to(std::back_inserter(line), "{:<{}}  ", row[i], widths[i]);
+            line += fmt::format("{:<{}}  ", row[i], widths[i]);
         }
         line.erase(line.find_last_not_of(' ') + 1);
         text += line + "\n";
@@ -39,8 +40,7 @@ std::string format_hex_dump(std::uint32_t address, std::span<const std::uint8_t>
         std::ranges::transform(line, std::back_inserter(printable), [](std::uint8_t byte) {
             return byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
         });
-        fmt::format_to(std::back_inserter(text), "{:08x}  {:<{}}  |{}|\n", address + i,
-                       fmt::format("{:02x}", fmt::join(line, " ")), per_line * 3 - 1, printable);
+        text += fmt::format("{:08x}  {:<{}}  |{}|\n", address + i, hex(line, " "), per_line * 3 - 1, printable);
     }
     return text;
 }
@@ -50,9 +50,9 @@ std::string format_word_dump(std::uint32_t address, std::span<const std::uint8_t
     constexpr std::size_t per_line = 16;
     std::string text;
     for (std::size_t i = 0; i < bytes.size(); i += per_line) {
-        fmt::format_to(std::back_inserter(text), "{:08x} ", address + i);
+        text += fmt::format("{:08x} ", address + i);
         for (std::size_t word = i; word < std::min(bytes.size(), i + per_line); word += 4) {
-            fmt::format_to(std::back_inserter(text), " {:08x}", little_endian::load_u32(bytes.subspan(word, 4)));
+            text += fmt::format(" {:08x}", little_endian::load_u32(bytes.subspan(word, 4)));
         }
         text += '\n';
     }
