@@ -48,8 +48,9 @@ SECURITY_ATTRIBUTES inheritable()
     return attributes;
 }
 
-// The reading end of a pipe, and what has come out of it. A read is always under way; what it brings arrives in a wait
-// of this thread in which it may be interrupted, see Process::wait_for_any.
+// The reading end of a pipe, and what has come out of it. What a read brings arrives in a wait of this thread in which
+// it may be interrupted, see Process::wait_for_any; the next read begins when that is taken. If it began at once, a
+// wait would last for as long as one program has more to say, and the others would not be heard.
 class Stream
 {
 public:
@@ -58,9 +59,9 @@ public:
     Stream& operator=(const Stream&) = delete;
     ~Stream()
     {
-        if (is_open()) {
+        if (is_reading_) {
             CancelIo(pipe_.get());
-            while (is_open()) {
+            while (is_reading_) {
                 SleepEx(INFINITE, TRUE);
             }
         }
@@ -89,14 +90,22 @@ public:
     }
 
     bool is_open() const { return static_cast<bool>(pipe_); }
-    std::string take() { return std::exchange(text_, {}); }
+
+    std::string take()
+    {
+        if (is_open() && !is_reading_) {
+            read_more();
+        }
+        return std::exchange(text_, {});
+    }
 
 private:
     static constexpr DWORD buffer_bytes = 65536;
 
     void read_more()
     {
-        if (ReadFileEx(pipe_.get(), buffer_.data(), buffer_bytes, &under_way_, &has_read) == 0) {
+        is_reading_ = ReadFileEx(pipe_.get(), buffer_.data(), buffer_bytes, &under_way_, &has_read) != 0;
+        if (!is_reading_) {
             pipe_.close();
         }
     }
@@ -105,14 +114,14 @@ private:
     {
         auto& stream = *static_cast<Stream*>(read->hEvent);
         stream.text_.append(stream.buffer_.data(), count);
-        if (error == ERROR_SUCCESS) {
-            stream.read_more();
-        } else { // the program has closed it
+        stream.is_reading_ = false;
+        if (error != ERROR_SUCCESS) { // the program has closed it
             stream.pipe_.close();
         }
     }
 
     Handle pipe_;
+    bool is_reading_ = false;
     OVERLAPPED under_way_{};
     std::vector<char> buffer_ = std::vector<char>(buffer_bytes);
     std::string text_;
@@ -215,12 +224,13 @@ struct Process::System
     bool has_ended = false;
 
     // After both streams have come to their end.
-    void look_for_end()
+    bool look_for_end()
     {
         if (!has_ended && !output.is_open() && !errors.is_open()) {
             WaitForSingleObject(process.get(), INFINITE);
             has_ended = true;
         }
+        return has_ended;
     }
 };
 
@@ -250,6 +260,8 @@ Process::~Process()
 {
     interrupt();
     while (!system_->has_ended) {
+        system_->output.take();
+        system_->errors.take();
         Process* const self = this;
         wait_for_any({&self, 1}, std::chrono::seconds{1});
     }
@@ -264,6 +276,10 @@ void Process::interrupt() const
 
 void Process::wait_for_any(std::span<Process* const> processes, std::chrono::milliseconds longest)
 {
+    const auto look_for_end = [](Process* process) { return process->system_->look_for_end(); };
+    if (std::ranges::any_of(processes, look_for_end)) {
+        return;
+    }
     // What streams have read is delivered in this wait, and ends it. A wait for what is set already delivers nothing.
     const auto wait = static_cast<DWORD>(longest.count());
     if (is_interrupted()) {
@@ -271,7 +287,7 @@ void Process::wait_for_any(std::span<Process* const> processes, std::chrono::mil
     } else {
         WaitForSingleObjectEx(interrupt_event(), wait, TRUE);
     }
-    std::ranges::for_each(processes, [](Process* process) { process->system_->look_for_end(); });
+    std::ranges::for_each(processes, look_for_end);
 }
 
 std::string Process::take_output()

@@ -24,7 +24,8 @@ build = installed = None  # what was built for tests, and the folder of the comm
 first, second, third = ("600000001", "600000002", "600000003")
 half_a_megabyte = 0x80000
 ctrl_c = b"\x03"
-both_erase = [rb"(?s)(%s[^\n]*erase_page.*){3}" % serial.encode() for serial in (first, second)]
+one_erases = {rb"erase_page": 10}
+both_erase = {rb"%s[^\n]*erase_page" % serial.encode(): 3 for serial in (first, second)}
 
 
 def windows_path(path):
@@ -72,7 +73,8 @@ class Session(unittest.TestCase):
         return (self.folder / "content.bin").read_bytes()
 
     def start_and_wait(self, *arguments, said, terminal=None):
-        """Starts the command, and reads what it says so far; it waits for its reader then, wherever it is."""
+        """Starts the command, and reads what it says so far, each pattern as often as `said` tells; it waits for its reader then,
+        wherever it is."""
         reading, writing = os.pipe()
         fcntl.fcntl(reading, fcntl.F_SETPIPE_SZ, 4096)
         self.addCleanup(os.close, reading)
@@ -84,7 +86,7 @@ class Session(unittest.TestCase):
         self.addCleanup(process.stdout.close)
         os.close(writing)
         heard = b""
-        while not all(re.search(each, heard) for each in said):
+        while any(len(re.findall(pattern, heard)) < times for pattern, times in said.items()):
             piece = os.read(reading, 512)
             self.assertTrue(piece, heard)
             heard += piece
@@ -198,7 +200,7 @@ class Session(unittest.TestCase):
     def test_a_kill_leaves_the_probe_free_and_the_chip_as_far_as_it_was(self):
         self.fill()
         process, _ = self.start_and_wait("-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}",
-                                         said=[rb"(?s)(erase_page.*){10}"])
+                                         said=one_erases)
         holder = self.on_first("info", code=8).stderr
         self.assertRegex(holder, rb"in use by another program \(process [0-9]+\)")
         process.kill()
@@ -233,17 +235,17 @@ class Session(unittest.TestCase):
 
     def test_a_question_is_asked_and_answered_on_a_console(self):
         self.on_first("protect", "--yes")
-        code, _, said = self.on_console("--probe", first, "recover", said=[rb"\?"], keys=b"n\r")
+        code, _, said = self.on_console("--probe", first, "recover", said={rb"\?": 1}, keys=b"n\r")
         self.assertEqual(code, 1, said)
         self.on_first("read", "0+4", code=5)
-        code, _, said = self.on_console("--probe", first, "recover", said=[rb"\?"], keys=b"y\r")
+        code, _, said = self.on_console("--probe", first, "recover", said={rb"\?": 1}, keys=b"y\r")
         self.assertEqual(code, 0, said)
         self.on_first("read", "0+4")
 
     def test_ctrl_c_ends_at_a_point_where_all_is_known(self):
         self.fill()
         code, _, said = self.on_console("-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}",
-                                        said=[rb"(?s)(erase_page.*){10}"])
+                                        said=one_erases)
         self.assertEqual(code, 130, said)
         self.assertIn(b"interrupted", said)
         self.assertIn(b"close_dll", said)
