@@ -1,5 +1,6 @@
 #include "cli/line/board.h"
 
+#include "cli/platform/platform.h"
 #include "cli/terminal/contract.h"
 
 #include <fmt/format.h>

@@ -138,6 +138,11 @@ private:
 
 std::optional<UnitValue> parse_unit_value(const std::string& text)
 {
+    if (text.starts_with("0x") && text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos) {
+        throw Failure{
+            ExitCode::usage, fmt::format("{} is an address without a value", text),
+            fmt::format("Give the value with it, as {}=0x1234; for a file of that name give ./{}.", text, text)};
+    }
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || text.front() < '0' || text.front() > '9') {
         return std::nullopt;

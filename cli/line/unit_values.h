@@ -23,7 +23,8 @@ struct UnitValue
 
 using UnitValues = std::vector<UnitValue>;
 
-/// "0x10001080=0x1234"; nothing when the text is meant for something else, as it does not begin with a number.
+/// "0x10001080=0x1234"; nothing when the text is meant for something else, as it does not begin with a number. An
+/// address alone is refused.
 std::optional<UnitValue> parse_unit_value(const std::string& text);
 /// The same back.
 std::string format_unit_value(const UnitValue& value);

@@ -46,7 +46,7 @@ std::optional<NotBlank> look_at_all(const Memory& memory, const Range& range, co
     std::vector<std::uint8_t> bytes;
     for (std::uint64_t at = range.first; at < range.end(); at += bytes.size()) {
         const auto address = static_cast<std::uint32_t>(at);
-        bytes.resize(std::min(transfer_chunk, Range{address, range.end() - at}.size()));
+        bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(transfer_chunk, range.end() - at)));
         memory.read(address, bytes, {});
         if (const auto found = first_not_blank(memory, address, bytes)) {
             return found;

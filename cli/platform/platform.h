@@ -16,7 +16,8 @@ namespace tessit::cli::platform {
 /// The words of the command line, with the program's name.
 std::vector<std::string> arguments(int argc, char** argv);
 
-std::filesystem::path executable_folder();
+/// The program that this process is; throws a Failure where the system does not tell.
+std::filesystem::path executable();
 
 /// Folder of the user's configuration files; empty when the environment names none.
 std::filesystem::path user_config_folder();

@@ -51,9 +51,17 @@ std::vector<std::string> arguments(int argc, char** argv)
     return {argv, argv + argc};
 }
 
-fs::path executable_folder()
+fs::path executable()
 {
-    return fs::read_symlink("/proc/self/exe").parent_path();
+    constexpr const char* told_by = "/proc/self/exe";
+    std::error_code error;
+    const fs::path program = fs::read_symlink(told_by, error);
+    if (error) {
+        throw Failure{ExitCode::failure,
+                      fmt::format("cannot find out where this program lies: {}: {}", told_by, error.message()),
+                      "Mount /proc: what belongs to the command is looked for beside it."};
+    }
+    return program;
 }
 
 fs::path user_config_folder()

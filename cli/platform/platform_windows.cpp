@@ -84,11 +84,6 @@ fs::path executable()
     }
 }
 
-fs::path executable_folder()
-{
-    return executable().parent_path();
-}
-
 fs::path user_config_folder()
 {
     const fs::path folder = base::path_of(base::environment("APPDATA"));

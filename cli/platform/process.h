@@ -10,9 +10,6 @@
 
 namespace tessit::cli::platform {
 
-/// The program that this process is.
-std::filesystem::path executable();
-
 /// A program with nothing to read, whose two streams come to us. A Ctrl-C on the terminal is for us alone: it belongs
 /// to a group of its own. It is told to end when we do.
 class Process

@@ -95,11 +95,6 @@ pid_t start(const std::string& program, const std::vector<std::string>& argument
 
 } // namespace
 
-std::filesystem::path executable()
-{
-    return std::filesystem::read_symlink("/proc/self/exe");
-}
-
 struct Process::System
 {
     pid_t process = -1;

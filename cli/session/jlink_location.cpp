@@ -57,7 +57,7 @@ std::string find_jlink_library(const Settings& settings)
 
 std::string find_simulation()
 {
-    const fs::path folder = platform::executable_folder();
+    const fs::path folder = platform::executable().parent_path();
     const fs::path beside = folder / platform::simulation_file_name;
     const fs::path installed = folder.parent_path() / TESSIT_INSTALL_PLUGIN_FOLDER / platform::simulation_file_name;
     std::error_code ignored;

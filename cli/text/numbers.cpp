@@ -44,28 +44,30 @@ std::optional<std::uint64_t> parse_digits(std::string_view text)
     return value;
 }
 
-} // namespace
-
-std::uint64_t parse_size(std::string_view text, std::string_view what)
+std::uint64_t parse_scaled(std::string_view text, std::string_view what, std::uint64_t largest,
+                           std::string_view too_large)
 {
     const std::uint64_t unit = text.empty() ? 1 : unit_of(text.back());
     const std::optional<std::uint64_t> value = parse_digits(unit == 1 ? text : text.substr(0, text.size() - 1));
     if (!value) {
         refuse(what, text, "is not a number");
     }
-    if (*value > four_gib / unit) {
-        refuse(what, text, "is larger than 4 GiB");
+    if (*value > largest / unit) {
+        refuse(what, text, too_large);
     }
     return *value * unit;
 }
 
+} // namespace
+
+std::uint64_t parse_size(std::string_view text, std::string_view what)
+{
+    return parse_scaled(text, what, four_gib, "is larger than 4 GiB");
+}
+
 std::uint32_t parse_u32(std::string_view text, std::string_view what)
 {
-    const std::uint64_t value = parse_size(text, what);
-    if (value >= four_gib) {
-        refuse(what, text, "does not fit into 32 bits");
-    }
-    return static_cast<std::uint32_t>(value);
+    return static_cast<std::uint32_t>(parse_scaled(text, what, four_gib - 1, "does not fit into 32 bits"));
 }
 
 std::uint8_t parse_byte(std::string_view text, std::string_view what)

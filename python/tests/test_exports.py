@@ -116,7 +116,7 @@ def writes(on: On) -> Any:
 
 def erases(on: On) -> Any:
     left = []
-    erasers = [
+    erasers: List[Callable[[], Any]] = [
         lambda: on.probe.erase_page(0x5004),
         on.probe.erase_uicr,
         on.probe.erase_all,
@@ -233,7 +233,11 @@ M2_ROWS = [
 ]
 
 
-@pytest.mark.parametrize("row", ROWS, ids=lambda row: row.exports.split()[0])
+def name_of(row: Row) -> str:
+    return row.exports.split()[0]
+
+
+@pytest.mark.parametrize("row", ROWS, ids=name_of)
 def test_export(row: Row, bench: tessit.sim.Bench, calls: List[str]) -> None:
     with bench.probe() as probe:
         assert row.work(On(bench, probe)) == row.expected
@@ -241,7 +245,7 @@ def test_export(row: Row, bench: tessit.sim.Bench, calls: List[str]) -> None:
 
 
 @pytest.mark.tessit("BIRCH_M2_VA_REV1", external_flash={"size": 1 << 20})
-@pytest.mark.parametrize("row", M2_ROWS, ids=lambda row: row.exports.split()[0])
+@pytest.mark.parametrize("row", M2_ROWS, ids=name_of)
 def test_export_of_m2(row: Row, bench: tessit.sim.Bench, echo: None, calls: List[str]) -> None:
     test_export(row, bench, calls)
 

@@ -17,6 +17,7 @@ import tessit
 from tessit import Library, Probe, ResultCode, location
 
 COUNTER = tessit.sim.example_firmware("counter")
+CONFIG = tessit.QspiConfig("P0.1", "P0.2", "P0.3", "P0.4", "P0.5", "P1.16")
 
 # On a plain chip, and each leaves it as it was.
 FAILURES: Dict[str, Any] = {
@@ -40,7 +41,6 @@ FAILURES: Dict[str, Any] = {
     "no RTT": (lambda p: p.rtt(wait=0.1).__enter__(), tessit.RttTimeoutError, "control block", None),
     "pin": (lambda p: p.qspi(CONFIG).__enter__(), tessit.BadArgumentError, "P1.16", None),
 }
-CONFIG = tessit.QspiConfig("P0.1", "P0.2", "P0.3", "P0.4", "P0.5", "P1.16")
 
 
 @pytest.mark.parametrize("work, error, words, code", FAILURES.values(), ids=FAILURES)
@@ -172,7 +172,8 @@ def test_a_forked_process_leaves_the_session_alone(bench: tessit.sim.Bench, prob
             os._exit(0)
     os.wait()
     assert b"forked off" in os.read(read_end, 1000)
-    os.close(read_end), os.close(write_end)
+    os.close(read_end)
+    os.close(write_end)
     assert bench.describe()[0].is_in_use and probe.is_open
 
 

@@ -17,7 +17,9 @@ PIP = ("-m", "pip", "--disable-pip-version-check", "--quiet", "--no-cache-dir")
 
 
 def run(*words: Any, **options: Any) -> str:
-    done = subprocess.run(words, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, **options)
+    done: subprocess.CompletedProcess[str] = subprocess.run(
+        words, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, **options
+    )
     assert done.returncode == 0, done.stdout
     return done.stdout
 

@@ -8,6 +8,7 @@ import os
 import pathlib
 import signal
 import struct
+import subprocess
 import threading
 from typing import Any, Dict, List
 
@@ -15,13 +16,13 @@ import pytest
 from conftest import REPOSITORY
 
 import tessit
-from tessit import Probe, command, version
+from tessit import Probe, version
 
 COUNTER = tessit.sim.example_firmware("counter")
-M2 = {"version": "BIRCH_M2_VA_REV1", "external_flash": {"size": 1 << 20}}
+M2: Dict[str, Any] = {"version": "BIRCH_M2_VA_REV1", "external_flash": {"size": 1 << 20}}
 
 
-@pytest.mark.tessit(**M2)
+@pytest.mark.tessit.with_args(**M2)
 @pytest.mark.parametrize("speed, calls_of_1_mib", [(125, 128), (4000, 4), (50000, 1)])
 def test_transfers_are_made_in_pieces_of_a_second(
     bench: tessit.sim.Bench, calls: List[str], speed: int, calls_of_1_mib: int
@@ -130,7 +131,7 @@ def test_ctrl_c_ends_the_command_at_a_safe_point(bench: tessit.sim.Bench, monkey
         os.kill(os.getpid(), signal.SIGINT)
 
     # Firmware that never says the word: the command goes on until it is interrupted.
-    monkeypatch.setattr(command.subprocess.Popen, "communicate", interrupted)
+    monkeypatch.setattr(subprocess.Popen, "communicate", interrupted)
     with pytest.raises(KeyboardInterrupt):
         tessit.run_command("run", str(COUNTER), probe=bench.serial, sim=True)
     assert not bench.describe()[0].is_in_use

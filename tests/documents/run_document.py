@@ -79,11 +79,21 @@ changing_words_alone = {"CI", "BUILD_NUMBER", "COLUMNS", "FORCE_COLOR"}
 
 
 def environment(build, folder):
-    kept = {name: value for name, value in os.environ.items()
-            if not name.startswith(changing_words) and name not in changing_words_alone}
-    return {**kept, "PATH": f"{build}:{kept['PATH']}", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / ".config"),
-            "JLINKARM_SIM_STATE": str(folder / "chips"), "NO_COLOR": "1", "BUILD": str(build),
-            "REPOSITORY": str(repository)}
+    kept = {
+        name: value
+        for name, value in os.environ.items()
+        if not name.startswith(changing_words) and name not in changing_words_alone
+    }
+    return {
+        **kept,
+        "PATH": f"{build}:{kept['PATH']}",
+        "HOME": str(folder),
+        "XDG_CONFIG_HOME": str(folder / ".config"),
+        "JLINKARM_SIM_STATE": str(folder / "chips"),
+        "NO_COLOR": "1",
+        "BUILD": str(build),
+        "REPOSITORY": str(repository),
+    }
 
 
 class Document:
@@ -113,8 +123,17 @@ class Document:
         return without_changing_parts(text, self.folder)
 
     def bash(self, script):
-        return subprocess.run(["bash", "-c", script], cwd=self.current, env=self.environment, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=300, check=False)
+        return subprocess.run(
+            ["bash", "-c", script],
+            cwd=self.current,
+            env=self.environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            timeout=300,
+            check=False,
+        )
 
     def set_up(self, script):
         variables = self.folder / ".variables"
@@ -157,9 +176,14 @@ class Document:
             self.set_up(found["script"])
             return found[0]
 
-        return re.sub(r"```(?P<fence>\w+) ?(?P<rest>[^\n]*)\n(?P<content>.*?)```"
-                      r"|<!--table (?P<table>\w+)-->\n.*?\n(?=\n)"
-                      r"|<!--setup\n(?P<script>.*?)-->", piece, self.text, flags=re.DOTALL)
+        return re.sub(
+            r"```(?P<fence>\w+) ?(?P<rest>[^\n]*)\n(?P<content>.*?)```"
+            r"|<!--table (?P<table>\w+)-->\n.*?\n(?=\n)"
+            r"|<!--setup\n(?P<script>.*?)-->",
+            piece,
+            self.text,
+            flags=re.DOTALL,
+        )
 
 
 def require_every_command(document):
@@ -193,8 +217,11 @@ def require_every_exit_code(document):
             sys.exit(f"no row of exit code {code}")
 
 
-checks = {"every-command": require_every_command, "every-verb": require_every_verb,
-          "every-exit-code": require_every_exit_code}
+checks = {
+    "every-command": require_every_command,
+    "every-verb": require_every_verb,
+    "every-exit-code": require_every_exit_code,
+}
 
 
 def report_difference(said, printed):

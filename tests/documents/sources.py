@@ -17,7 +17,7 @@ def excerpt(file, name):
     last = next(number for number, line in enumerate(lines) if number > first and line.startswith("}"))
     while lines[first - 1].startswith(("//", "/* ")):
         first -= 1
-    return "".join(lines[first:last + 1])
+    return "".join(lines[first : last + 1])
 
 
 def public_header():
@@ -39,8 +39,12 @@ NEEDS = {
     "[halt]": "a probe session; they connect the chip and halt its CPU",
     "[transfer]": "QSPI initialized, and the chip still connected; they halt its CPU",
 }
-STANDS_FOR = {"[erase]": "[halt]", "[raw]": "[probe]", "TESSIT_connect_to_emu_with_snr, and": "[open]",
-              "as TESSIT_qspi_read": "[transfer]"}
+STANDS_FOR = {
+    "[erase]": "[halt]",
+    "[raw]": "[probe]",
+    "TESSIT_connect_to_emu_with_snr, and": "[open]",
+    "as TESSIT_qspi_read": "[transfer]",
+}
 
 
 def table_of_needs():
@@ -60,8 +64,10 @@ def table_of_results():
     exit_codes = dict(re.findall(r"^    (\w+) = (\d+),", (repository / "cli/failure.h").read_text(), re.MULTILINE))
     source = re.sub(r'"\s*\n\s*"', "", (repository / "cli/session/result.cpp").read_text())
     row = re.compile(r'ResultText\{(\w+),\s*"\w+",\s*ExitCode::(\w+),\s*"([^"]*)",\s*"([^"]*)"\}')
-    texts = {name: (exit_codes[kind], meaning, hint or "[below](#the-chip-is-protected)")
-             for name, kind, meaning, hint in row.findall(source)}
+    texts = {
+        name: (exit_codes[kind], meaning, hint or "[below](#the-chip-is-protected)")
+        for name, kind, meaning, hint in row.findall(source)
+    }
     rows = [(f"`{name}`", value, *texts[name]) for name, value in codes]
     return table(("Result", "Code", "Exit code", "What it means", "What to do"), *rows)
 

@@ -24,7 +24,7 @@ def exported(system, file):
         listing = output_of("nm", "--dynamic", "--defined-only", "--format=just-symbols", folders[system] / file)
         return set(listing.split())
     listing = output_of(tools[system], "--private-headers", folders[system] / file)
-    table = listing[listing.index("[Ordinal/Name Pointer] Table"):]
+    table = listing[listing.index("[Ordinal/Name Pointer] Table") :]
     return set(re.findall(r"^\t\[ *[0-9]+\](?: \+base\[ *[0-9]+\] *[0-9a-f]+)? (\S+)$", table, re.MULTILINE))
 
 
@@ -48,7 +48,11 @@ class Products(unittest.TestCase):
             self.assertEqual(exported(system, "jlinkarm_sim.dll"), names, system)
 
     def test_nothing_is_loaded_that_is_not_of_windows(self):
-        own = {"jlinkarm_birch_tessit.dll": set(), "jlinkarm_sim.dll": set(), "tessit.exe": {"jlinkarm_birch_tessit.dll"}}
+        own = {
+            "jlinkarm_birch_tessit.dll": set(),
+            "jlinkarm_sim.dll": set(),
+            "tessit.exe": {"jlinkarm_birch_tessit.dll"},
+        }
         for system in ("x64", "x86"):
             for file, others in own.items():
                 headers = output_of(tools[system], "--private-headers", folders[system] / file)
@@ -67,10 +71,22 @@ class Products(unittest.TestCase):
     def test_a_program_links_with_the_import_library(self):
         for system, compiler in (("x64", "x86_64-w64-mingw32-gcc-posix"), ("x86", "i686-w64-mingw32-gcc-posix")):
             program = folders[system] / "linked.exe"
-            subprocess.run([compiler, "-o", program, f"-I{repository}/include", "-xc", "-", "-xnone",
-                            folders[system] / "libjlinkarm_birch_tessit.dll.a"], check=True, text=True,
-                           input="#include <jlinkarm_birch_tessit.h>\nint main(void) { TESSIT_close_dll();"
-                                 "return TESSIT_read_u32(0, 0); }\n")
+            subprocess.run(
+                [
+                    compiler,
+                    "-o",
+                    program,
+                    f"-I{repository}/include",
+                    "-xc",
+                    "-",
+                    "-xnone",
+                    folders[system] / "libjlinkarm_birch_tessit.dll.a",
+                ],
+                check=True,
+                text=True,
+                input="#include <jlinkarm_birch_tessit.h>\nint main(void) { TESSIT_close_dll();"
+                "return TESSIT_read_u32(0, 0); }\n",
+            )
             imported = output_of(tools[system], "--private-headers", program)
             self.assertRegex(imported, r"\sTESSIT_read_u32\n", system)
 

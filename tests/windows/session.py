@@ -1,5 +1,5 @@
-"""The command for Windows as its users have it, run by Wine: every verb that matters on the simulated bench, names that only
-Unicode can write, several boards at once, Ctrl-C on a console, and a kill in the middle.
+"""The command for Windows as its users have it, run by Wine: every verb that matters on the simulated bench, names that
+only Unicode can write, several boards at once, Ctrl-C on a console, and a kill in the middle.
 
 Usage: session.py BUILD_FOLDER INSTALLED_FOLDER [unittest's arguments]
 """
@@ -33,17 +33,29 @@ def windows_path(path):
 
 
 def wine(program, *arguments, cwd=None, **environment):
-    return {"args": ["wine", str(program), *map(str, arguments)], "cwd": cwd, "env": {**os.environ, "LC_ALL": "C.UTF-8", **environment}}
+    return {
+        "args": ["wine", str(program), *map(str, arguments)],
+        "cwd": cwd,
+        "env": {**os.environ, "LC_ALL": "C.UTF-8", **environment},
+    }
 
 
 def setUpModule():
-    """A program that waits. Wine's services, which begin with the first one and end with the last, keep its output open."""
-    waiting = subprocess.Popen(**wine("cmd", "/c", "pause"), stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL)
+    """A program that waits. Wine's services, which begin with the first one and end with the last, keep its output
+    open."""
+    waiting = subprocess.Popen(
+        **wine("cmd", "/c", "pause"), stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+    )
     unittest.addModuleCleanup(waiting.wait)
     unittest.addModuleCleanup(waiting.stdin.close)
-    subprocess.run(**wine("cmd", "/c", "exit"), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL, check=True, timeout=120)
+    subprocess.run(
+        **wine("cmd", "/c", "exit"),
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+        check=True,
+        timeout=120,
+    )
 
 
 class Session(unittest.TestCase):
@@ -73,16 +85,20 @@ class Session(unittest.TestCase):
         return (self.folder / "content.bin").read_bytes()
 
     def start_and_wait(self, *arguments, said, terminal=None):
-        """Starts the command, and reads what it says so far, each pattern as often as `said` tells; it waits for its reader then,
-        wherever it is."""
+        """Starts the command, and reads what it says so far, each pattern as often as `said` tells; it waits for its
+        reader then, wherever it is."""
         reading, writing = os.pipe()
         fcntl.fcntl(reading, fcntl.F_SETPIPE_SZ, 4096)
         self.addCleanup(os.close, reading)
         command = wine(self.command, "--sim", *arguments, cwd=self.folder, **self.state)
         process = subprocess.Popen(
-            **command, stdin=terminal or subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=writing,
+            **command,
+            stdin=terminal or subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=writing,
             start_new_session=True,
-            preexec_fn=None if terminal is None else lambda: fcntl.ioctl(terminal, 0x540E, 0))  # TIOCSCTTY
+            preexec_fn=None if terminal is None else lambda: fcntl.ioctl(terminal, 0x540E, 0),
+        )  # TIOCSCTTY
         self.addCleanup(process.stdout.close)
         os.close(writing)
         heard = b""
@@ -135,9 +151,13 @@ class Session(unittest.TestCase):
         self.assertEqual(self.library_found(), "C:\\Program Files\\SEGGER\\JLink_V812a\\JLink_x64.dll")
         key = "HKLM\\Software\\SEGGER"
         self.addCleanup(self.registry, "delete", key, "/f")
-        self.registry("add", key + "\\J-Link", "/v", "InstallPath", "/d", "C:\\Program Files\\SEGGER\\JLink_V790\\", "/f")
+        self.registry(
+            "add", key + "\\J-Link", "/v", "InstallPath", "/d", "C:\\Program Files\\SEGGER\\JLink_V790\\", "/f"
+        )
         self.assertEqual(self.library_found(), "C:\\Program Files\\SEGGER\\JLink_V790\\JLink_x64.dll")
-        listed = subprocess.run(**wine(self.command, "list", cwd=self.folder, **self.state), capture_output=True, timeout=60)
+        listed = subprocess.run(
+            **wine(self.command, "list", cwd=self.folder, **self.state), capture_output=True, timeout=60
+        )
         self.assertEqual((listed.returncode, listed.stdout.split()[:1]), (0, [first.encode()]), listed)
 
     def registry(self, *words):
@@ -153,7 +173,9 @@ class Session(unittest.TestCase):
         odd.mkdir()
         shutil.copy(firmware / "counter.hex", odd / "прошивка ä.hex")
         bench = odd / "стенд 台.toml"
-        bench.write_text(f'[[probe]]\nserial = {first}\n[probe.chip]\nversion = "BIRCH_M1_VA_REV2"\nflash_file = "заводская.bin"\n')
+        bench.write_text(
+            f'[[probe]]\nserial = {first}\n[probe.chip]\nversion = "BIRCH_M1_VA_REV2"\nflash_file = "заводская.bin"\n'
+        )
         (odd / "заводская.bin").write_bytes(b"\x12\x34\x56\x78")
         name = odd.name + "\\"
         self.state.pop("JLINKARM_SIM_STATE")
@@ -199,8 +221,9 @@ class Session(unittest.TestCase):
 
     def test_a_kill_leaves_the_probe_free_and_the_chip_as_far_as_it_was(self):
         self.fill()
-        process, _ = self.start_and_wait("-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}",
-                                         said=one_erases)
+        process, _ = self.start_and_wait(
+            "-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}", said=one_erases
+        )
         holder = self.on_first("info", code=8).stderr
         self.assertRegex(holder, rb"in use by another program \(process [0-9]+\)")
         process.kill()
@@ -210,8 +233,11 @@ class Session(unittest.TestCase):
         self.on_first("verify", "zeros.bin@0")
 
     def boards_with_much_to_write(self):
-        """So much that what they tell of it fills the pipes between the command and its boards: they wait for its reader."""
-        chips = "".join(f'[[probe]]\nserial = {serial}\n[probe.chip]\nversion = "BIRCH_M2_VA_REV1"\n' for serial in (first, second))
+        """So much that what they tell of it fills the pipes between the command and its boards: they wait for its
+        reader."""
+        chips = "".join(
+            f'[[probe]]\nserial = {serial}\n[probe.chip]\nversion = "BIRCH_M2_VA_REV1"\n' for serial in (first, second)
+        )
         (self.folder / "bench.toml").write_text(chips)
         boards = ("--bench", "bench.toml", "--probe", first, "--probe", second)
         self.image("zeros.bin", 0, 2 * half_a_megabyte)
@@ -244,8 +270,9 @@ class Session(unittest.TestCase):
 
     def test_ctrl_c_ends_at_a_point_where_all_is_known(self):
         self.fill()
-        code, _, said = self.on_console("-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}",
-                                        said=one_erases)
+        code, _, said = self.on_console(
+            "-v", "--probe", first, "erase", "--range", f"0+{half_a_megabyte - 4096}", said=one_erases
+        )
         self.assertEqual(code, 130, said)
         self.assertIn(b"interrupted", said)
         self.assertIn(b"close_dll", said)
@@ -254,8 +281,8 @@ class Session(unittest.TestCase):
     def test_ctrl_c_reaches_every_board(self):
         boards = self.boards_with_much_to_write()
         code, output, said = self.on_console(
-            "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off",
-            said=both_erase)
+            "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off", said=both_erase
+        )
         self.assertEqual(code, 130, said)
         ends = [board["error"] for board in json.loads(output)["probes"]]
         self.assertEqual([(end["name"], end["half_written"]) for end in ends], [("interrupted", True)] * 2)
@@ -263,16 +290,21 @@ class Session(unittest.TestCase):
     def test_the_boards_end_with_the_command_that_began_them(self):
         boards = self.boards_with_much_to_write()
         process, _ = self.start_and_wait(
-            "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off",
-            said=both_erase)
+            "-v", "--json", *boards, "program", "new.bin@0", "--loader", "off", said=both_erase
+        )
         process.kill()
         process.wait()
         self.run_command(*boards[:4], "--wait", "30", "program", "new.bin@0")
 
     def test_a_host_program_finds_every_function(self):
-        host = wine(build / "host.exe", windows_path(build / "jlinkarm_birch_tessit.dll"),
-                    windows_path(build / "jlinkarm_birch_tessit.def"), windows_path(build / "jlinkarm_sim.dll"), first,
-                    **self.state)
+        host = wine(
+            build / "host.exe",
+            windows_path(build / "jlinkarm_birch_tessit.dll"),
+            windows_path(build / "jlinkarm_birch_tessit.def"),
+            windows_path(build / "jlinkarm_sim.dll"),
+            first,
+            **self.state,
+        )
         done = subprocess.run(**host, capture_output=True, timeout=60)
         self.assertEqual(done.stdout.decode().strip(), "67 functions, results 0 0 0, word 0xFFFFFFFF")
 

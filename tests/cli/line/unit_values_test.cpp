@@ -52,10 +52,11 @@ TEST(Units, AFileIsRefusedByLineAndReason)
 TEST(UnitValues, AreToldFromFilesAndNeverOverwriteTheImage)
 {
     EXPECT_EQ(parse_unit_value("0x10001080=4k"), (UnitValue{0x10001080, 4096}));
-    for (const char* file : {"app.hex", "a=b.hex", "app.bin@0x80", "./0x80=1.bin"}) {
+    for (const char* file : {"app.hex", "a=b.hex", "app.bin@0x80", "./0x80=1.bin", "0x80.bin"}) {
         EXPECT_FALSE(parse_unit_value(file)) << file;
     }
     EXPECT_THROW(parse_unit_value("0x82=1"), Failure);
+    EXPECT_THROW(parse_unit_value("0x10001080"), Failure);
     EXPECT_THROW(parse_unit_value("0x80="), Failure);
     Image image;
     add_values(image, {{0x80, 0x04030201}});

@@ -31,7 +31,9 @@ TEST(Numbers, WhatIsNoNumberIsRefusedByName)
                     testing::ThrowsMessage<Failure>(HasSubstr("page size '" + std::string{text} + "'")));
     }
     EXPECT_EQ(parse_u32("0xFFFFFFFF", "value"), 0xFFFFFFFF);
-    EXPECT_THROW(parse_u32("0x100000000", "value"), Failure);
+    EXPECT_THAT([] { parse_u32("0x1122334455", "value"); },
+                testing::ThrowsMessage<Failure>(HasSubstr("does not fit into 32 bits")));
+    EXPECT_THROW(parse_u32("4096M", "value"), Failure);
 }
 
 TEST(Ranges, EndOrLengthMayBeGiven)
