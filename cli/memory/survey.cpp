@@ -1,8 +1,5 @@
 #include "cli/memory/survey.h"
 
-#include "cli/memory/crc32.h"
-#include "cli/memory/erased_bytes.h"
-#include "cli/memory/stretches.h"
 #include "cli/terminal/progress.h"
 
 #include <algorithm>
@@ -12,50 +9,13 @@
 namespace tessit::cli {
 namespace {
 
-constexpr std::size_t sample_count = 16;
 constexpr std::size_t few_samples = 4; ///< of what is known to differ
-constexpr std::size_t sample_bytes = 16;
-
-std::uint32_t bytes_of_words_that_differ(const MemoryTraits& traits, std::span<const std::uint8_t> wanted,
-                                         std::span<const std::uint8_t> there)
-{
-    std::uint32_t count = 0;
-    for (std::size_t i = 0; i < wanted.size(); i += traits.write_bytes) {
-        const auto piece = wanted.subspan(i, traits.write_bytes);
-        count += std::ranges::equal(piece, there.subspan(i, traits.write_bytes)) ? 0 : traits.write_bytes;
-    }
-    return count;
-}
-
-UnitState compare(std::span<const std::uint8_t> found, std::span<const std::uint8_t> wanted)
-{
-    if (std::ranges::equal(found, wanted)) {
-        return UnitState::equal;
-    }
-    return first_unwritable(found, wanted) ? UnitState::unwritable : UnitState::writable;
-}
 
 // What a unit would be if it were of that state; its bytes were counted for an erased one.
 void assume(Unit& unit, UnitState state)
 {
     unit.state = state;
     unit.bytes_if_left = state == UnitState::writable ? unit.bytes_if_erased : 0;
-}
-
-void note_set_byte(Unit& unit, const Range& range, std::span<const std::uint8_t> found)
-{
-    const auto set = std::ranges::find_if(found, [](std::uint8_t byte) { return byte != erased_byte; });
-    if (set != found.end()) {
-        unit.set_byte = range.first + static_cast<std::uint32_t>(set - found.begin());
-    }
-}
-
-// Samples lie at different places of their units, so that they do not all meet what every unit begins with.
-Range sample_range(const MemoryTraits& traits, std::size_t index, std::size_t number)
-{
-    const std::size_t places = traits.unit_bytes / sample_bytes;
-    const std::size_t place = number * places / sample_count % places;
-    return {traits.unit(index).first + static_cast<std::uint32_t>(place * sample_bytes), sample_bytes};
 }
 
 std::vector<UnitMap> with_unknown_free(std::vector<UnitMap> maps)
@@ -74,25 +34,8 @@ std::vector<UnitMap> with_unknown_free(std::vector<UnitMap> maps)
 } // namespace
 
 Survey::Survey(const Device& device, const Image& image, const Narration& narration)
-    : device_{device}, narration_{narration}, contents_{image}
+    : device_{device}, narration_{narration}, inspection_{device, image}, maps_{inspection_.unseen_maps()}
 {
-    for (const Memory& memory : device.memories) {
-        const MemoryTraits& traits = memory.traits;
-        UnitMap map{&memory, std::vector<Unit>(traits.unit_count())};
-        std::vector<std::uint8_t> wanted(traits.unit_bytes);
-        const std::vector<std::uint8_t> erased(traits.unit_bytes, erased_byte);
-        for (const Segment& segment : image.segments_within(traits.range)) {
-            const std::size_t last = traits.unit_of(std::min(segment.range().end(), traits.range.end()) - 1);
-            for (std::size_t i = traits.unit_of(segment.address); i <= last; ++i) {
-                Unit& unit = map.units[i];
-                unit.is_touched = true;
-                unit.is_covered = image.covers(traits.unit(i));
-                contents_.fill(traits.unit(i), wanted);
-                unit.bytes_if_erased = bytes_of_words_that_differ(traits, wanted, erased);
-            }
-        }
-        maps_.push_back(std::move(map));
-    }
 }
 
 // Neighbours in one stretch, as long as one call reads.
@@ -145,97 +88,26 @@ double Survey::seconds_to_check(std::span<const Stretch> stretches) const
     return seconds;
 }
 
-// What checksums tell of units that nothing is to be kept of: equal, blank, or neither.
-void Survey::look_by_checksums(std::span<const Stretch> stretches)
+std::vector<UnitPlace> Survey::places_of(std::span<const Stretch> stretches)
 {
-    if (!device_.checksums || stretches.empty()) {
-        return;
-    }
-    std::vector<std::pair<UnitMap*, std::size_t>> units;
-    std::vector<Range> ranges;
+    std::vector<UnitPlace> places;
     for (const Stretch& stretch : stretches) {
-        UnitMap& map = maps_[stretch.map];
         for (std::size_t i = stretch.first; i < stretch.end; ++i) {
-            units.emplace_back(&map, i);
-            ranges.push_back(map.memory->traits.unit(i));
+            places.push_back({&maps_[stretch.map], i});
         }
     }
-    const auto checksums = device_.checksums(ranges);
-    for (std::size_t k = 0; checksums && k < units.size(); ++k) {
-        judge_by_checksum(*units[k].first, units[k].second, (*checksums)[k]);
-    }
-}
-
-void Survey::judge_by_checksum(UnitMap& map, std::size_t index, std::uint32_t checksum)
-{
-    const MemoryTraits& traits = map.memory->traits;
-    Unit& unit = map.units[index];
-    std::vector<std::uint8_t> expected(traits.unit_bytes, erased_byte);
-    if (checksum == crc32(expected)) {
-        look_at_unit(map, index, expected);
-        return;
-    }
-    if (!unit.is_touched) {
-        unit.state = UnitState::kept;
-        return;
-    }
-    contents_.fill(traits.unit(index), expected);
-    if (checksum == crc32(expected)) {
-        look_at_unit(map, index, expected);
-        return;
-    }
-    unit.was_seen = true; // how it differs, a look would tell
+    return places;
 }
 
 void Survey::look(const Stretch& stretch)
 {
-    UnitMap& map = maps_[stretch.map];
-    const MemoryTraits& traits = map.memory->traits;
-    std::vector<std::uint8_t> found((stretch.end - stretch.first) * traits.unit_bytes);
-    map.memory->read(traits.unit(stretch.first).first, found, {});
-    for (std::size_t i = stretch.first; i < stretch.end; ++i) {
-        look_at_unit(map, i, std::span{found}.subspan((i - stretch.first) * traits.unit_bytes, traits.unit_bytes));
-    }
-}
-
-void Survey::look_at_unit(UnitMap& map, std::size_t index, std::span<const std::uint8_t> found)
-{
-    const MemoryTraits& traits = map.memory->traits;
-    const Range range = traits.unit(index);
-    Unit& unit = map.units[index];
-    unit.was_seen = true;
-    unit.is_blank = is_erased(found);
-    note_set_byte(unit, range, found);
-    if (!unit.is_touched) {
-        unit.state = unit.is_blank ? UnitState::free : UnitState::kept;
-        return;
-    }
-    if (!unit.is_covered) {
-        contents_.keep_around_image(range, found);
-    }
-    std::vector<std::uint8_t> wanted(range.size());
-    contents_.fill(range, wanted);
-    unit.state = compare(found, wanted);
-    unit.bytes_if_erased =
-        bytes_of_words_that_differ(traits, wanted, std::vector<std::uint8_t>(range.size(), erased_byte));
-    unit.bytes_if_left = bytes_of_words_that_differ(traits, wanted, found);
-    if (unit.state == UnitState::unwritable) {
-        const std::size_t offset = *first_unwritable(found, wanted);
-        stuck_.push_back({map.memory, range.first + static_cast<std::uint32_t>(offset), found[offset], wanted[offset]});
-        return;
-    }
-    StretchBuilder builder{traits.bridge_bytes};
-    for (std::uint32_t i = 0; i < range.length; i += traits.write_bytes) {
-        const auto piece = std::span{wanted}.subspan(i, traits.write_bytes);
-        builder.add({range.first + i, traits.write_bytes}, !std::ranges::equal(piece, found.subspan(i, piece.size())),
-                    is_erased(piece));
-    }
-    std::ranges::copy(builder.take(), std::back_inserter(differences_));
+    inspection_.look(maps_[stretch.map], stretch.first, stretch.end);
 }
 
 void Survey::look_at_all()
 {
-    look_by_checksums(stretches([](const MemoryTraits&, const Unit& unit) { return unit.is_covered; }));
+    inspection_.look_by_checksums(
+        places_of(stretches([](const MemoryTraits&, const Unit& unit) { return unit.is_covered; })));
     const std::vector<Stretch> all = stretches(
         [](const MemoryTraits&, const Unit& unit) { return unit.is_touched && unit.state == UnitState::unknown; });
     Progress progress{narration_, "read", bytes_of(all), "bytes"};
@@ -257,7 +129,7 @@ void Survey::look_while_it_pays()
     const std::vector<Stretch> covered = stretches(is_optional);
     const std::vector<Stretch> with_others = stretches(
         [&](const MemoryTraits& traits, const Unit& unit) { return is_optional(traits, unit) || !unit.is_touched; });
-    look_by_checksums(bytes_of(with_others) <= 2 * bytes_of(covered) ? with_others : covered);
+    inspection_.look_by_checksums(places_of(bytes_of(with_others) <= 2 * bytes_of(covered) ? with_others : covered));
     const std::vector<Stretch> optional = stretches([&](const MemoryTraits& traits, const Unit& unit) {
         return is_optional(traits, unit) && unit.state == UnitState::unknown;
     });
@@ -315,16 +187,12 @@ void Survey::resume_looking()
 // them whole takes no longer.
 void Survey::guess(std::span<const Stretch> stretches)
 {
-    std::vector<std::pair<UnitMap*, std::size_t>> units;
-    for (const Stretch& stretch : stretches) {
-        for (std::size_t i = stretch.first; i < stretch.end; ++i) {
-            units.emplace_back(&maps_[stretch.map], i);
-            assume(maps_[stretch.map].units[i], UnitState::equal);
-        }
+    const std::vector<UnitPlace> units = places_of(stretches);
+    for (const UnitPlace& place : units) {
+        assume(place.unit(), UnitState::equal);
     }
     // What checksums say is different may be seen to need an erase by a few bytes.
-    const bool all_differ =
-        std::ranges::all_of(units, [](const auto& unit) { return unit.first->units[unit.second].was_seen; });
+    const bool all_differ = std::ranges::all_of(units, [](const UnitPlace& place) { return place.unit().was_seen; });
     if (units.size() <= sample_count && !all_differ) {
         return;
     }
@@ -332,23 +200,11 @@ void Survey::guess(std::span<const Stretch> stretches)
     for (std::size_t k = 0; k < count; ++k) {
         const std::size_t first = units.size() * k / count;
         const std::size_t end = units.size() * (k + 1) / count;
-        const auto [map, index] = units[(first + end) / 2];
-        const std::vector<std::uint8_t> found = sample(*map, index, k);
-        std::vector<std::uint8_t> wanted(found.size());
-        contents_.fill(sample_range(map->memory->traits, index, k), wanted);
+        const UnitState state = inspection_.state_of_sample(units[(first + end) / 2], k);
         for (std::size_t i = first; i < end; ++i) {
-            assume(units[i].first->units[units[i].second], compare(found, wanted));
+            assume(units[i].unit(), state);
         }
     }
-}
-
-std::vector<std::uint8_t> Survey::sample(UnitMap& map, std::size_t index, std::size_t number)
-{
-    const Range range = sample_range(map.memory->traits, index, number);
-    std::vector<std::uint8_t> found(range.size());
-    map.memory->read(range.first, found, {});
-    note_set_byte(map.units[index], range, found);
-    return found;
 }
 
 std::vector<Survey::Stretch> Survey::elsewhere() const
@@ -359,7 +215,7 @@ std::vector<Survey::Stretch> Survey::elsewhere() const
 // Stops at the first byte that has to stay.
 bool Survey::is_blank(std::span<const Stretch> stretches)
 {
-    look_by_checksums(stretches);
+    inspection_.look_by_checksums(places_of(stretches));
     std::size_t number = 0;
     for (const Stretch& stretch : stretches) {
         const auto units = std::span{maps_[stretch.map].units}.subspan(stretch.first, stretch.end - stretch.first);
@@ -369,9 +225,9 @@ bool Survey::is_blank(std::span<const Stretch> stretches)
         if (std::ranges::any_of(units, [](const Unit& unit) { return unit.state == UnitState::kept; })) {
             return false;
         }
-        UnitMap& map = maps_[stretch.map];
-        if (!is_erased(sample(map, stretch.first, number++))) {
-            map.units[stretch.first].state = UnitState::kept;
+        const UnitPlace first{&maps_[stretch.map], stretch.first};
+        if (!inspection_.is_sample_erased(first, number++)) {
+            first.unit().state = UnitState::kept;
             return false;
         }
     }

@@ -1,7 +1,7 @@
 /// Looking at memories before an image is written to them: no more of them than it takes to know what is cheapest.
 #pragma once
 
-#include "cli/memory/contents.h"
+#include "cli/memory/inspection.h"
 #include "cli/memory/memory.h"
 #include "cli/memory/unit_map.h"
 #include "cli/terminal/progress.h"
@@ -12,15 +12,7 @@
 
 namespace tessit::cli {
 
-/// A byte of which writes alone cannot make what it is to be.
-struct StuckByte
-{
-    const Memory* memory = nullptr;
-    std::uint32_t address = 0;
-    std::uint8_t found = 0;
-    std::uint8_t wanted = 0;
-};
-
+/// What is worth to be looked at, by what looking, erasing and writing cost; an Inspection looks.
 class Survey
 {
 public:
@@ -39,11 +31,11 @@ public:
     EraseChoice choose_erases();
 
     const std::vector<UnitMap>& maps() const { return maps_; }
-    const Contents& contents() const { return contents_; }
+    const Contents& contents() const { return inspection_.contents(); }
     /// Stretches to write in units that are not erased.
-    const std::vector<Range>& differences() const { return differences_; }
+    const std::vector<Range>& differences() const { return inspection_.differences(); }
     /// In what was seen, in the order in which it was looked at.
-    const std::vector<StuckByte>& stuck_bytes() const { return stuck_; }
+    const std::vector<StuckByte>& stuck_bytes() const { return inspection_.stuck_bytes(); }
 
 private:
     struct Stretch
@@ -57,14 +49,11 @@ private:
     std::vector<Stretch> stretches(Predicate is_wanted) const;
     std::uint64_t bytes_of(std::span<const Stretch> stretches) const;
     double seconds_to_look(std::span<const Stretch> stretches) const;
+    double seconds_to_check(std::span<const Stretch> stretches) const;
+    std::vector<UnitPlace> places_of(std::span<const Stretch> stretches);
 
     void guess(std::span<const Stretch> stretches);
-    std::vector<std::uint8_t> sample(UnitMap& map, std::size_t index, std::size_t number);
     void look(const Stretch& stretch);
-    void look_by_checksums(std::span<const Stretch> stretches);
-    void judge_by_checksum(UnitMap& map, std::size_t index, std::uint32_t checksum);
-    double seconds_to_check(std::span<const Stretch> stretches) const;
-    void look_at_unit(UnitMap& map, std::size_t index, std::span<const std::uint8_t> found);
     void look_while_it_pays(std::span<const Stretch> stretches, Progress& progress);
     void resume_looking();
     std::vector<UnitMap> with_unseen(std::span<const Stretch> stretches) const;
@@ -75,10 +64,8 @@ private:
 
     const Device& device_;
     const Narration narration_;
-    Contents contents_;
+    Inspection inspection_;
     std::vector<UnitMap> maps_;
-    std::vector<Range> differences_;
-    std::vector<StuckByte> stuck_;  ///< the first of each unit
     std::vector<Stretch> given_up_; ///< what it did not pay to look at
     std::vector<UnitMap> guesses_;  ///< the maps before that was taken for unwritable
 };
