@@ -55,7 +55,7 @@ fs::path executable()
 {
     constexpr const char* told_by = "/proc/self/exe";
     std::error_code error;
-    const fs::path program = fs::read_symlink(told_by, error);
+    fs::path program = fs::read_symlink(told_by, error);
     if (error) {
         throw Failure{ExitCode::failure,
                       fmt::format("cannot find out where this program lies: {}: {}", told_by, error.message()),
