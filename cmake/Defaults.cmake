@@ -2,8 +2,8 @@
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # Objects are shared between build folders; the sloppiness is what precompiled headers need. With an empty cache, by what the
-  # compiler says of its headers instead of by preprocessing first: that took a fifth of the time.
+  # Objects are shared between build folders; the sloppiness is what precompiled headers need. Known is a file by
+  # what the compiler says of its headers: preprocessing first costs much where the cache is empty, docs/performance.md.
   set(CMAKE_C_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env
     "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 CCACHE_DEPEND=1 CCACHE_INODECACHE=1
     CCACHE_SLOPPINESS=pch_defines,time_macros "${CCACHE_PROGRAM}")

@@ -11,9 +11,9 @@
 namespace tessit::cli {
 
 inline constexpr std::size_t register_count = 19;
-inline constexpr std::array<const char*, register_count> register_names{"r0", "r1", "r2",   "r3",  "r4",  "r5",  "r6",
-                                                                        "r7", "r8", "r9",   "r10", "r11", "r12", "sp",
-                                                                        "lr", "pc", "xpsr", "msp", "psp"};
+inline constexpr std::array<std::string_view, register_count> register_names{
+    "r0",  "r1",  "r2",  "r3", "r4", "r5", "r6",   "r7",  "r8", "r9",
+    "r10", "r11", "r12", "sp", "lr", "pc", "xpsr", "msp", "psp"};
 
 using Registers = std::array<std::uint32_t, register_count>; ///< in the order of cpu_register_t
 

@@ -17,7 +17,7 @@ struct Item
     cpu_register_t which;
     std::optional<std::uint32_t> value;
 
-    const char* name() const { return register_names.at(static_cast<std::size_t>(which)); }
+    std::string_view name() const { return register_names.at(static_cast<std::size_t>(which)); }
 };
 
 Item parse_item(const std::string& text)

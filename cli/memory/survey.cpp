@@ -3,6 +3,7 @@
 #include "cli/terminal/progress.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <utility>
 
@@ -70,22 +71,29 @@ std::uint64_t Survey::bytes_of(std::span<const Stretch> stretches) const
     return bytes;
 }
 
-double Survey::seconds_to_look(std::span<const Stretch> stretches) const
+template <typename CostOf>
+double Survey::seconds_of(std::span<const Stretch> stretches, CostOf cost_of) const
 {
     double seconds = 0;
     for (const Stretch& stretch : stretches) {
-        seconds += maps_[stretch.map].memory->traits.read_cost.of(bytes_of({&stretch, 1}));
+        seconds += std::invoke(cost_of, maps_[stretch.map].memory->traits).of(bytes_of({&stretch, 1}));
     }
     return seconds;
 }
 
+double Survey::seconds_to_look(std::span<const Stretch> stretches) const
+{
+    return seconds_of(stretches, &MemoryTraits::read_cost);
+}
+
 double Survey::seconds_to_check(std::span<const Stretch> stretches) const
 {
-    double seconds = 0;
-    for (const Stretch& stretch : stretches) {
-        seconds += maps_[stretch.map].memory->traits.cost_to_check().of(bytes_of({&stretch, 1}));
-    }
-    return seconds;
+    return seconds_of(stretches, &MemoryTraits::cost_to_check);
+}
+
+std::span<Unit> Survey::units_of(const Stretch& stretch)
+{
+    return std::span{maps_[stretch.map].units}.subspan(stretch.first, stretch.end - stretch.first);
 }
 
 std::vector<UnitPlace> Survey::places_of(std::span<const Stretch> stretches)
@@ -218,7 +226,7 @@ bool Survey::is_blank(std::span<const Stretch> stretches)
     inspection_.look_by_checksums(places_of(stretches));
     std::size_t number = 0;
     for (const Stretch& stretch : stretches) {
-        const auto units = std::span{maps_[stretch.map].units}.subspan(stretch.first, stretch.end - stretch.first);
+        const std::span<Unit> units = units_of(stretch);
         if (std::ranges::all_of(units, &Unit::is_blank)) {
             continue;
         }
@@ -232,7 +240,7 @@ bool Survey::is_blank(std::span<const Stretch> stretches)
         }
     }
     return std::ranges::all_of(stretches, [this](const Stretch& stretch) {
-        const auto units = std::span{maps_[stretch.map].units}.subspan(stretch.first, stretch.end - stretch.first);
+        const std::span<Unit> units = units_of(stretch);
         if (!std::ranges::all_of(units, &Unit::is_blank)) {
             look(stretch);
         }

@@ -48,8 +48,11 @@ private:
     template <typename Predicate>
     std::vector<Stretch> stretches(Predicate is_wanted) const;
     std::uint64_t bytes_of(std::span<const Stretch> stretches) const;
+    template <typename CostOf>
+    double seconds_of(std::span<const Stretch> stretches, CostOf cost_of) const;
     double seconds_to_look(std::span<const Stretch> stretches) const;
     double seconds_to_check(std::span<const Stretch> stretches) const;
+    std::span<Unit> units_of(const Stretch& stretch);
     std::vector<UnitPlace> places_of(std::span<const Stretch> stretches);
 
     void guess(std::span<const Stretch> stretches);

@@ -1,7 +1,6 @@
 #include "cli/options/verb.h"
 
 #include "cli/failure.h"
-#include "cli/text/lists.h"
 
 #include <CLI/App.hpp>
 #include <algorithm>
@@ -231,11 +230,6 @@ std::size_t find_choice(const std::string& option, const std::string& text, std:
         refuse(option, fmt::format("there is no '{}'", text), fmt::format("One of: {}.", joined(names)));
     }
     return static_cast<std::size_t>(found - names.begin());
-}
-
-std::string join_choices(std::span<const std::string_view> names)
-{
-    return joined(names, "|");
 }
 
 } // namespace tessit::cli

@@ -1,5 +1,7 @@
-/// How a verb declares what may be typed after it. The parser is seen by verb.cpp and command_line.cpp alone.
+/// How a verb declares what may be typed after it. The parser is seen in this folder alone.
 #pragma once
+
+#include "cli/text/lists.h"
 
 #include <cstdint>
 #include <functional>
@@ -107,7 +109,6 @@ private:
 
 /// The place of the text in the list; a Failure names the list otherwise.
 std::size_t find_choice(const std::string& option, const std::string& text, std::span<const std::string_view> names);
-std::string join_choices(std::span<const std::string_view> names);
 
 template <typename Value, std::size_t count>
 Option Verb::choice(const std::string& name, const Choice<Value> (&choices)[count], Value& value,
@@ -119,7 +120,7 @@ Option Verb::choice(const std::string& name, const Choice<Value> (&choices)[coun
         names.push_back(choice.name);
         values.push_back(choice.value);
     }
-    const std::string placeholder = join_choices(names);
+    const std::string placeholder = joined(names, "|");
     return parsed(
         name, placeholder,
         [name, names, values, &value](const std::string& text) { value = values.at(find_choice(name, text, names)); },

@@ -14,11 +14,6 @@ std::string joined(std::span<const std::string_view> words, std::string_view bet
     return fmt::format("{}", fmt::join(words, between));
 }
 
-std::string joined(std::span<const char* const> words, std::string_view between)
-{
-    return fmt::format("{}", fmt::join(words, between));
-}
-
 std::string joined(std::span<const std::uint32_t> numbers)
 {
     return fmt::format("{}", fmt::join(numbers, ", "));

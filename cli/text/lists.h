@@ -11,7 +11,6 @@ namespace tessit::cli {
 /// "a, b, c"
 std::string joined(std::span<const std::string> words, std::string_view between = ", ");
 std::string joined(std::span<const std::string_view> words, std::string_view between = ", ");
-std::string joined(std::span<const char* const> words, std::string_view between = ", ");
 
 /// "1, 2, 3"
 std::string joined(std::span<const std::uint32_t> numbers);
